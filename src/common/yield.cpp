@@ -1,0 +1,8 @@
+#include "yield.h"
+
+#include <QCoreApplication>
+
+void EventLoopYield::yield()
+{
+    QCoreApplication::processEvents();
+}

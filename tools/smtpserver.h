@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayList>
+#include <QList>
+#include <QString>
+
+#include <chrono>
+#include <memory>
+
+/// One message as the server took it.
+struct ReceivedMessage {
+    QByteArray sender;         ///< envelope sender, without angle brackets
+    QByteArrayList recipients; ///< envelope recipients, without angle brackets
+    QByteArray data;           ///< the message with CRLF line ends, dots unstuffed, no final dot
+    QByteArray user;           ///< who had logged in; empty for nobody
+    bool encrypted = false;
+    int session = 0; ///< 1 for the first connection the server took, and so on
+};
+
+/// What the server does out of the ordinary. A rule meets a command line when the line starts with
+/// `command` (without regard to case) and contains `text`; "DATA-END" stands for the final dot,
+/// "CONNECT" for the greeting, "DATA-BODY" for the first line of a message's data.
+struct ServerRule {
+    enum class Action { Reply, Drop, Stall };
+
+    QByteArray command;
+    QByteArray text = {};
+    Action action = Action::Reply;
+    /// For Reply: the lines of the answer, sent as they are with CRLF each ("550-5.1.1 No such",
+    /// "550 user"). A first line that starts with 421 also closes the connection.
+    QByteArrayList reply = {};
+    /// Waited before the action; with Action::Reply and no reply lines, the ordinary answer follows
+    /// (a slow server).
+    std::chrono::milliseconds delay{0};
+    int skip = 0;   ///< leaves this many matching lines alone first
+    int times = -1; ///< how often it is applied; -1: always
+};
+
+struct ServerOptions {
+    bool startTls = false;    ///< offer STARTTLS; needs certificate and key
+    bool implicitTls = false; ///< TLS from the first byte
+    QString certificateFile;  ///< PEM
+    QString keyFile;          ///< PEM
+    QByteArrayList auth;      ///< offered mechanisms: "PLAIN", "LOGIN", "CRAM-MD5"
+    QByteArray user;          ///< the login that is accepted
+    QByteArray password;
+    bool authNeedsTls = false; ///< offers AUTH only on an encrypted link
+    bool smtpUtf8 = false;
+    QList<ServerRule> rules;
+    quint16 port = 0; ///< 0: one that is free
+};
+
+/// A small SMTP server (RFC 5321) on the loopback address, in a thread of its own: the mail
+/// catcher's core, and the scripted partner of the transport's tests.
+class SmtpServer
+{
+public:
+    explicit SmtpServer(ServerOptions options = {});
+    /// Closes every connection and ends the thread.
+    ~SmtpServer();
+
+    SmtpServer(const SmtpServer &) = delete;
+    SmtpServer &operator=(const SmtpServer &) = delete;
+
+    /// The port it listens on; 0 when it could not listen.
+    quint16 port() const;
+    /// All messages taken so far.
+    QList<ReceivedMessage> messages() const;
+    /// Every line of every session in order, "C: ..." from the client and "S: ..." from the
+    /// server, "C: <drop>" and "S: <drop>" where a connection ended without QUIT. Message data is
+    /// not part of it.
+    QByteArrayList transcript() const;
+    /// The number of connections taken so far.
+    int sessions() const;
+
+private:
+    class Private;
+    std::unique_ptr<Private> d;
+};
