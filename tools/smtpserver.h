@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 
 /// One message as the server took it.
@@ -19,8 +20,10 @@ struct ReceivedMessage {
 };
 
 /// What the server does out of the ordinary. A rule meets a command line when the line starts with
-/// `command` (without regard to case) and contains `text`; "DATA-END" stands for the final dot,
-/// "CONNECT" for the greeting, "DATA-BODY" for the first line of a message's data.
+/// `command` (without regard to case) and contains `text`. Three commands stand for moments that
+/// are no command line: "CONNECT" for the greeting, "DATA-BODY" for the first line of a message's
+/// data (`text` is looked for in that line), "DATA-END" for the final dot (`text` is looked for in
+/// the whole message). Of the rules that meet a line, the first that is still to be applied wins.
 struct ServerRule {
     enum class Action { Reply, Drop, Stall };
 
@@ -28,12 +31,14 @@ struct ServerRule {
     QByteArray text = {};
     Action action = Action::Reply;
     /// For Reply: the lines of the answer, sent as they are with CRLF each ("550-5.1.1 No such",
-    /// "550 user"). A first line that starts with 421 also closes the connection.
+    /// "550 user"). An answer of the classes 2 and 3 only replaces the words: the command does what
+    /// it always does. After any other answer the command has done nothing (a recipient, or with
+    /// "DATA-END" the message, is not taken), and 421 also closes the connection.
     QByteArrayList reply = {};
     /// Waited before the action; with Action::Reply and no reply lines, the ordinary answer follows
     /// (a slow server).
     std::chrono::milliseconds delay{0};
-    int skip = 0;   ///< leaves this many matching lines alone first
+    int skip = 0;   ///< leaves this many matching lines alone first, whoever answered those
     int times = -1; ///< how often it is applied; -1: always
 };
 
@@ -49,6 +54,10 @@ struct ServerOptions {
     bool smtpUtf8 = false;
     QList<ServerRule> rules;
     quint16 port = 0; ///< 0: one that is free
+    /// Puts a message away; called in the server's thread before the final dot is answered. false
+    /// makes that answer 452. A server with it keeps neither messages nor transcript, so that it
+    /// can run for long.
+    std::function<bool(const ReceivedMessage &)> store;
 };
 
 /// A small SMTP server (RFC 5321) on the loopback address, in a thread of its own: the mail
@@ -65,11 +74,11 @@ public:
 
     /// The port it listens on; 0 when it could not listen.
     quint16 port() const;
-    /// All messages taken so far.
+    /// All messages taken so far; a message is here before the client reads the answer to it.
     QList<ReceivedMessage> messages() const;
     /// Every line of every session in order, "C: ..." from the client and "S: ..." from the
     /// server, "C: <drop>" and "S: <drop>" where a connection ended without QUIT. Message data is
-    /// not part of it.
+    /// not part of it. What the client does is here once the server has noticed it.
     QByteArrayList transcript() const;
     /// The number of connections taken so far.
     int sessions() const;
