@@ -17,6 +17,8 @@ class SendMail : public QObject
     Q_OBJECT
 
 public:
+    using QObject::QObject;
+
     /// `name`, `name:port`, `[v6]:port`, `smtp://...` or `smtps://...`.
     QString Host;
     QString SenderAddress;

@@ -1,0 +1,178 @@
+#include "addresscheck.h"
+
+#include <QStringList>
+#include <QUrl>
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+
+namespace
+{
+
+// Far above every real address, and low enough that the line it stands in stays a legal one.
+constexpr qsizetype longestWritable = 900;
+// RFC 5321, 4.5.3.1, in octets; the limit of the path less its angle brackets.
+constexpr qsizetype longestAddress = 254;
+constexpr qsizetype longestLocalPart = 64;
+constexpr qsizetype longestLabel = 63;
+
+bool isBlank(QChar c)
+{
+    return c.category() == QChar::Separator_Space;
+}
+
+bool isAscii(QStringView text)
+{
+    return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
+}
+
+QStringView withoutOuterBlanks(QStringView text)
+{
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+    return text;
+}
+
+/// The place of the "@" between local part and domain, or -1. A quoted local part may hold others.
+qsizetype separatorOf(QStringView address)
+{
+    return address.lastIndexOf(u'@');
+}
+
+/// The domain in ASCII letters; empty when it has no such form.
+QString asciiDomain(QStringView domain)
+{
+    if (isAscii(domain))
+        return domain.toString();
+    return QString::fromLatin1(QUrl::toAce(domain.toString()));
+}
+
+QString characterFault(QStringView address)
+{
+    for (qsizetype i = 0; i < address.size(); ++i) {
+        const QChar c = address[i];
+        if (c.isHighSurrogate() && i + 1 < address.size() && address[i + 1].isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        switch (c.category()) {
+        case QChar::Other_Control:
+        case QChar::Other_Surrogate:
+        case QChar::Separator_Line:
+        case QChar::Separator_Paragraph:
+            return QStringLiteral("holds a control character");
+        case QChar::Separator_Space:
+            return QStringLiteral("holds a blank");
+        default:
+            if (c == u'<' || c == u'>')
+                return QStringLiteral("holds an angle bracket");
+        }
+    }
+    return {};
+}
+
+bool isAtomCharacter(QChar c)
+{
+    return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+           (c >= u'0' && c <= u'9') || QStringView(u"!#$%&'*+-/=?^_`{|}~").contains(c);
+}
+
+bool isQuotedLocalPart(QStringView local)
+{
+    if (local.size() < 3 || local.front() != u'"' || local.back() != u'"')
+        return false;
+    const QStringView inside = local.sliced(1, local.size() - 2);
+    for (qsizetype i = 0; i < inside.size(); ++i) {
+        if (inside[i] == u'"')
+            return false;
+        if (inside[i] == u'\\' && ++i == inside.size())
+            return false;
+    }
+    return true;
+}
+
+bool isDotAtom(QStringView local)
+{
+    const auto atoms = local.split(u'.');
+    return std::all_of(atoms.begin(), atoms.end(), [](QStringView atom) {
+        return !atom.isEmpty() && std::all_of(atom.begin(), atom.end(), isAtomCharacter);
+    });
+}
+
+bool isAddressLiteral(QStringView domain)
+{
+    if (!domain.endsWith(u']'))
+        return false;
+    QByteArray inside = domain.sliced(1, domain.size() - 2).toUtf8();
+    unsigned char parsed[sizeof(in6_addr)];
+    if (!inside.toLower().startsWith("ipv6:"))
+        return inet_pton(AF_INET, inside.constData(), parsed) == 1;
+    inside.remove(0, 5);
+    return inet_pton(AF_INET6, inside.constData(), parsed) == 1;
+}
+
+bool isLabel(QStringView label)
+{
+    return !label.isEmpty() && label.size() <= longestLabel && label.front() != u'-' &&
+           label.back() != u'-' && std::all_of(label.begin(), label.end(), [](QChar c) {
+               return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+                      (c >= u'0' && c <= u'9') || c == u'-';
+           });
+}
+
+QString shapeFault(QStringView address, qsizetype separator)
+{
+    if (separator < 0)
+        return QStringLiteral("has no @");
+    const QStringView local = address.first(separator);
+    if (local.isEmpty())
+        return QStringLiteral("has nothing before the @");
+    if (local.toUtf8().size() > longestLocalPart)
+        return QStringLiteral("has more than 64 characters before the @");
+    if (!isDotAtom(local) && !isQuotedLocalPart(local))
+        return QStringLiteral("is malformed before the @");
+    const QStringView written = address.sliced(separator + 1);
+    if (written.isEmpty())
+        return QStringLiteral("has nothing after the @");
+    if (wireAddress(address.toString()).size() > longestAddress)
+        return QStringLiteral("is longer than 254 characters");
+    if (written.startsWith(u'['))
+        return isAddressLiteral(written) ? QString() : QStringLiteral("is malformed after the @");
+    const QString domain = asciiDomain(written);
+    const auto labels = QStringView(domain).split(u'.');
+    if (!std::all_of(labels.begin(), labels.end(), isLabel))
+        return QStringLiteral("is malformed after the @");
+    if (labels.size() < 2)
+        return QStringLiteral("has no dot in the domain after the @");
+    return {};
+}
+
+} // namespace
+
+QString addressFault(const QString &address, AddressRules rules)
+{
+    const QStringView bare = withoutOuterBlanks(address);
+    if (bare.isEmpty())
+        return QStringLiteral("is empty");
+    if (const QString fault = characterFault(bare); !fault.isEmpty())
+        return fault;
+    if (bare.size() > longestWritable || bare.toUtf8().size() > longestWritable)
+        return QStringLiteral("is too long");
+    const qsizetype separator = separatorOf(bare);
+    if (separator >= 0 && separator + 1 < bare.size() &&
+        asciiDomain(bare.sliced(separator + 1)).isEmpty())
+        return QStringLiteral("has a domain that no mail server can be asked for");
+    return rules == AddressRules::Shape ? shapeFault(bare, separator) : QString();
+}
+
+QByteArray wireAddress(const QString &address)
+{
+    const QStringView bare = withoutOuterBlanks(address);
+    const qsizetype separator = separatorOf(bare);
+    if (separator < 0 || isAscii(bare))
+        return bare.toUtf8();
+    return bare.first(separator + 1).toUtf8() + asciiDomain(bare.sliced(separator + 1)).toUtf8();
+}

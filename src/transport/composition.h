@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+class AttachmentParts;
+
+/// What a message is made of.
+struct Letter {
+    QString senderName;
+    QByteArray sender;    ///< as wireAddress() writes it
+    QByteArray recipient; ///< as wireAddress() writes it
+    QString subject;
+    bool html = false;
+    QString body;
+};
+
+/// Turns letters into Internet messages: lines of at most 998 bytes that end in CRLF.
+class Composer
+{
+public:
+    /// The message up to its attachments: with attachments the text stops where
+    /// AttachmentParts::parts() goes on. No value can add a header field.
+    QByteArray compose(const Letter &letter, const AttachmentParts &attachments);
+
+private:
+    /// The fields that stay the same through a run; building them anew costs more than the rest.
+    const QByteArray &lastingFields(const Letter &letter);
+
+    QString m_senderName;
+    QByteArray m_sender;
+    QString m_subject;
+    QByteArray m_fields;
+};

@@ -1,0 +1,41 @@
+#include "smtpreply.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// More than any honest server says; the rest would only fill the memory.
+constexpr qsizetype longestAnswer = 16 * 1024;
+
+bool isDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+} // namespace
+
+SmtpReply::Step SmtpReply::add(QByteArrayView line)
+{
+    line = line.trimmed();
+    if (line.size() < 3 || !std::all_of(line.begin(), line.begin() + 3, isDigit) ||
+        line[0] == '0' || (line.size() > 3 && line[3] != ' ' && line[3] != '-') ||
+        m_words.size() + line.size() > longestAnswer)
+        return Step::Malformed;
+    const bool more = line.size() > 3 && line[3] == '-';
+    m_code = line.first(3).toInt();
+    if (line.size() > 4) {
+        m_words += ' ';
+        m_words += line.sliced(4).trimmed();
+    }
+    return more ? Step::More : Step::Complete;
+}
+
+QString SmtpReply::text() const
+{
+    QString words = QString::number(m_code) + QString::fromUtf8(m_words);
+    std::replace_if(
+        words.begin(), words.end(), [](QChar c) { return c.category() == QChar::Other_Control; },
+        u' ');
+    return words;
+}
