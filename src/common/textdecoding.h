@@ -1,0 +1,8 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+/// Text of unknown origin: UTF-8 where it is valid, otherwise Windows-1252, the usual encoding of
+/// older files.
+QString decodeText(const QByteArray &bytes);

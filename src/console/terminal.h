@@ -1,0 +1,67 @@
+#pragma once
+
+#include "operator.h"
+#include "runview.h"
+#include "yield.h"
+
+#include <QElapsedTimer>
+
+#include <functional>
+
+/// Results go to standard output, everything else to standard error.
+void printResult(const QString &text);
+void printMessage(const QString &text);
+
+/// Asks on a terminal; elsewhere answers Yes a fixed number of times and then No.
+class ConsoleOperator final : public Operator
+{
+public:
+    explicit ConsoleOperator(int yesAnswers) : m_yesLeft(yesAnswers) {}
+
+    void tell(const QString &text, const QString &title) override;
+    bool ask(const QString &text, const QString &title) override;
+
+private:
+    int m_yesLeft;
+};
+
+/// A bar with counts, rate and time left on a terminal; elsewhere a line every 100 recipients.
+class ConsoleView final : public RunView
+{
+public:
+    ConsoleView();
+
+    void showRow(const JobRow &row) override;
+    void showPanel(Panel panel, const QString &text) override;
+    void showProgress(float percent) override;
+    void showWaiting(bool) override {}
+    void setRunning(bool running) override;
+    void highlightRow(const JobRow &, bool) override {}
+    void openOptions() override;
+
+private:
+    void draw();
+    void clearBar();
+
+    const bool m_terminal;
+    QElapsedTimer m_elapsed;
+    qint64 m_lastDrawn = 0; // ms since the pass began
+    bool m_barVisible = false;
+    float m_percent = 0;
+    int m_handled = 0;
+    int m_failed = 0;
+};
+
+/// Turns SIGINT and SIGTERM into a call of `pause` at the next yield. A second signal of the kind
+/// ends the program at once.
+class SignalYield final : public Yield
+{
+public:
+    SignalYield();
+    void yield() override;
+    void onSignal(std::function<void()> pause) { m_pause = std::move(pause); }
+
+private:
+    EventLoopYield m_events;
+    std::function<void()> m_pause;
+};

@@ -1,0 +1,110 @@
+#include "interruptedrun.h"
+
+#include "jobstore.h"
+
+#include "connection.h"
+#include "programfolder.h"
+#include "recordset.h"
+#include "sqltext.h"
+
+#include <QDir>
+
+namespace
+{
+
+QString lockFile(const ProgramFolder &folder, qint64 listId)
+{
+    return folder.file(QStringLiteral("data\\m%1.lock").arg(listId));
+}
+
+void ensureTable(Connection &list)
+{
+    list.execute(QStringLiteral("create table if not exists sending (jobid integer primary key, "
+                                "start_time text not null, last_mid integer not null)"));
+}
+
+/// Stores the jobs that table `sending` of list `listId` knows as interrupted.
+QStringList recoverList(const ProgramFolder &folder, Connection &system, qint64 listId)
+{
+    QStringList names;
+    Connection list(folder.listConnectionString(listId));
+    ensureTable(list);
+    for (JobRow &row :
+         loadJobs(system, QStringLiteral(" where mjob.listid = %1 ").arg(listId))) {
+        const qint64 jobId = row.number(JobCell::Id);
+        if (const auto marker = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start])) {
+            row[JobCell::Start] = marker->startTime;
+            row[JobCell::End].clear();
+            row.setNumber(JobCell::LastSentId, marker->lastMid);
+            row[JobCell::Progress] = QStringLiteral("Paused");
+            recountRecipients(list, row);
+            storeJobRow(folder, row);
+            names += row[JobCell::Name];
+        }
+        RunMarker::clear(list, jobId);
+    }
+    return names;
+}
+
+} // namespace
+
+ListLock::ListLock(const ProgramFolder &folder, qint64 listId) : m_file(lockFile(folder, listId))
+{
+    m_file.setStaleLockTime(0); // a run may last for days
+    // A folder that takes no lock takes no outcome either; the database will say so.
+    if (!m_file.tryLock() && m_file.error() == QLockFile::LockFailedError)
+        throw StorageError(0, QStringLiteral("Quillbright"),
+                           QStringLiteral("Another Quillbright is sending to this maillist."));
+}
+
+void RunMarker::begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid)
+{
+    ensureTable(list);
+    list.execute(QStringLiteral("insert or replace into sending values (%1, %2, %3)")
+                     .arg(QString::number(jobId), quoted(startTime), QString::number(lastMid)));
+}
+
+void RunMarker::advance(Connection &list, qint64 jobId, qint64 lastMid)
+{
+    list.execute(
+        QStringLiteral("update sending set last_mid = %1 where jobid = %2").arg(lastMid).arg(jobId));
+}
+
+void RunMarker::clear(Connection &list, qint64 jobId)
+{
+    ensureTable(list);
+    list.execute(QStringLiteral("delete from sending where jobid = %1").arg(jobId));
+}
+
+std::optional<RunMarker> RunMarker::ofInterrupted(Connection &list, qint64 jobId,
+                                                  const QString &storedStart)
+{
+    ensureTable(list);
+    const Recordset rows(list,
+                         QStringLiteral("select start_time, last_mid from sending where jobid = %1")
+                             .arg(jobId));
+    if (rows.atEnd())
+        return {};
+    const RunMarker marker{rows.current().text(QStringLiteral("start_time")),
+                           rows.current().number(QStringLiteral("last_mid"))};
+    if (marker.startTime == storedStart)
+        return {};
+    return marker;
+}
+
+QStringList recoverInterruptedRuns(const ProgramFolder &folder)
+{
+    const QStringList locks = QDir(folder.file(QStringLiteral("data")))
+                                  .entryList({QStringLiteral("m*.lock")}, QDir::Files);
+    QStringList names;
+    for (const QString &name : locks) {
+        const qint64 listId = name.mid(1).section(QLatin1Char('.'), 0, 0).toLongLong();
+        QLockFile lock(lockFile(folder, listId));
+        lock.setStaleLockTime(0);
+        if (!lock.tryLock())
+            continue; // its run is alive
+        Connection system(folder.systemConnectionString());
+        names += recoverList(folder, system, listId);
+    }
+    return names;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QLockFile>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+class Connection;
+class ProgramFolder;
+
+/// While it lives, no other run or reset of any Quillbright on this folder works on the list: two
+/// of them would send to the same people. The lock is a file beside the list database that names
+/// its process; one left by a process that is gone does not count.
+class ListLock
+{
+public:
+    /// Throws StorageError when another one holds it.
+    ListLock(const ProgramFolder &folder, qint64 listId);
+
+private:
+    QLockFile m_file;
+};
+
+/// How far a normal run has come, kept in table `sending` of the list database and changed in the
+/// same commit as the recipient's outcome. The job record learns it only when the run ends, so what
+/// is found here of a run that its job does not know was left by a crash. All functions throw
+/// StorageError.
+struct RunMarker {
+    /// Begins a run of `jobId` that starts after recipient `lastMid`.
+    static void begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid);
+    static void advance(Connection &list, qint64 jobId, qint64 lastMid);
+    static void clear(Connection &list, qint64 jobId);
+
+    /// What is known of a run of the job that never got stored; nothing when the job's last run
+    /// (`storedStart` is the start its record holds) was.
+    static std::optional<RunMarker> ofInterrupted(Connection &list, qint64 jobId,
+                                                  const QString &storedStart);
+
+    QString startTime;
+    qint64 lastMid = 0;
+};
+
+/// Finds the jobs whose run was cut off by a crash and stores them as "Paused" after the last
+/// recipient handled, so that "Start" goes on there and mails nobody twice. Returns their names.
+/// For the start of the program; throws StorageError.
+QStringList recoverInterruptedRuns(const ProgramFolder &folder);

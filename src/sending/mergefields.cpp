@@ -1,0 +1,51 @@
+#include "mergefields.h"
+
+#include "record.h"
+
+#include <QLocale>
+
+namespace
+{
+
+/// The columns behind the fields; the first field is the date.
+const std::array<QString, 8> columns
+    = {QString(),
+       QStringLiteral("email"),
+       QStringLiteral("fname"),
+       QStringLiteral("lname"),
+       QStringLiteral("title"),
+       QStringLiteral("contact"),
+       QStringLiteral("company"),
+       QStringLiteral("memo")};
+
+} // namespace
+
+const QStringList &MergeFields::names()
+{
+    static const QStringList names = {
+        QStringLiteral("%%SEND_DATE%%"), QStringLiteral("%%EMAIL%%"),
+        QStringLiteral("%%FIRSTNAME%%"), QStringLiteral("%%LASTNAME%%"),
+        QStringLiteral("%%TITLE%%"),     QStringLiteral("%%CONTACT%%"),
+        QStringLiteral("%%COMPANY%%"),   QStringLiteral("%%MEMO%%"),
+    };
+    return names;
+}
+
+MergeFields::MergeFields(const QString &bodyTemplate) : m_template(bodyTemplate)
+{
+    for (size_t i = 0; i < m_present.size(); ++i)
+        m_present[i] = bodyTemplate.contains(names()[qsizetype(i)]);
+}
+
+QString MergeFields::personalise(const Record &recipient, const QDate &today) const
+{
+    QString body = m_template;
+    for (size_t i = 0; i < m_present.size(); ++i) {
+        if (!m_present[i])
+            continue;
+        const QString value = i == 0 ? QLocale::system().toString(today, QLocale::ShortFormat)
+                                     : recipient.text(columns[i]);
+        body.replace(names()[qsizetype(i)], value);
+    }
+    return body;
+}

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "jobmessage.h"
+#include "jobrow.h"
+
+#include <QObject>
+
+#include <chrono>
+
+class Clock;
+class Connection;
+class LiveSettings;
+class MergeFields;
+class Operator;
+class ProgramFolder;
+class Record;
+class RunView;
+class SendMail;
+class StorageError;
+class UnsubscribeList;
+class Yield;
+struct Settings;
+
+/// How a run treats the server: after every `batchSize` recipients it disconnects, waits
+/// `batchPause` and connects again.
+struct RunPace {
+    int batchSize = 50;
+    std::chrono::milliseconds batchPause{1000};
+};
+
+/// Sends a job's message to its recipients, one after the other, and records every outcome before
+/// it touches the next recipient.
+class SendRun final : public QObject
+{
+public:
+    enum class Result {
+        Complete,
+        Paused,
+        NoServer,          ///< refused: the settings name no server
+        MissingAttachment, ///< refused
+        ListInUse,         ///< refused: another program sends to the list
+        StorageFailed,     ///< stopped by a database; what was sent before is recorded
+    };
+
+    /// All of them must outlive the run.
+    SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings &settings,
+            Operator &op, RunView &view, Clock &clock, Yield &yield, RunPace pace = {});
+
+    /// Runs the job, then over its failures: once by itself, and as often as the operator wants.
+    /// `failedOnly`: begin with the failures. Returns when all is over; tells the operator how it
+    /// ended, and of every refusal and error.
+    Result start(const JobRow &row, const JobMessage &message, bool failedOnly);
+
+    /// The run ends after the current recipient. For calls during start().
+    void requestPause() { m_stopRequested = true; }
+    bool isRunning() const { return m_running; }
+
+    /// Of the last pass.
+    int sent() const { return m_succeeded + m_failed; }
+    int failed() const { return m_failed; }
+
+private:
+    Result runPasses(JobRow &row, const JobMessage &message, bool failedOnly);
+    Result runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass);
+    void send(JobRow &row, const JobMessage &message, const Settings &settings, bool failedOnly,
+              int pass);
+    JobRow finished(const JobRow &row, bool failedOnly);
+    void showEnd(const JobRow &row);
+    void connectTransport(const JobMessage &message, const Settings &settings);
+    void reconnect();
+    bool sendToOne(const Record &recipient, const MergeFields &fields,
+                   const UnsubscribeList &unsubscribed, const QString &subject);
+    void recordOutcome(Connection &list, const JobRow &row, qint64 mid, bool success,
+                       bool failedOnly);
+    void showOutcome(const JobRow &row, bool success);
+    void stopOnError(JobRow &row, const JobRow &before, const StorageError &error);
+    bool isRerunWanted(const JobRow &row, int pass);
+
+    const ProgramFolder &m_folder;
+    SendMail &m_mail;
+    const LiveSettings &m_settings;
+    Operator &m_operator;
+    RunView &m_view;
+    Clock &m_clock;
+    Yield &m_yield;
+    const RunPace m_pace;
+
+    bool m_running = false;
+    bool m_stopRequested = false;
+    bool m_sendFailed = false;
+    QString m_reason;
+    int m_succeeded = 0;
+    int m_failed = 0;
+};

@@ -1,0 +1,201 @@
+#include "connection.h"
+
+#include "sqlfunctions.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Exception.h>
+#include <SQLiteCpp/Column.h>
+#include <SQLiteCpp/Statement.h>
+#include <sqlite3.h>
+
+namespace
+{
+
+/// How long a statement waits for another program that is writing to the same file.
+constexpr int busyTimeoutMs = 2000;
+
+QString databasePath(const QString &connectionString)
+{
+    const QString key = QStringLiteral("Dbq=");
+    const qsizetype at = connectionString.indexOf(key, 0, Qt::CaseInsensitive);
+    if (at < 0)
+        throw StorageError(SQLITE_CANTOPEN, QStringLiteral("SQLite"),
+                           QStringLiteral("The connection string names no database file."));
+    // Dbq comes last, so a ";" inside the path belongs to it.
+    QString path = connectionString.mid(at + key.size());
+    if (path.endsWith(QLatin1Char(';')))
+        path.chop(1);
+#ifdef Q_OS_WIN
+    return path;
+#else
+    return path.replace(QLatin1Char('\\'), QLatin1Char('/'));
+#endif
+}
+
+/// The engine's result code in words for somebody who keeps mail lists.
+QString describe(int code, const QString &path, const QString &engineText)
+{
+    const QString name = QDir::toNativeSeparators(path);
+    switch (code & 0xff) {
+    case SQLITE_CANTOPEN:
+        return QFileInfo::exists(path)
+            ? QStringLiteral("The database %1 cannot be opened.").arg(name)
+            : QStringLiteral("The database %1 does not exist.").arg(name);
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+        return QStringLiteral("The file %1 is damaged or is not a database.").arg(name);
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+        return QStringLiteral("The database %1 is in use by another program.").arg(name);
+    case SQLITE_FULL:
+        return QStringLiteral("The disk that holds %1 is full.").arg(name);
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+        return QStringLiteral("The database %1 may not be written to.").arg(name);
+    case SQLITE_IOERR:
+        return QStringLiteral("Reading or writing %1 failed (%2).").arg(name, engineText);
+    case SQLITE_TOOBIG:
+        return QStringLiteral("The text is too long for the database.");
+    default:
+        break;
+    }
+    if (engineText.endsWith(QStringLiteral("failed: email.email"))) {
+        return code == SQLITE_CONSTRAINT_NOTNULL
+            ? QStringLiteral("A recipient needs an email address.")
+            : QStringLiteral("This email address is already in the list.");
+    }
+    return engineText;
+}
+
+} // namespace
+
+Connection::Connection() = default;
+
+Connection::Connection(const QString &connectionString)
+{
+    open(connectionString);
+}
+
+Connection::~Connection() = default;
+
+void Connection::open(const QString &connectionString)
+{
+    close();
+    m_path = databasePath(connectionString);
+    try {
+        auto database = std::make_unique<SQLite::Database>(
+            m_path.toStdString(), SQLite::OPEN_READWRITE, busyTimeoutMs);
+        addSqlFunctions(database->getHandle());
+        database->exec("pragma synchronous=full");
+        // The engine reads the file only when it must; a damaged one is to fail here.
+        database->exec("select count(*) from sqlite_master");
+        m_database = std::move(database);
+    } catch (const SQLite::Exception &e) {
+        raise(e);
+    }
+}
+
+void Connection::close()
+{
+    m_database.reset();
+}
+
+void Connection::execute(const QString &sql)
+{
+    try {
+        // A select is allowed too; its rows are of no interest.
+        const auto statement = prepare(sql);
+        while (statement->executeStep())
+            ;
+    } catch (const SQLite::Exception &e) {
+        raise(e);
+    }
+}
+
+qint64 Connection::number(const QString &select)
+{
+    try {
+        const auto statement = prepare(select);
+        return statement->executeStep() ? statement->getColumn(0).getInt64() : 0;
+    } catch (const SQLite::Exception &e) {
+        raise(e);
+    }
+}
+
+std::vector<qint64> Connection::numbers(const QString &select)
+{
+    try {
+        const auto statement = prepare(select);
+        std::vector<qint64> result;
+        while (statement->executeStep())
+            result.push_back(statement->getColumn(0).getInt64());
+        return result;
+    } catch (const SQLite::Exception &e) {
+        raise(e);
+    }
+}
+
+std::unique_ptr<SQLite::Statement> Connection::prepare(const QString &sql)
+{
+    const std::string text = sql.toStdString();
+    try {
+        auto statement = std::make_unique<SQLite::Statement>(database(), text);
+        // Only a text with a semicolon can hold a second statement.
+        if (const auto semicolon = text.find(';'); semicolon != std::string::npos) {
+            sqlite3_stmt *first = nullptr;
+            const char *rest = nullptr;
+            sqlite3_prepare_v2(database().getHandle(), text.c_str(), int(text.size()), &first,
+                               &rest);
+            sqlite3_finalize(first);
+            if (!QByteArray(rest).trimmed().isEmpty())
+                throw StorageError(SQLITE_ERROR, QStringLiteral("SQLite"),
+                                   QStringLiteral("The text holds more than one statement."));
+        }
+        return statement;
+    } catch (const SQLite::Exception &e) {
+        raise(e);
+    }
+}
+
+void Connection::raise(const SQLite::Exception &error) const
+{
+    const int code
+        = error.getExtendedErrorCode() > 0 ? error.getExtendedErrorCode() : error.getErrorCode();
+    throw StorageError(code, QStringLiteral("SQLite"),
+                       describe(code, m_path, QString::fromUtf8(error.what())));
+}
+
+SQLite::Database &Connection::database() const
+{
+    if (!m_database)
+        throw StorageError(SQLITE_MISUSE, QStringLiteral("SQLite"),
+                           QStringLiteral("The database is not open."));
+    return *m_database;
+}
+
+Transaction::Transaction(Connection &connection) : m_connection(&connection)
+{
+    // A transaction that is going to write asks for the lock at once; one that reads first could
+    // be refused later, when waiting no longer helps.
+    connection.execute(QStringLiteral("begin immediate"));
+}
+
+Transaction::~Transaction()
+{
+    if (!m_connection)
+        return;
+    try {
+        m_connection->execute(QStringLiteral("rollback"));
+    } catch (const StorageError &) {
+        // The engine has undone it by itself.
+    }
+}
+
+void Transaction::commit()
+{
+    m_connection->execute(QStringLiteral("commit"));
+    m_connection = nullptr;
+}

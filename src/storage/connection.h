@@ -1,0 +1,69 @@
+#pragma once
+
+#include "storageerror.h"
+
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace SQLite
+{
+class Database;
+class Exception;
+class Statement;
+}
+
+/// A connection to one database file. Opening never creates a file; every failure throws
+/// StorageError. A commit survives a power cut.
+class Connection
+{
+public:
+    Connection();
+    /// Opens at once.
+    explicit Connection(const QString &connectionString);
+    ~Connection();
+
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+
+    /// `connectionString`: "Driver={...};Dbq=" + path + ";", with "\" between folders. An open
+    /// connection is closed first.
+    void open(const QString &connectionString);
+    /// Folds the engine's log back into the file when no other connection uses it.
+    void close();
+    bool isOpen() const { return m_database != nullptr; }
+
+    /// Runs one statement without a result. Text after the statement is an error.
+    void execute(const QString &sql);
+    /// The first column of the first row as a whole number; 0 for null or no row.
+    qint64 number(const QString &select);
+    /// The first column of every row.
+    std::vector<qint64> numbers(const QString &select);
+
+    /// For record sets: one prepared statement, and what a failure of it becomes.
+    std::unique_ptr<SQLite::Statement> prepare(const QString &sql);
+    [[noreturn]] void raise(const SQLite::Exception &error) const;
+
+private:
+    SQLite::Database &database() const;
+
+    QString m_path;
+    std::unique_ptr<SQLite::Database> m_database;
+};
+
+/// Groups statements into one commit; what is not committed is undone.
+class Transaction
+{
+public:
+    explicit Transaction(Connection &connection);
+    ~Transaction();
+
+    Transaction(const Transaction &) = delete;
+    Transaction &operator=(const Transaction &) = delete;
+
+    void commit();
+
+private:
+    Connection *m_connection;
+};

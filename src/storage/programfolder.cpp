@@ -1,0 +1,115 @@
+#include "programfolder.h"
+
+#include "connection.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+
+namespace
+{
+
+QString connectionString(const QString &path)
+{
+    return QStringLiteral("Driver={Microsoft Access Driver (*.mdb)};Dbq=") + path
+        + QLatin1Char(';');
+}
+
+[[noreturn]] void fail(const QString &text)
+{
+    throw StorageError(0, QStringLiteral("File system"), text);
+}
+
+void removeSideFiles(const QString &database)
+{
+    QFile::remove(database + QStringLiteral("-wal"));
+    QFile::remove(database + QStringLiteral("-shm"));
+}
+
+/// Copies through a temporary file, so that a full disk leaves neither half a database nor a
+/// damaged old one.
+void copyDatabase(const QString &from, const QString &to)
+{
+    QFile source(from);
+    QSaveFile target(to);
+    if (!source.open(QIODevice::ReadOnly))
+        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+    if (!target.open(QIODevice::WriteOnly))
+        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+    QByteArray block;
+    do {
+        block = source.read(1 << 20);
+        if (target.write(block) != block.size())
+            fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+    } while (!block.isEmpty());
+    if (source.error() != QFileDevice::NoError)
+        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+    // A log left beside the old file would be played back into the new one.
+    removeSideFiles(to);
+    if (!target.commit())
+        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+}
+
+} // namespace
+
+ProgramFolder::ProgramFolder(const QString &path) : m_path(path)
+{
+    while (m_path.size() > 1 && m_path.endsWith(QLatin1Char('/')))
+        m_path.chop(1);
+}
+
+ProgramFolder ProgramFolder::ofExecutable()
+{
+    return ProgramFolder(QCoreApplication::applicationDirPath());
+}
+
+QString ProgramFolder::file(const QString &name) const
+{
+    return m_path + QLatin1Char('/') + QString(name).replace(QLatin1Char('\\'), QLatin1Char('/'));
+}
+
+QString ProgramFolder::systemConnectionString() const
+{
+    return connectionString(m_path + QStringLiteral("\\sys.mdb"));
+}
+
+QString ProgramFolder::listConnectionString(qint64 listId) const
+{
+    return connectionString(m_path + QStringLiteral("\\data\\m%1.mdb").arg(listId));
+}
+
+QString ProgramFolder::listDatabaseFile(qint64 listId) const
+{
+    return file(QStringLiteral("data\\m%1.mdb").arg(listId));
+}
+
+void ProgramFolder::createListDatabase(qint64 listId) const
+{
+    const QString target = listDatabaseFile(listId);
+    if (!QDir().mkpath(file(QStringLiteral("data"))))
+        fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
+    if (QFile::exists(target))
+        fail(QStringLiteral("The file %1 exists already.").arg(target));
+    copyDatabase(file(QStringLiteral("mtemplate.mdb")), target);
+}
+
+void ProgramFolder::duplicateListDatabase(qint64 from, qint64 to) const
+{
+    const QString source = listDatabaseFile(from);
+    // Opening and closing folds in what a crash may have left in the log beside the file.
+    Connection(listConnectionString(from)).close();
+    if (QFileInfo(source + QStringLiteral("-wal")).size() > 0)
+        fail(QStringLiteral("The database %1 is in use, so it cannot be copied.").arg(source));
+    copyDatabase(source, listDatabaseFile(to));
+}
+
+void ProgramFolder::deleteListDatabase(qint64 listId) const
+{
+    const QString path = listDatabaseFile(listId);
+    QFile file(path);
+    if (!file.remove())
+        fail(QStringLiteral("Cannot delete %1: %2").arg(path, file.errorString()));
+    removeSideFiles(path);
+}

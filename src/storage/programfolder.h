@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+
+/// The folder that holds the program's data, and the list database files in it.
+///
+/// Paths inside it are formed with "\", as the connection strings always were; file() gives the
+/// platform's form.
+class ProgramFolder
+{
+public:
+    /// `path` without a trailing separator.
+    explicit ProgramFolder(const QString &path);
+
+    /// The folder of the running executable.
+    static ProgramFolder ofExecutable();
+
+    const QString &path() const { return m_path; }
+    /// The platform's path of a file in the folder; `name` may hold "\" ("data\m1.mdb").
+    QString file(const QString &name) const;
+
+    QString systemConnectionString() const;
+    QString listConnectionString(qint64 listId) const;
+    QString listDatabaseFile(qint64 listId) const;
+
+    /// Makes list `listId`'s database as a copy of the empty template, and the data folder where it
+    /// is missing. An existing file is an error. Throws StorageError.
+    void createListDatabase(qint64 listId) const;
+    /// Copies the database of `from` over that of `to`. Throws StorageError; a failed copy leaves
+    /// what was there.
+    void duplicateListDatabase(qint64 from, qint64 to) const;
+    /// Deletes the file (and the engine's side files). Throws StorageError when it stays.
+    void deleteListDatabase(qint64 listId) const;
+
+private:
+    QString m_path;
+};

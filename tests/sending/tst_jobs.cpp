@@ -1,0 +1,181 @@
+#include "connection.h"
+#include "jobmessage.h"
+#include "jobstore.h"
+#include "mergefields.h"
+#include "recordset.h"
+#include "testfolder.h"
+
+#include <QFile>
+#include <QLocale>
+#include <QTest>
+
+class TestJobs final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void listsJobsNewestFirst();
+    void storesARow();
+    void resets();
+    void failedResetChangesNothing_data();
+    void failedResetChangesNothing();
+    void loadsAMessage();
+    void mergesFields_data();
+    void mergesFields();
+};
+
+void TestJobs::listsJobsNewestFirst()
+{
+    const TestFolder folder;
+    const qint64 list = folder.addList(QStringLiteral("Members"), {});
+    const qint64 message = folder.addMessage(QStringLiteral("News"), {});
+    folder.addJob(QStringLiteral("First"), list, message);
+    folder.addJob(QStringLiteral("Second"), list, message);
+    folder.addJob(QStringLiteral("Orphan"), 99, message);
+    Connection system(folder.folder().systemConnectionString());
+    const std::vector<JobRow> jobs = loadJobs(system);
+    QCOMPARE(jobs.size(), size_t(2));
+    QCOMPARE(jobs[0][JobCell::Name], QStringLiteral("Second"));
+    QCOMPARE(jobs[0][JobCell::Maillist], QStringLiteral("Members"));
+    QCOMPARE(jobs[0][JobCell::Subject], QStringLiteral("News"));
+    QCOMPARE(jobs[0][JobCell::Progress], QString());
+    QCOMPARE(jobs[0][JobCell::Start], QStringLiteral("0000/00/00 00:00:00"));
+    QCOMPARE(jobs[0][JobCell::LastSentId], QStringLiteral("0"));
+    QCOMPARE(loadJobs(system, QStringLiteral(" where mjob.jobname like '%FIR%' ")).size(),
+             size_t(1));
+}
+
+void TestJobs::storesARow()
+{
+    const TestFolder folder;
+    const qint64 job = folder.addJob(QStringLiteral("J"), 1, 1);
+    folder.addJob(QStringLiteral("Other"), 1, 1);
+    JobRow row;
+    row.setNumber(JobCell::Id, job);
+    row[JobCell::Progress] = QStringLiteral("Paused");
+    row[JobCell::End] = QStringLiteral("2026/11/16 14:05:09");
+    row.setNumber(JobCell::Total, 10);
+    row.setNumber(JobCell::Unsent, 4);
+    row.setNumber(JobCell::Success, 3);
+    row.setNumber(JobCell::Failed, 2);
+    row.setNumber(JobCell::LastSentId, 5000000000);
+    storeJobRow(folder.folder(), row);
+    QCOMPARE(folder.rows(QStringLiteral("select * from mjob")),
+             QStringList({QStringLiteral("1|J|1|1|Paused|10|4|3|2||2026/11/16 14:05:09|5000000000"),
+                          QStringLiteral("2|Other|1|1|null|0|0|0|0|null|null|0")}));
+    row[JobCell::Total] = QStringLiteral("many");
+    QVERIFY_EXCEPTION_THROWN(storeJobRow(folder.folder(), row), StorageError);
+}
+
+void TestJobs::resets()
+{
+    for (const QStringList &recipients :
+         {QStringList{QStringLiteral("a@x.org"), QStringLiteral("b@x.org")}, QStringList()}) {
+        const TestFolder folder;
+        const qint64 list = folder.addList(QStringLiteral("L"), recipients);
+        folder.addJob(QStringLiteral("J"), list, folder.addMessage(QStringLiteral("M"), {}));
+        folder.execute(QStringLiteral("update email set status='F', remark='why'"), list);
+        folder.execute(QStringLiteral("update mjob set progress='Paused', failure=2, last_mid=2, "
+                                      "start_time='2026/11/16 14:05:09'"));
+        Connection system(folder.folder().systemConnectionString());
+        JobRow row = loadJobs(system).at(0);
+        resetJob(folder.folder(), row);
+        QCOMPARE(row[JobCell::Unsent], QStringLiteral("0"));
+        QCOMPARE(folder.rows(QStringLiteral("select progress, total, unsent, success, failure, "
+                                            "start_time, end_time, last_mid from mjob")),
+                 QStringList{QStringLiteral("|%1|0|0|0|||0").arg(recipients.size())});
+        QCOMPARE(folder.rows(QStringLiteral("select distinct status, remark from email"), list)
+                     .value(0),
+                 recipients.isEmpty() ? QString() : QStringLiteral("null|why"));
+    }
+}
+
+void TestJobs::failedResetChangesNothing_data()
+{
+    QTest::addColumn<bool>("listIsMissing");
+    QTest::newRow("list database missing") << true;
+    QTest::newRow("statement refused") << false;
+}
+
+void TestJobs::failedResetChangesNothing()
+{
+    QFETCH(bool, listIsMissing);
+    const TestFolder folder;
+    const qint64 list = folder.addList(QStringLiteral("L"), {QStringLiteral("a@x.org")});
+    folder.addJob(QStringLiteral("J"), list, folder.addMessage(QStringLiteral("M"), {}));
+    folder.execute(QStringLiteral("update mjob set progress='Paused', last_mid=1"));
+    if (listIsMissing)
+        folder.folder().deleteListDatabase(list);
+    else
+        folder.execute(QStringLiteral("create trigger t before update on email begin select "
+                                      "raise(abort, 'no'); end"),
+                       list);
+    Connection system(folder.folder().systemConnectionString());
+    JobRow row = loadJobs(system).at(0);
+    const JobRow before = row;
+    QVERIFY_EXCEPTION_THROWN(resetJob(folder.folder(), row), StorageError);
+    QCOMPARE(row, before);
+    QCOMPARE(loadJobs(system).at(0), before);
+}
+
+void TestJobs::loadsAMessage()
+{
+    const TestFolder folder;
+    folder.execute(QStringLiteral("insert into mmsg (subject, attach01, attach03) values "
+                                  "('S', '', '/c')"));
+    Connection system(folder.folder().systemConnectionString());
+    const JobMessage message = loadMessage(system, 1);
+    QCOMPARE(message.subject, QStringLiteral("S"));
+    QCOMPARE(message.body, QString());
+    QCOMPARE(message.attachmentPaths(), QStringList{QStringLiteral("/c")});
+    QVERIFY_EXCEPTION_THROWN(loadMessage(system, 2), StorageError);
+}
+
+void TestJobs::mergesFields_data()
+{
+    QTest::addColumn<QString>("recipient"); // as SQL
+    QTest::addColumn<QString>("body");
+    QTest::addColumn<QString>("merged");
+    const QString all = QStringLiteral("'a@x.org','Ann','Lee','Dr','555','ACME','note'");
+    const auto add = [](const char *name, const QString &recipient, const char *body,
+                        const char *merged) {
+        QTest::newRow(name) << recipient << QString::fromUtf8(body) << QString::fromUtf8(merged);
+    };
+    add("all", all,
+        "%%EMAIL%% %%FIRSTNAME%% %%LASTNAME%% %%TITLE%% %%CONTACT%% %%COMPANY%% %%MEMO%%",
+        "a@x.org Ann Lee Dr 555 ACME note");
+    add("none", all, "100%% %EMAIL% text", "100%% %EMAIL% text");
+    add("twice", all, "%%FIRSTNAME%%%%FIRSTNAME%%", "AnnAnn");
+    add("other case is text", all, "%%firstname%% %% FIRSTNAME %%", "%%firstname%% %% FIRSTNAME %%");
+    add("null is empty", QStringLiteral("a@x.org"), "Dear %%FIRSTNAME%%!", "Dear !");
+    add("blanks stay", QStringLiteral(" a@x.org "), "<%%EMAIL%%>", "< a@x.org >");
+    add("a value with a later field", QStringLiteral("'a@x.org','%%LASTNAME%%','Lee'"),
+        "%%FIRSTNAME%% %%LASTNAME%%", "Lee Lee");
+    add("a value with a field the body lacks", QStringLiteral("'a@x.org','%%LASTNAME%%','Lee'"),
+        "%%FIRSTNAME%%", "%%LASTNAME%%");
+    add("a value with an earlier field", QStringLiteral("'a@x.org','Ann','%%FIRSTNAME%%'"),
+        "%%FIRSTNAME%% %%LASTNAME%%", "Ann %%FIRSTNAME%%");
+    add("not searched again in its own step", QStringLiteral("'a@x.org','%%FIRSTNAME%%'"),
+        "%%FIRSTNAME%%", "%%FIRSTNAME%%");
+    add("markup is not escaped", QStringLiteral("'a@x.org','<b>&'"), "%%FIRSTNAME%%", "<b>&");
+    add("date", all, "%%SEND_DATE%%",
+        QLocale::system()
+            .toString(QDate(2026, 11, 16), QLocale::ShortFormat)
+            .toUtf8()
+            .constData());
+}
+
+void TestJobs::mergesFields()
+{
+    QFETCH(QString, recipient);
+    QFETCH(QString, body);
+    QFETCH(QString, merged);
+    const TestFolder folder;
+    const qint64 list = folder.addList(QStringLiteral("L"), {recipient});
+    Connection connection(folder.folder().listConnectionString(list));
+    const Recordset rows(connection, QStringLiteral("select * from email"));
+    QCOMPARE(MergeFields(body).personalise(rows.current(), QDate(2026, 11, 16)), merged);
+}
+
+QTEST_GUILESS_MAIN(TestJobs)
+#include "tst_jobs.moc"

@@ -1,0 +1,528 @@
+#include "connection.h"
+#include "fakes.h"
+#include "interruptedrun.h"
+#include "jobstore.h"
+#include "sendrun.h"
+#include "testfolder.h"
+
+#include <QDir>
+#include <QFile>
+#include <QLocale>
+#include <QTest>
+
+using Result = SendRun::Result;
+
+/// A job of one list and one message, and everything a run of it needs.
+struct Job {
+    explicit Job(const QStringList &recipients, const QString &body = QStringLiteral("Hello"))
+    {
+        listId = folder.addList(QStringLiteral("Members"), recipients);
+        const qint64 message = folder.addMessage(QStringLiteral("News"), body);
+        jobId = folder.addJob(QStringLiteral("Spring"), listId, message);
+        settings.values.smtpServer = QStringLiteral("mail.example.org");
+    }
+
+    JobRow row() const
+    {
+        Connection system(folder.folder().systemConnectionString());
+        return loadJobs(system).at(0);
+    }
+
+    Result start(bool failedOnly = false)
+    {
+        const JobRow row = this->row();
+        Connection system(folder.folder().systemConnectionString());
+        const JobMessage message = loadMessage(system, row.number(JobCell::EmailId));
+        system.close();
+        return run.start(row, message, failedOnly);
+    }
+
+    void pauseAt(const QString &recipient)
+    {
+        mail.whileSending = [this, recipient](const QString &current) {
+            if (current == recipient)
+                run.requestPause();
+        };
+    }
+
+    QString stored() const
+    {
+        return folder
+            .rows(QStringLiteral("select progress, total, unsent, success, failure, last_mid "
+                                 "from mjob"))
+            .first();
+    }
+    QStringList outcomes() const
+    {
+        return folder.rows(QStringLiteral("select mid, status, remark from email"), listId);
+    }
+    QStringList recipients() const
+    {
+        QStringList result;
+        for (const FakeSendMail::Message &message : mail.sent)
+            result += message.recipient;
+        return result;
+    }
+
+    TestFolder folder;
+    qint64 listId = 0;
+    qint64 jobId = 0;
+    FakeSendMail mail;
+    FakeSettings settings;
+    ScriptedOperator op;
+    RecordingView view;
+    FakeClock clock;
+    CountingYield yield;
+    SendRun run{folder.folder(), mail, settings, op, view, clock, yield};
+};
+
+namespace
+{
+
+QStringList addresses(int count)
+{
+    QStringList list;
+    for (int i = 1; i <= count; ++i)
+        list += QStringLiteral("r%1@x.org").arg(i);
+    return list;
+}
+
+} // namespace
+
+class TestSendRun final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void sendsToEveryone();
+    void handsValuesToTheTransport();
+    void refusesToStart_data();
+    void refusesToStart();
+    void failuresAreRerunOnceThenAsked();
+    void reasonsAreStoredOnOneLine_data();
+    void reasonsAreStoredOnOneLine();
+    void errorRaisedByTheTransport();
+    void unsubscribedAreNeverMailed();
+    void pausesAndResumes();
+    void pauseAtTheLastRecipient();
+    void pausedRerunKeepsResumePoint();
+    void emptyListCompletes();
+    void reconnectsAfterEveryBatch();
+    void resendFailedBeginsWithoutAsking();
+    void logsTheRun();
+    void logKeepsItsDay();
+    void brokenLogStopsNothing();
+    void newDateAfterMidnight();
+    void storageErrorStopsTheRun();
+    void missingListDatabase();
+    void unstoredJobIsNotMailedTwice();
+    void crashIsRecovered();
+    void storedRunIsNotTakenForACrash();
+    void oneRunPerList();
+};
+
+void TestSendRun::sendsToEveryone()
+{
+    Job job({QStringLiteral("'a@x.org','Ann'"), QStringLiteral("'b@x.org','Ben O''Hara'")},
+            QStringLiteral("Dear %%FIRSTNAME%%"));
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.mail.sent.size(), 2);
+    QCOMPARE(job.mail.sent[0].body, QStringLiteral("Dear Ann"));
+    QCOMPARE(job.mail.sent[1].body, QStringLiteral("Dear Ben O'Hara"));
+    QCOMPARE(job.mail.sent[1].subject, QStringLiteral("News"));
+    QCOMPARE(job.mail.calls.join(QLatin1Char(' ')), QStringLiteral("Connect Send Send Disconnect"));
+    QCOMPARE(job.outcomes(), QStringList({QStringLiteral("1|S|"), QStringLiteral("2|S|")}));
+    QCOMPARE(job.stored(), QStringLiteral("Complete|2|0|2|0|0"));
+    QCOMPARE(job.op.told, QStringList{QStringLiteral("|Job [Spring] completed successfully.")});
+    QCOMPARE(job.row()[JobCell::Start], QStringLiteral("2026/11/16 14:05:09"));
+    QCOMPARE(job.view.progress, QList<float>({0, 50, 100, 0}));
+    QCOMPARE(job.view.panels[RunView::Current],
+             QStringList({QStringLiteral("Connecting to mail.example.org ... "),
+                          QStringLiteral(" Send to a@x.org"), QStringLiteral(" Send to b@x.org"),
+                          QString()}));
+    QCOMPARE(job.view.panels[RunView::Sent].last(), QStringLiteral("Sent:2"));
+    QCOMPARE(job.view.running, QList<bool>({true, false}));
+    QVERIFY(!job.view.isWaiting);
+    QVERIFY(!QFile::exists(job.folder.file(QStringLiteral("log"))));
+
+    // A complete job sends to everyone again.
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.mail.sent.size(), 4);
+}
+
+void TestSendRun::handsValuesToTheTransport()
+{
+    Job job({QStringLiteral(" a@x.org ")});
+    QFile one(job.folder.file(QStringLiteral("one.txt")));
+    QVERIFY(one.open(QIODevice::WriteOnly));
+    job.folder.execute(
+        QStringLiteral("update mmsg set format='HTML', attach03='%1', replyemail='r@x.org'")
+            .arg(one.fileName()));
+    job.settings.values.validateAddresses = true;
+    job.settings.values.account = QStringLiteral("me");
+    job.settings.values.password = QStringLiteral("secret");
+    job.mail.UserName = QStringLiteral("before");
+    job.start();
+    QCOMPARE(job.mail.Host, QStringLiteral("mail.example.org"));
+    QCOMPARE(job.mail.SenderAddress, QStringLiteral("club@example.org"));
+    QCOMPARE(job.mail.SenderName, QStringLiteral("The Club"));
+    QVERIFY(job.mail.HtmlBody);
+    QCOMPARE(job.mail.AddressCheck, 1);
+    QCOMPARE(job.mail.Attachments, one.fileName());
+    QCOMPARE(job.mail.Recipient, QStringLiteral(" a@x.org "));
+    QVERIFY(!job.mail.Authenticate);
+    QCOMPARE(job.mail.UserName, QStringLiteral("before"));
+
+    job.settings.values.requireLogon = true;
+    job.start();
+    QVERIFY(job.mail.Authenticate);
+    QCOMPARE(job.mail.UserName, QStringLiteral("me"));
+    QCOMPARE(job.mail.Password, QStringLiteral("secret"));
+}
+
+void TestSendRun::refusesToStart_data()
+{
+    QTest::addColumn<QString>("server");
+    QTest::addColumn<QString>("attachments"); // as SQL assignments
+    QTest::addColumn<SendRun::Result>("result");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("no server") << "" << "" << Result::NoServer
+                               << "|Please enter a SMTP server in the Options Window and send "
+                                  "again !";
+    QTest::newRow("missing attachment")
+        << "mail.example.org" << "attach02='/nowhere/b.pdf', attach03='/nowhere/c.pdf'"
+        << Result::MissingAttachment << "|Attachment not found : /nowhere/b.pdf !";
+    QTest::newRow("attachment is a folder") << "mail.example.org" << "attach01='/tmp'"
+                                            << Result::MissingAttachment
+                                            << "|Attachment not found : /tmp !";
+}
+
+void TestSendRun::refusesToStart()
+{
+    QFETCH(QString, server);
+    QFETCH(QString, attachments);
+    QFETCH(SendRun::Result, result);
+    QFETCH(QString, told);
+    Job job(addresses(1));
+    job.settings.values.smtpServer = server;
+    if (!attachments.isEmpty())
+        job.folder.execute(QStringLiteral("update mmsg set ") + attachments);
+    QCOMPARE(job.start(), result);
+    QCOMPARE(job.op.told, QStringList{told});
+    QCOMPARE(job.view.optionsOpened, server.isEmpty() ? 1 : 0);
+    QVERIFY(job.mail.calls.isEmpty());
+    QCOMPARE(job.stored(), QStringLiteral("null|0|0|0|0|0"));
+    QVERIFY(job.view.running.isEmpty());
+}
+
+void TestSendRun::failuresAreRerunOnceThenAsked()
+{
+    Job job(addresses(3));
+    job.mail.failures[QStringLiteral("r2@x.org")] = QStringLiteral("550 No");
+    job.op.answers.push(true);
+    job.op.answers.push(false);
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients().join(QLatin1Char(' ')),
+             QStringLiteral("r1@x.org r2@x.org r3@x.org r2@x.org r2@x.org"));
+    const QString question = QStringLiteral("Resend fail emails |There are 1 fail emails.\r\n"
+                                            "Do you want to resend fail emails ?");
+    QCOMPARE(job.op.asked, QStringList({question, question}));
+    QVERIFY(job.op.told.isEmpty());
+    QCOMPARE(job.stored(), QStringLiteral("Complete|3|0|2|1|0"));
+    QVERIFY(job.view.panels[RunView::Current].contains(
+        QStringLiteral("Resend fail emails, connecting to mail.example.org ... ")));
+    QVERIFY(job.view.panels[RunView::Current].contains(QStringLiteral(" Resend to r2@x.org")));
+    QCOMPARE(job.view.panels[RunView::LastStatus][1], QStringLiteral("Last Status : Failed"));
+
+    // Repaired at the server, the automatic rerun ends it.
+    job.mail.whileSending = [&](const QString &) {
+        if (job.mail.sent.size() == 5 + 4)
+            job.mail.failures.clear();
+    };
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.stored(), QStringLiteral("Complete|3|0|3|0|0"));
+    QCOMPARE(job.op.told.size(), 1);
+}
+
+void TestSendRun::reasonsAreStoredOnOneLine_data()
+{
+    QTest::addColumn<QString>("explanation");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("quotes go") << "550 \"bob\" unknown" << "550 bob unknown";
+    QTest::newRow("breaks") << "550 one\r\ntwo" << "550 one  two";
+    QTest::newRow("apostrophe") << "can't" << "can't";
+    QTest::newRow("cut after the quotes went")
+        << QString(10, QLatin1Char('"')) + QString(200, QLatin1Char('x'))
+        << QString(124, QLatin1Char('x'));
+}
+
+void TestSendRun::reasonsAreStoredOnOneLine()
+{
+    QFETCH(QString, explanation);
+    QFETCH(QString, reason);
+    Job job(addresses(1));
+    job.mail.failures[QStringLiteral("r1@x.org")] = explanation;
+    job.op.answers.push(false);
+    job.start();
+    QCOMPARE(job.outcomes(), QStringList{QStringLiteral("1|F|") + reason});
+}
+
+void TestSendRun::errorRaisedByTheTransport()
+{
+    Job job(addresses(2));
+    job.mail.whileSending = [&](const QString &) {
+        if (job.mail.sent.size() == 1)
+            throw std::runtime_error("broken\r\n\"pipe\" " + std::string(200, 'x'));
+    };
+    QCOMPARE(job.start(), Result::Complete);
+    // The first pass failed with the whole text, the automatic rerun succeeded.
+    QCOMPARE(job.recipients().size(), 3);
+    QCOMPARE(job.outcomes(), QStringList({QStringLiteral("1|S|"), QStringLiteral("2|S|")}));
+    job.mail.whileSending = [](const QString &) {
+        throw std::runtime_error("broken\r\n\"pipe\" " + std::string(200, 'x'));
+    };
+    job.op.answers.push(false);
+    job.start();
+    QCOMPARE(job.outcomes().first(),
+             QStringLiteral("1|F|broken  \"pipe\" ") + QString(200, QLatin1Char('x')));
+}
+
+void TestSendRun::unsubscribedAreNeverMailed()
+{
+    Job job({QStringLiteral(" Gone@X.org "), QStringLiteral("b@x.org")});
+    job.settings.values.unsubscribed = QStringLiteral("gone@x.org\r\n");
+    job.op.answers.push(false);
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients(), QStringList{QStringLiteral("b@x.org")});
+    QCOMPARE(job.outcomes(), QStringList({QStringLiteral("1|F|Un-subscribed Email"),
+                                          QStringLiteral("2|S|")}));
+    QCOMPARE(job.stored(), QStringLiteral("Complete|2|0|1|1|0"));
+}
+
+void TestSendRun::pausesAndResumes()
+{
+    Job job(addresses(4));
+    job.pauseAt(QStringLiteral("r2@x.org"));
+    QCOMPARE(job.start(), Result::Paused);
+    QCOMPARE(job.stored(), QStringLiteral("Paused|4|2|2|0|2"));
+    QVERIFY(job.op.told.isEmpty());
+
+    job.folder.execute(QStringLiteral("insert into email (email) values ('late@x.org')"),
+                       job.listId);
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients().join(QLatin1Char(' ')),
+             QStringLiteral("r1@x.org r2@x.org r3@x.org r4@x.org late@x.org"));
+    // Three of five are left, so the bar ends at three fifths.
+    QCOMPARE(job.view.progress.at(job.view.progress.size() - 2), 60.0F);
+    QCOMPARE(job.stored(), QStringLiteral("Complete|5|0|5|0|0"));
+}
+
+void TestSendRun::pauseAtTheLastRecipient()
+{
+    Job job(addresses(2));
+    job.pauseAt(QStringLiteral("r2@x.org"));
+    QCOMPARE(job.start(), Result::Complete); // all selected were handled
+
+    job.pauseAt(QStringLiteral("r1@x.org"));
+    QCOMPARE(job.start(), Result::Paused);
+    job.pauseAt(QStringLiteral("r2@x.org"));
+    QCOMPARE(job.start(), Result::Paused); // one of two, as counted
+    QCOMPARE(job.stored(), QStringLiteral("Paused|2|0|2|0|2"));
+    job.mail.sent.clear();
+    QCOMPARE(job.start(), Result::Complete);
+    QVERIFY(job.mail.sent.isEmpty());
+    QCOMPARE(job.stored(), QStringLiteral("Complete|2|0|2|0|0"));
+}
+
+void TestSendRun::pausedRerunKeepsResumePoint()
+{
+    Job job(addresses(3));
+    job.mail.failures[QStringLiteral("r1@x.org")] = QStringLiteral("no");
+    job.pauseAt(QStringLiteral("r2@x.org"));
+    job.start();
+    QCOMPARE(job.stored(), QStringLiteral("Paused|3|1|1|1|2"));
+    job.mail.failures.clear();
+    QCOMPARE(job.start(true), Result::Complete);
+    QCOMPARE(job.recipients().last(), QStringLiteral("r1@x.org"));
+    QCOMPARE(job.stored(), QStringLiteral("Complete|3|1|2|0|2"));
+}
+
+void TestSendRun::emptyListCompletes()
+{
+    Job job({});
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.stored(), QStringLiteral("Complete|0|0|0|0|0"));
+    QCOMPARE(job.op.told.size(), 1);
+}
+
+void TestSendRun::reconnectsAfterEveryBatch()
+{
+    Job job(addresses(120));
+    job.start();
+    QCOMPARE(job.mail.calls.count(QStringLiteral("Connect")), 3);
+    QCOMPARE(job.mail.calls.indexOf(QStringLiteral("Disconnect")), 51);
+    QCOMPARE(job.mail.calls.lastIndexOf(QStringLiteral("Connect")), 104);
+    QCOMPARE(job.clock.waits, QList<std::chrono::milliseconds>(2, std::chrono::seconds(1)));
+    QVERIFY(job.yield.count >= 120);
+}
+
+void TestSendRun::resendFailedBeginsWithoutAsking()
+{
+    Job job(addresses(2));
+    job.folder.execute(QStringLiteral("update email set status='F' where mid=2"), job.listId);
+    QCOMPARE(job.start(true), Result::Complete);
+    QCOMPARE(job.recipients(), QStringList{QStringLiteral("r2@x.org")});
+    QCOMPARE(job.view.panels[RunView::Current][0],
+             QStringLiteral("Connecting to mail.example.org ... "));
+    QCOMPARE(job.stored(), QStringLiteral("Complete|2|1|1|0|0"));
+}
+
+void TestSendRun::logsTheRun()
+{
+    Job job(addresses(2));
+    job.settings.values.logOutgoing = true;
+    job.mail.failures[QStringLiteral("r2@x.org")] = QStringLiteral("550 Nö\tno");
+    job.op.answers.push(false);
+    job.start();
+    QFile file(job.folder.file(QStringLiteral("log\\log261116.txt")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QLocale locale = QLocale::system();
+    const QString stamp = locale.toString(job.clock.time.date(), QLocale::ShortFormat)
+        + QLatin1Char(' ') + locale.toString(job.clock.time.time(), QLocale::LongFormat)
+        + QLatin1Char(' ');
+    const QString head = stamp + QStringLiteral("Job : Spring\r\n") + stamp
+        + QStringLiteral("Email Subject : News\r\n");
+    const QString failed = stamp + QStringLiteral("r2@x.org\tF\t550 Nö\tno\r\n");
+    QCOMPARE(QString::fromUtf8(file.readAll()),
+             QStringLiteral("\r\n\r\n") + head + stamp + QStringLiteral("r1@x.org\tS\t\r\n")
+                 + failed + QStringLiteral("\r\n\r\n") + stamp
+                 + QStringLiteral("Resend Fail Email\r\n") + head + failed);
+}
+
+void TestSendRun::logKeepsItsDay()
+{
+    Job job(addresses(2));
+    job.settings.values.logOutgoing = true;
+    job.mail.whileSending = [&](const QString &) { job.clock.time = job.clock.time.addDays(1); };
+    job.start();
+    QCOMPARE(QDir(job.folder.file(QStringLiteral("log"))).entryList(QDir::Files),
+             QStringList{QStringLiteral("log261116.txt")});
+}
+
+void TestSendRun::brokenLogStopsNothing()
+{
+    Job job(addresses(1));
+    job.settings.values.logOutgoing = true;
+    QFile inTheWay(job.folder.file(QStringLiteral("log")));
+    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+    QCOMPARE(job.start(), Result::Complete);
+}
+
+void TestSendRun::newDateAfterMidnight()
+{
+    Job job(addresses(2), QStringLiteral("%%SEND_DATE%%"));
+    const QDate day = job.clock.time.date();
+    job.mail.whileSending = [&](const QString &) { job.clock.time = job.clock.time.addDays(1); };
+    job.start();
+    const QLocale locale = QLocale::system();
+    QCOMPARE(job.mail.sent[0].body, locale.toString(day, QLocale::ShortFormat));
+    QCOMPARE(job.mail.sent[1].body, locale.toString(day.addDays(1), QLocale::ShortFormat));
+}
+
+void TestSendRun::storageErrorStopsTheRun()
+{
+    Job job(addresses(3));
+    // The outcome of the second recipient cannot be written.
+    job.folder.execute(QStringLiteral("create trigger t before update of status on email when "
+                                      "new.mid=2 begin select raise(abort, 'no room'); end"),
+                       job.listId);
+    QCOMPARE(job.start(), Result::StorageFailed);
+    QCOMPARE(job.recipients().size(), 2);
+    QCOMPARE(job.op.told.size(), 1);
+    QVERIFY(job.op.told[0].startsWith(QStringLiteral("Error|Error # ")));
+    QVERIFY(job.op.told[0].endsWith(QStringLiteral(" was generated by SQLite\rno room")));
+    QCOMPARE(job.view.running, QList<bool>({true, false}));
+    QVERIFY(!job.view.isWaiting);
+    QCOMPARE(job.mail.calls.last(), QStringLiteral("Disconnect"));
+    QCOMPARE(job.outcomes()[0], QStringLiteral("1|S|"));
+
+    // The second was mailed, though it could not be recorded: it is not mailed again.
+    job.folder.execute(QStringLiteral("drop trigger t"), job.listId);
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients(), addresses(3));
+}
+
+void TestSendRun::missingListDatabase()
+{
+    Job job(addresses(1));
+    QVERIFY(QFile::remove(job.folder.folder().listDatabaseFile(job.listId)));
+    QCOMPARE(job.start(), Result::StorageFailed);
+    QVERIFY(job.op.told[0].endsWith(QStringLiteral("does not exist.")));
+    QCOMPARE(job.stored(), QStringLiteral("null|0|0|0|0|0"));
+    QCOMPARE(job.view.row[JobCell::Progress], QString());
+    QVERIFY(job.mail.calls.isEmpty());
+}
+
+void TestSendRun::unstoredJobIsNotMailedTwice()
+{
+    Job job(addresses(3));
+    job.folder.execute(QStringLiteral("create trigger t before update on mjob begin select "
+                                      "raise(abort, 'locked'); end"));
+    job.pauseAt(QStringLiteral("r2@x.org"));
+    QCOMPARE(job.start(), Result::StorageFailed);
+    QCOMPARE(job.stored(), QStringLiteral("null|0|0|0|0|0"));
+    job.folder.execute(QStringLiteral("drop trigger t"));
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients(), addresses(3));
+}
+
+void TestSendRun::crashIsRecovered()
+{
+    Job job(addresses(4));
+    // What a killed process leaves: outcomes, the marker and the lock file, nothing in the job.
+    {
+        Connection list(job.folder.folder().listConnectionString(job.listId));
+        RunMarker::begin(list, job.jobId, QStringLiteral("2026/11/15 10:00:00"), 0);
+        list.execute(QStringLiteral("update email set status='S', remark='' where mid<3"));
+        RunMarker::advance(list, job.jobId, 2);
+    }
+    QFile lock(job.folder.file(QStringLiteral("data\\m%1.lock").arg(job.listId)));
+    QVERIFY(lock.open(QIODevice::WriteOnly));
+    lock.write("999999999\nquillbright\n" + QSysInfo::machineHostName().toUtf8() + '\n'
+               + QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() + '\n');
+    lock.close();
+
+    QCOMPARE(recoverInterruptedRuns(job.folder.folder()), QStringList{QStringLiteral("Spring")});
+    QCOMPARE(job.stored(), QStringLiteral("Paused|4|2|2|0|2"));
+    QCOMPARE(job.row()[JobCell::Start], QStringLiteral("2026/11/15 10:00:00"));
+    QVERIFY(recoverInterruptedRuns(job.folder.folder()).isEmpty());
+    QCOMPARE(job.start(), Result::Complete);
+    QCOMPARE(job.recipients(), addresses(4).mid(2));
+}
+
+void TestSendRun::storedRunIsNotTakenForACrash()
+{
+    Job job(addresses(2));
+    job.start();
+    // Killed between storing the job and clearing the marker.
+    Connection list(job.folder.folder().listConnectionString(job.listId));
+    RunMarker::begin(list, job.jobId, job.row()[JobCell::Start], 2);
+    list.close();
+    job.start();
+    QCOMPARE(job.recipients().size(), 4);
+}
+
+void TestSendRun::oneRunPerList()
+{
+    Job job(addresses(1));
+    const ListLock lock(job.folder.folder(), job.listId);
+    QCOMPARE(job.start(), Result::ListInUse);
+    QVERIFY(job.mail.calls.isEmpty());
+    QCOMPARE(job.op.told,
+             QStringList{QStringLiteral("|Another Quillbright is sending to this maillist.")});
+    JobRow row = job.row();
+    QVERIFY_EXCEPTION_THROWN(resetJob(job.folder.folder(), row), StorageError);
+}
+
+QTEST_GUILESS_MAIN(TestSendRun)
+#include "tst_sendrun.moc"

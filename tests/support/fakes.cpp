@@ -1,0 +1,87 @@
+#include "fakes.h"
+
+#include <QTest>
+
+bool FakeSendMail::Connect()
+{
+    calls += QStringLiteral("Connect");
+    return true;
+}
+
+void FakeSendMail::Send()
+{
+    calls += QStringLiteral("Send");
+    sent.append({Recipient, Subject, Body});
+    if (whileSending)
+        whileSending(Recipient);
+    if (failures.contains(Recipient))
+        emit SendFailed(failures.value(Recipient));
+    else
+        emit SendSuccesful();
+}
+
+void FakeSendMail::Disconnect()
+{
+    calls += QStringLiteral("Disconnect");
+}
+
+ScriptedOperator::~ScriptedOperator()
+{
+    if (!answers.empty())
+        QTest::qFail("A scripted answer was never asked for", __FILE__, __LINE__);
+}
+
+void ScriptedOperator::tell(const QString &text, const QString &title)
+{
+    told += title + QLatin1Char('|') + text;
+}
+
+bool ScriptedOperator::ask(const QString &text, const QString &title)
+{
+    asked += title + QLatin1Char('|') + text;
+    if (answers.empty()) {
+        QTest::qFail(qPrintable(QStringLiteral("Nobody expects the question: ") + text), __FILE__,
+                     __LINE__);
+        return false;
+    }
+    const bool answer = answers.front();
+    answers.pop();
+    return answer;
+}
+
+void FakeClock::wait(std::chrono::milliseconds duration, Yield &yield)
+{
+    waits += duration;
+    yield.yield();
+}
+
+void CountingYield::yield()
+{
+    if (++count == actAt && action)
+        action();
+}
+
+void RecordingView::showRow(const JobRow &shown)
+{
+    row = shown;
+}
+
+void RecordingView::showPanel(Panel panel, const QString &text)
+{
+    panels[panel] += text;
+}
+
+void RecordingView::showProgress(float percent)
+{
+    progress += percent;
+}
+
+void RecordingView::setRunning(bool isRunning)
+{
+    running += isRunning;
+}
+
+void RecordingView::highlightRow(const JobRow &, bool)
+{
+    ++highlights;
+}

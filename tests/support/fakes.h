@@ -1,0 +1,102 @@
+#pragma once
+
+#include "clock.h"
+#include "jobrow.h"
+#include "operator.h"
+#include "runview.h"
+#include "sendmail.h"
+#include "settings.h"
+#include "yield.h"
+
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <queue>
+
+/// Sends nothing: every Send has the scripted outcome and is noted.
+class FakeSendMail final : public SendMail
+{
+    Q_OBJECT
+
+public:
+    struct Message {
+        QString recipient;
+        QString subject;
+        QString body;
+    };
+
+    bool Connect() override;
+    void Send() override;
+    void Disconnect() override;
+
+    /// The explanation of each recipient's failure; a recipient that is not in it is sent to.
+    QHash<QString, QString> failures;
+    /// Called in the middle of a Send.
+    std::function<void(const QString &recipient)> whileSending;
+
+    QList<Message> sent; ///< what Send was called for, failed or not
+    QStringList calls;   ///< "Connect", "Send", "Disconnect" in order
+};
+
+/// Answers from a script and notes everything; a question that is not in the script fails the test.
+class ScriptedOperator final : public Operator
+{
+public:
+    ~ScriptedOperator() override;
+
+    void tell(const QString &text, const QString &title) override;
+    bool ask(const QString &text, const QString &title) override;
+
+    std::queue<bool> answers;
+    QStringList told; ///< "title|text" of messages
+    QStringList asked;
+};
+
+/// Stands still until it is set or waited on; waits take no time.
+class FakeClock final : public Clock
+{
+public:
+    QDateTime now() const override { return time; }
+    void wait(std::chrono::milliseconds duration, Yield &yield) override;
+
+    QDateTime time = QDateTime(QDate(2026, 11, 16), QTime(14, 5, 9));
+    QList<std::chrono::milliseconds> waits;
+};
+
+/// Counts, and runs an action at one of the calls.
+class CountingYield final : public Yield
+{
+public:
+    void yield() override;
+
+    int count = 0;
+    int actAt = 0;
+    std::function<void()> action;
+};
+
+struct FakeSettings final : LiveSettings {
+    Settings current() const override { return values; }
+    Settings values;
+};
+
+/// Notes what a run shows.
+class RecordingView final : public RunView
+{
+public:
+    void showRow(const JobRow &row) override;
+    void showPanel(Panel panel, const QString &text) override;
+    void showProgress(float percent) override;
+    void showWaiting(bool waiting) override { isWaiting = waiting; }
+    void setRunning(bool running) override;
+    void highlightRow(const JobRow &row, bool reload) override;
+    void openOptions() override { ++optionsOpened; }
+
+    JobRow row;
+    QHash<int, QStringList> panels;
+    QList<float> progress;
+    QList<bool> running;
+    int highlights = 0;
+    int optionsOpened = 0;
+    bool isWaiting = false;
+};
