@@ -29,6 +29,14 @@ function(qb_library name)
     target_link_libraries(${name} PUBLIC Qt6::Core ${ARG_LINKS})
 endfunction()
 
+# qb_ui_library(NAME SOURCES file... LINKS target...)
+# The same for a folder's windows: Qt Designer forms and Widgets.
+function(qb_ui_library name)
+    qb_library(${name} ${ARGN})
+    set_target_properties(${name} PROPERTIES AUTOUIC ON)
+    target_link_libraries(${name} PUBLIC Qt6::Widgets)
+endfunction()
+
 # qb_test(NAME SOURCES file... LINKS target...)
 # One Qt Test executable per subject, run offscreen by ctest.
 function(qb_test name)

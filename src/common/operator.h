@@ -13,4 +13,6 @@ public:
     virtual void tell(const QString &text, const QString &title = {}) = 0;
     /// Asks a question with Yes and No buttons; true for Yes.
     virtual bool ask(const QString &text, const QString &title = {}) = 0;
+    /// Asks for a password; empty when nothing was typed or the question was cancelled.
+    virtual QString inputPassword(const QString &prompt, const QString &title) = 0;
 };

@@ -20,6 +20,8 @@ public:
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
+    /// Nothing in the console asks for one.
+    QString inputPassword(const QString &, const QString &) override { return {}; }
 
 private:
     int m_yesLeft;

@@ -25,9 +25,28 @@ void FakeSendMail::Disconnect()
     calls += QStringLiteral("Disconnect");
 }
 
+namespace
+{
+
+/// The next answer of a script; a question that has none fails the test.
+template <typename T>
+T take(std::queue<T> &answers, const QString &question)
+{
+    if (answers.empty()) {
+        QTest::qFail(qPrintable(QStringLiteral("Nobody expects the question: ") + question),
+                     __FILE__, __LINE__);
+        return {};
+    }
+    const T answer = answers.front();
+    answers.pop();
+    return answer;
+}
+
+} // namespace
+
 ScriptedOperator::~ScriptedOperator()
 {
-    if (!answers.empty())
+    if (!answers.empty() || !passwords.empty())
         QTest::qFail("A scripted answer was never asked for", __FILE__, __LINE__);
 }
 
@@ -39,14 +58,13 @@ void ScriptedOperator::tell(const QString &text, const QString &title)
 bool ScriptedOperator::ask(const QString &text, const QString &title)
 {
     asked += title + QLatin1Char('|') + text;
-    if (answers.empty()) {
-        QTest::qFail(qPrintable(QStringLiteral("Nobody expects the question: ") + text), __FILE__,
-                     __LINE__);
-        return false;
-    }
-    const bool answer = answers.front();
-    answers.pop();
-    return answer;
+    return take(answers, text);
+}
+
+QString ScriptedOperator::inputPassword(const QString &prompt, const QString &title)
+{
+    asked += title + QLatin1Char('|') + prompt;
+    return take(passwords, prompt);
 }
 
 void FakeClock::wait(std::chrono::milliseconds duration, Yield &yield)

@@ -47,8 +47,10 @@ public:
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
+    QString inputPassword(const QString &prompt, const QString &title) override;
 
     std::queue<bool> answers;
+    std::queue<QString> passwords;
     QStringList told; ///< "title|text" of messages
     QStringList asked;
 };

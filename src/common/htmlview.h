@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+/// Shows an HTML page from a file of the program folder. Pages may hold anything a recipient or a
+/// web site put there: scripts and plug-ins do not run, and other local files are not read.
+class HtmlView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    using QWidget::QWidget;
+    /// Loads the file again when it is the one shown already.
+    virtual void showFile(const QString &path) = 0;
+};
+
+/// Makes a view inside a window. The engine behind it is large, so views are made when they are
+/// first needed.
+using HtmlViewFactory = std::function<HtmlView *(QWidget *parent)>;

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "operator.h"
+
+/// Tells and asks with message boxes over the active window.
+class MessageBoxOperator final : public Operator
+{
+public:
+    void tell(const QString &text, const QString &title = {}) override;
+    bool ask(const QString &text, const QString &title = {}) override;
+    QString inputPassword(const QString &prompt, const QString &title) override;
+};
