@@ -6,6 +6,7 @@
 #include "programfolder.h"
 #include "recordset.h"
 #include "sqltext.h"
+#include "statement.h"
 
 #include <QDir>
 
@@ -64,10 +65,10 @@ void RunMarker::begin(Connection &list, qint64 jobId, const QString &startTime, 
                      .arg(QString::number(jobId), quoted(startTime), QString::number(lastMid)));
 }
 
-void RunMarker::advance(Connection &list, qint64 jobId, qint64 lastMid)
+std::unique_ptr<Statement> RunMarker::advanceStatement(Connection &list)
 {
-    list.execute(
-        QStringLiteral("update sending set last_mid = %1 where jobid = %2").arg(lastMid).arg(jobId));
+    return std::make_unique<Statement>(
+        list, QStringLiteral("update sending set last_mid = ? where jobid = ?"));
 }
 
 void RunMarker::clear(Connection &list, qint64 jobId)

@@ -4,10 +4,12 @@
 #include <QString>
 #include <QStringList>
 
+#include <memory>
 #include <optional>
 
 class Connection;
 class ProgramFolder;
+class Statement;
 
 /// While it lives, no other run or reset of any Quillbright on this folder works on the list: two
 /// of them would send to the same people. The lock is a file beside the list database that names
@@ -29,7 +31,8 @@ private:
 struct RunMarker {
     /// Begins a run of `jobId` that starts after recipient `lastMid`.
     static void begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid);
-    static void advance(Connection &list, qint64 jobId, qint64 lastMid);
+    /// The statement that moves it on: run(last recipient, job).
+    static std::unique_ptr<Statement> advanceStatement(Connection &list);
     static void clear(Connection &list, qint64 jobId);
 
     /// What is known of a run of the job that never got stored; nothing when the job's last run

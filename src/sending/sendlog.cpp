@@ -26,17 +26,22 @@ void SendLog::write(const QString &text)
 {
     if (!m_file.isOpen())
         return;
-    QString line;
-    if (text.isEmpty()) {
-        line = QStringLiteral("\r\n\r\n");
-    } else {
-        const QDateTime now = m_clock.now();
+    const QString lineBreak = QStringLiteral("\r\n");
+    const QString line = text.isEmpty() ? lineBreak : stamp() + text;
+    m_file.write((line + lineBreak).toUtf8());
+}
+
+/// Date and time in the system's forms, which show whole seconds and take long to spell out.
+const QString &SendLog::stamp()
+{
+    const QDateTime now = m_clock.now();
+    if (m_stamp.isEmpty() || now.toSecsSinceEpoch() != m_stampTime.toSecsSinceEpoch()) {
         const QLocale locale = QLocale::system();
-        line = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ')
-            + locale.toString(now.time(), QLocale::LongFormat) + QLatin1Char(' ') + text
-            + QStringLiteral("\r\n");
+        m_stampTime = now;
+        m_stamp = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ')
+            + locale.toString(now.time(), QLocale::LongFormat) + QLatin1Char(' ');
     }
-    m_file.write(line.toUtf8());
+    return m_stamp;
 }
 
 void SendLog::close()

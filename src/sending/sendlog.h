@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QFile>
 
 class Clock;
@@ -21,7 +22,11 @@ public:
     void close();
 
 private:
+    const QString &stamp();
+
     const ProgramFolder &m_folder;
     const Clock &m_clock;
     QFile m_file;
+    QDateTime m_stampTime; ///< the second that m_stamp spells out
+    QString m_stamp;
 };

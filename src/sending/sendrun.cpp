@@ -3,6 +3,7 @@
 #include "interruptedrun.h"
 #include "jobstore.h"
 #include "mergefields.h"
+#include "outcomewriter.h"
 #include "runview.h"
 #include "sendlog.h"
 
@@ -13,7 +14,6 @@
 #include "programfolder.h"
 #include "sendmail.h"
 #include "settings.h"
-#include "sqltext.h"
 #include "unsubscribelist.h"
 #include "yield.h"
 
@@ -158,6 +158,8 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     if (!failedOnly)
         RunMarker::begin(list, jobId, row[JobCell::Start], row.number(JobCell::LastSentId));
 
+    OutcomeWriter outcomes(list, failedOnly ? 0 : jobId);
+
     m_view.showProgress(0);
     const UnsubscribeList unsubscribed(settings.unsubscribed);
     const MergeFields fields(message.body);
@@ -187,12 +189,11 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
         // Who was mailed is not mailed again, even when the next line cannot record it.
         if (!failedOnly && success)
             row.setNumber(JobCell::LastSentId, mid);
-        recordOutcome(list, row, mid, success, failedOnly);
+        const QString status = success ? QStringLiteral("S") : QStringLiteral("F");
+        outcomes.write(mid, status, m_reason);
         if (!failedOnly)
             row.setNumber(JobCell::LastSentId, mid);
-        log.write(address + QLatin1Char('\t')
-                  + (success ? QLatin1Char('S') : QLatin1Char('F')) + QLatin1Char('\t')
-                  + m_reason);
+        log.write(address + QLatin1Char('\t') + status + QLatin1Char('\t') + m_reason);
         m_view.showWaiting(false);
         m_view.showProgress(float(std::min(100.0, 100.0 * sent() / double(total))));
         showOutcome(row, success);
@@ -272,18 +273,6 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
         m_reason = onOneLine(QString::fromUtf8(e.what()));
         return false;
     }
-}
-
-void SendRun::recordOutcome(Connection &list, const JobRow &row, qint64 mid, bool success,
-                            bool failedOnly)
-{
-    Transaction transaction(list);
-    list.execute(QStringLiteral("update email set status='")
-                 + (success ? QLatin1Char('S') : QLatin1Char('F')) + QStringLiteral("', remark = ")
-                 + quoted(m_reason) + QStringLiteral("  where mid = ") + QString::number(mid));
-    if (!failedOnly)
-        RunMarker::advance(list, row.number(JobCell::Id), mid);
-    transaction.commit();
 }
 
 void SendRun::showOutcome(const JobRow &row, bool success)

@@ -8,7 +8,6 @@
 #include <chrono>
 
 class Clock;
-class Connection;
 class LiveSettings;
 class MergeFields;
 class Operator;
@@ -70,8 +69,6 @@ private:
     void reconnect();
     bool sendToOne(const Record &recipient, const MergeFields &fields,
                    const UnsubscribeList &unsubscribed, const QString &subject);
-    void recordOutcome(Connection &list, const JobRow &row, qint64 mid, bool success,
-                       bool failedOnly);
     void showOutcome(const JobRow &row, bool success);
     void stopOnError(JobRow &row, const JobRow &before, const StorageError &error);
     bool isRerunWanted(const JobRow &row, int pass);

@@ -3,6 +3,7 @@
 #include "interruptedrun.h"
 #include "jobstore.h"
 #include "sendrun.h"
+#include "statement.h"
 #include "testfolder.h"
 
 #include <QDir>
@@ -484,7 +485,7 @@ void TestSendRun::crashIsRecovered()
         Connection list(job.folder.folder().listConnectionString(job.listId));
         RunMarker::begin(list, job.jobId, QStringLiteral("2026/11/15 10:00:00"), 0);
         list.execute(QStringLiteral("update email set status='S', remark='' where mid<3"));
-        RunMarker::advance(list, job.jobId, 2);
+        RunMarker::advanceStatement(list)->run(qint64(2), job.jobId);
     }
     QFile lock(job.folder.file(QStringLiteral("data\\m%1.lock").arg(job.listId)));
     QVERIFY(lock.open(QIODevice::WriteOnly));
