@@ -167,7 +167,7 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
         m_connection.write(all);
     }
     for (int step = first; step < StepCount; ++step) {
-        if (!together && fault.isEmpty())
+        if (!together)
             m_connection.write(commands[step]);
         const SmtpReply reply = m_connection.read();
         if (reply.code() == 0 || reply.code() == serviceClosing) {

@@ -69,11 +69,14 @@ public:
     QStringList statuses;
 };
 
-/// Short enough to wait for, long enough for a busy machine to answer in.
-inline SmtpTimeouts shortTimeouts()
+/// The program's time limits, or where the server stalls ones that are short enough to wait for.
+inline SmtpTimeouts timeoutsFor(const QList<ServerRule> &rules)
 {
     using std::chrono::milliseconds;
-    return {milliseconds(700), milliseconds(700), milliseconds(100)};
+    for (const ServerRule &one : rules)
+        if (one.action == ServerRule::Action::Stall)
+            return {milliseconds(700), milliseconds(700), milliseconds(100)};
+    return {};
 }
 
 inline ServerRule rule(const QByteArray &command, ServerRule::Action action, int times = -1,
