@@ -97,9 +97,14 @@ QString formFault(const QByteArray &message)
             return QStringLiteral("the line ") + QString::fromLatin1(line.left(80));
     }
     const QByteArray header = message.left(message.indexOf("\r\n\r\n"));
-    for (const QByteArray &line : header.split('\n'))
-        if (line.contains("=?") && line.size() > 77)
-            return QStringLiteral("a long encoded word");
+    static const QRegularExpression word(QStringLiteral("=\\?UTF-8\\?B\\?([^?]*)\\?="));
+    auto words = word.globalMatch(QString::fromLatin1(header));
+    while (words.hasNext()) {
+        const auto match = words.next();
+        const QByteArray text = QByteArray::fromBase64(match.captured(1).toLatin1());
+        if (match.capturedLength() > 75 || QString::fromUtf8(text).contains(QChar(0xfffd)))
+            return QStringLiteral("the encoded word ") + match.captured();
+    }
     return {};
 }
 
