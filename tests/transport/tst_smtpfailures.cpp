@@ -19,6 +19,7 @@ private slots:
     void connecting();
     void sending_data();
     void sending();
+    void inTheMiddleOfALargeMessage_data();
     void inTheMiddleOfALargeMessage();
     void passwordsInDanger();
 
@@ -186,6 +187,8 @@ void TestSmtpFailures::sending_data()
     row("service closing", answer("RCPT", {"421 4.3.2 Closing"}), "421 4.3.2 Closing");
     row("code alone", answer("RCPT", {"550"}), "550");
     row("controls in the words", answer("RCPT", {"550 a\x1b[1m"}), "550 a [1m");
+    row("refused, then dropped", answer("RCPT", {"550 5.1.1 No", "421 4.3.2 Closing"}),
+        "550 5.1.1 No");
     row("nonsense", answer("RCPT", {"whatever"}),
         "127.0.0.1 does not answer like an SMTP server before the message");
     row("dropped before", rule("RCPT", Action::Drop),
@@ -217,15 +220,27 @@ void TestSmtpFailures::sending()
     }
 }
 
+void TestSmtpFailures::inTheMiddleOfALargeMessage_data()
+{
+    QTest::addColumn<ServerRule>("rule");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("dropped")
+        << rule("DATA-BODY", Action::Drop, 1)
+        << QStringLiteral("The connection to 127.0.0.1 was lost in the middle of the message");
+    QTest::newRow("closed with a word") << answer("DATA-BODY", {"421 4.3.1 Disk is full"}, 1)
+                                        << QStringLiteral("421 4.3.1 Disk is full");
+}
+
 void TestSmtpFailures::inTheMiddleOfALargeMessage()
 {
+    QFETCH(ServerRule, rule);
+    QFETCH(QString, reason);
     ServerOptions options;
-    options.rules = {rule("DATA-BODY", Action::Drop, 1)};
+    options.rules = {rule};
     SmtpServer server(options);
     SendClient client(server);
     client.mail.Body = QString(5'000'000, u'ä');
-    QCOMPARE(client.send(),
-             QStringLiteral("The connection to 127.0.0.1 was lost in the middle of the message"));
+    QCOMPARE(client.send(), reason);
     client.mail.Body = QStringLiteral("short");
     QCOMPARE(client.send(), QStringLiteral("sent"));
 }
