@@ -5,6 +5,8 @@
 #include <QSslConfiguration>
 #include <QTimer>
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -498,7 +500,14 @@ void SmtpSession::reply(const QByteArrayList &lines)
 void SmtpSession::close()
 {
     m_over = true;
-    m_socket.disconnectFromHost();
+    m_socket.flush();
+    // Closing at once while the client still sends would reset the connection, and the client would
+    // lose the answer it has not read yet; so only this side ends, and the client's end is awaited.
+    // On an encrypted link TLS has to say goodbye first, which only a whole close does.
+    if (m_socket.isEncrypted())
+        m_socket.disconnectFromHost();
+    else
+        ::shutdown(int(m_socket.socketDescriptor()), SHUT_WR);
 }
 
 /// Breaks the connection off.

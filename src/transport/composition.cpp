@@ -69,6 +69,16 @@ const QByteArray &Composer::lastingFields(const Letter &letter)
     return m_fields;
 }
 
+const QByteArray &Composer::dateField()
+{
+    if (const qint64 now = QDateTime::currentSecsSinceEpoch(); now != m_second) {
+        m_second = now;
+        const QDateTime time = QDateTime::fromSecsSinceEpoch(now);
+        m_dateField = "Date: " + time.toString(Qt::RFC2822Date).toLatin1() + "\r\n";
+    }
+    return m_dateField;
+}
+
 QByteArray Composer::compose(const Letter &letter, const AttachmentParts &attachments)
 {
     const QByteArray lines = plainLines(letter.body);
@@ -76,9 +86,9 @@ QByteArray Composer::compose(const Letter &letter, const AttachmentParts &attach
     const QByteArray domain = letter.sender.mid(letter.sender.lastIndexOf('@') + 1);
 
     QByteArray message;
-    message += "Date: " + QDateTime::currentDateTime().toString(Qt::RFC2822Date).toLatin1() +
-               "\r\nMessage-ID: <" + QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '@' +
-               domain + ">\r\nTo: " + letter.recipient + "\r\n" + lastingFields(letter);
+    message += dateField() + "Message-ID: <" +
+               QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '@' + domain +
+               ">\r\nTo: " + letter.recipient + "\r\n" + lastingFields(letter);
     if (!attachments.isEmpty())
         message += "Content-Type: multipart/mixed;\r\n boundary=\"" + attachments.boundary() +
                    "\"\r\n\r\n--" + attachments.boundary() + "\r\n";

@@ -27,6 +27,11 @@ private:
     /// The fields that stay the same through a run; building them anew costs more than the rest.
     const QByteArray &lastingFields(const Letter &letter);
 
+    /// The local time, worked out once a second: asking for the time zone reads a file.
+    const QByteArray &dateField();
+
+    qint64 m_second = -1;
+    QByteArray m_dateField;
     QString m_senderName;
     QByteArray m_sender;
     QString m_subject;

@@ -8,15 +8,17 @@ namespace
 // The verdicts of the TLS library on a certificate (X509_V_ERR_...), without asking for its
 // headers.
 constexpr long verdictFine = 0;
+// Where libcurl leaves off when the name does not fit: before it asks for the verdict.
+constexpr long verdictNone = 1;
 constexpr long verdictNotYetValid = 9;
 constexpr long verdictExpired = 10;
 constexpr long verdictsUntrusted[] = {2, 18, 19, 20, 21};
 
 QString certificateFault(const QString &name, CURL *easy)
 {
-    long verdict = verdictFine;
+    long verdict = verdictNone;
     curl_easy_getinfo(easy, CURLINFO_SSL_VERIFYRESULT, &verdict);
-    if (verdict == verdictFine)
+    if (verdict == verdictFine || verdict == verdictNone)
         return QStringLiteral("The certificate of %1 was issued for another name").arg(name);
     if (verdict == verdictExpired)
         return QStringLiteral("The certificate of %1 has expired").arg(name);
@@ -86,7 +88,7 @@ QString openingFault(const MailHost &host, CURL *easy, CURLcode code, const Smtp
     }
     if (lastReply.isRefusal())
         return QStringLiteral("%1 refused the session: %2").arg(name, lastReply.text());
-    if (code == CURLE_WEIRD_SERVER_REPLY)
+    if (code == CURLE_WEIRD_SERVER_REPLY || code == CURLE_WRITE_ERROR)
         return QStringLiteral("%1 does not answer like an SMTP server").arg(name);
     return QStringLiteral("%1 closed the connection before the session was open").arg(name);
 }

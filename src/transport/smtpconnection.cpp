@@ -85,7 +85,11 @@ size_t SmtpConnection::takeReplyLine(char *data, size_t size, size_t count, void
     if (that.m_openingReplyEnded)
         that.m_openingReply = {};
     const bool first = that.m_openingReply.code() == 0;
-    that.m_openingReplyEnded = that.m_openingReply.add(line) != SmtpReply::Step::More;
+    const auto step = that.m_openingReply.add(line);
+    that.m_openingReplyEnded = step != SmtpReply::Step::More;
+    // The library would read on for something better until the time is over.
+    if (step == SmtpReply::Step::Malformed)
+        return CURL_WRITEFUNC_ERROR;
     switch (that.m_openingReply.code()) {
     case 220: // the greeting, or the start of encryption: what was offered before is void
         that.m_offers = {};

@@ -167,12 +167,15 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
         m_connection.write(all);
     }
     for (int step = first; step < StepCount; ++step) {
-        if (!together && fault.isEmpty())
+        if (!together)
             m_connection.write(commands[step]);
         const SmtpReply reply = m_connection.read();
         if (reply.code() == 0 || reply.code() == serviceClosing) {
-            fault = reply.code() == 0 ? m_connection.fault() + QStringLiteral(" before the message")
-                                      : reply.text();
+            // A refusal before the end says more than the end itself.
+            if (fault.isEmpty())
+                fault = reply.code() == 0
+                            ? m_connection.fault() + QStringLiteral(" before the message")
+                            : reply.text();
             m_connection.close();
             return step <= Mail && !m_connection.timedOut() ? Start::Stale : Start::Failed;
         }

@@ -1,0 +1,408 @@
+#include "sendclient.h"
+#include "testcertificates.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Action = ServerRule::Action;
+
+class TestSmtpSendMail : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void converses_data();
+    void converses();
+    void servesAllFromOneSession();
+    void followsChangedAccount();
+    void reopensADroppedSession_data();
+    void reopensADroppedSession();
+    void neverSendsAMessageTwice();
+    void keepsTheSessionAfterARefusal_data();
+    void keepsTheSessionAfterARefusal();
+    void writesAddressesAsTheyAre_data();
+    void writesAddressesAsTheyAre();
+    void stuffsDots();
+    void sendsAttachments();
+    void encryptsAndLogsIn_data();
+    void encryptsAndLogsIn();
+    void yieldsWhileAServerIsSlow_data();
+    void yieldsWhileAServerIsSlow();
+    void turnsAwayCallsFromAYield();
+    void doesNotWaitForAGoodbye();
+    void deliversToAForeignServer();
+};
+
+void TestSmtpSendMail::converses_data()
+{
+    QTest::addColumn<QList<ServerRule>>("rules");
+    QTest::addColumn<QByteArrayList>("expected");
+    const QByteArrayList commands{"C: MAIL FROM:<a@example.org>", "C: RCPT TO:<b@example.net>",
+                                  "C: DATA", "C: QUIT"};
+    QTest::newRow("commands together") << QList<ServerRule>{} << commands;
+    QTest::newRow("one by one") << QList<ServerRule>{withoutPipelining()} << commands;
+}
+
+void TestSmtpSendMail::converses()
+{
+    QFETCH(QList<ServerRule>, rules);
+    QFETCH(QByteArrayList, expected);
+    ServerOptions options;
+    options.rules = rules;
+    SmtpServer server(options);
+    SendClient client(server);
+    QList<int> percents;
+    QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
+
+    QVERIFY(client.mail.Connect());
+    QCOMPARE(client.statuses, (QStringList{QStringLiteral("Connecting to 127.0.0.1 ..."),
+                                           QStringLiteral("Connected")}));
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(percents.last(), 100);
+    client.mail.Disconnect();
+    client.mail.Disconnect();
+    QCOMPARE(said(server, "C: ").sliced(1), expected);
+    QVERIFY(server.messages().first().data.endsWith("\r\n\r\nHello\r\n"));
+}
+
+void TestSmtpSendMail::servesAllFromOneSession()
+{
+    SmtpServer server;
+    SendClient client(server);
+    for (int i = 0; i < 100; ++i)
+        client.send(QStringLiteral("b%1@example.net").arg(i));
+    QCOMPARE(client.outcomes.count(QStringLiteral("sent")), 100);
+    QCOMPARE(server.messages().size(), 100);
+    QCOMPARE(server.messages().last().recipients, QByteArrayList{"b99@example.net"});
+    QCOMPARE(server.sessions(), 1);
+    QCOMPARE(said(server, "C: EHLO").size(), 1);
+    QCOMPARE(said(server, "C: RSET").size(), 0);
+}
+
+void TestSmtpSendMail::followsChangedAccount()
+{
+    ServerOptions options;
+    options.auth = {"PLAIN"};
+    options.user = "user";
+    options.password = "s3cret";
+    SmtpServer first(options);
+    SmtpServer second;
+    SendClient client(first);
+    client.send();
+    client.logIn();
+    client.send();
+    client.send();
+    QCOMPARE(first.sessions(), 2);
+    QCOMPARE(first.messages().last().user, "user");
+    client.mail.Host = QStringLiteral("localhost:%1").arg(second.port());
+    client.mail.Authenticate = false;
+    client.send();
+    QCOMPARE(second.messages().size(), 1);
+    QCOMPARE(client.outcomes.count(QStringLiteral("sent")), 4);
+    QCOMPARE(said(first, "C: QUIT").size(), 2);
+}
+
+void TestSmtpSendMail::reopensADroppedSession_data()
+{
+    QTest::addColumn<ServerRule>("end");
+    QTest::newRow("dropped") << rule("MAIL", Action::Drop, 1, 1);
+    QTest::newRow("421") << answer("MAIL", {"421 4.4.2 Idle for too long"}, 1, 1);
+}
+
+void TestSmtpSendMail::reopensADroppedSession()
+{
+    QFETCH(ServerRule, end);
+    for (const bool together : {true, false}) {
+        ServerOptions options;
+        options.rules = {end};
+        if (!together)
+            options.rules << withoutPipelining();
+        SmtpServer server(options);
+        SendClient client(server);
+        QVERIFY(client.mail.Connect());
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(client.send(), QStringLiteral("sent"));
+        QCOMPARE(server.sessions(), 2);
+        QCOMPARE(server.messages().size(), 3);
+    }
+}
+
+void TestSmtpSendMail::neverSendsAMessageTwice()
+{
+    ServerOptions options;
+    options.rules = {rule("DATA-END", Action::Drop, 1, 1)};
+    SmtpServer server(options);
+    SendClient client(server);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(client.send(), QStringLiteral("The connection to 127.0.0.1 was lost after the whole "
+                                           "message; it may have been delivered"));
+    QCOMPARE(said(server, "C: DATA").size(), 2);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(server.sessions(), 2);
+}
+
+void TestSmtpSendMail::keepsTheSessionAfterARefusal_data()
+{
+    QTest::addColumn<QList<ServerRule>>("rules");
+    QTest::addColumn<int>("surplusDots");
+    for (const char *command : {"MAIL", "RCPT", "DATA", "DATA-END"}) {
+        const ServerRule refusal = answer(command, {"550 5.7.1 Not now"}, 2);
+        QTest::addRow("%s together", command) << QList{refusal} << 0;
+        QTest::addRow("%s one by one", command) << QList{refusal, withoutPipelining()} << 0;
+    }
+    QTest::newRow("RCPT, but the message is asked for")
+        << QList{answer("RCPT", {"550 5.7.1 Not now"}, 2), answer("DATA", {"354 Go on"}, 2)} << 2;
+}
+
+void TestSmtpSendMail::keepsTheSessionAfterARefusal()
+{
+    QFETCH(QList<ServerRule>, rules);
+    QFETCH(int, surplusDots);
+    ServerOptions options;
+    options.rules = rules;
+    SmtpServer server(options);
+    SendClient client(server);
+    for (int i = 0; i < 2; ++i)
+        QCOMPARE(client.send(), QStringLiteral("550 5.7.1 Not now"));
+    for (int i = 0; i < 2; ++i)
+        QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(server.sessions(), 1);
+    QCOMPARE(server.messages().size(), 2);
+    QCOMPARE(said(server, "S: 503 5.5.1 MAIL was already given").size(), 0);
+    QCOMPARE(said(server, "C: .").size(), surplusDots);
+}
+
+void TestSmtpSendMail::writesAddressesAsTheyAre_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QByteArray>("command");
+    const auto row = [](const char *name, const char *address, const char *command) {
+        QTest::newRow(name) << QString::fromUtf8(address) << QByteArray(command);
+    };
+    row("blanks around", " b@example.net ", "RCPT TO:<b@example.net>");
+    row("quoted", "\"x@y\\\\.\"@example.net", "RCPT TO:<\"x@y\\\\.\"@example.net>");
+    row("literal", "b@[192.0.2.1]", "RCPT TO:<b@[192.0.2.1]>");
+    row("domain beyond ASCII",
+        "b@b\xc3\xbc"
+        "cher.example",
+        "RCPT TO:<b@xn--bcher-kva.example>");
+    row("local part beyond ASCII", "j\xc3\xb6@example.net", "RCPT TO:<j\xc3\xb6@example.net>");
+}
+
+void TestSmtpSendMail::writesAddressesAsTheyAre()
+{
+    QFETCH(QString, address);
+    QFETCH(QByteArray, command);
+    ServerOptions options;
+    options.smtpUtf8 = true;
+    SmtpServer server(options);
+    SendClient client(server);
+    client.mail.AddressCheck = 1;
+    QCOMPARE(client.send(address), QStringLiteral("sent"));
+    QVERIFY(server.transcript().contains("C: " + command));
+    const bool utf8 = command.contains("\xc3");
+    QCOMPARE(said(server, "BODY=8BITMIME SMTPUTF8").size(), utf8 ? 1 : 0);
+    QVERIFY(server.messages().first().data.contains("\r\nTo: " + command.sliced(9).chopped(1) +
+                                                    "\r\n"));
+}
+
+void TestSmtpSendMail::stuffsDots()
+{
+    SmtpServer server;
+    SendClient client(server);
+    client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    for (const ReceivedMessage &message : server.messages())
+        QVERIFY(message.data.endsWith("\r\n\r\n.\r\n..\r\n.a\r\nb.\r\n.\r\n"));
+}
+
+void TestSmtpSendMail::sendsAttachments()
+{
+    QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("big.bin")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray(3'000'000, 'x'));
+    file.close();
+    SmtpServer server;
+    SendClient client(server);
+    client.mail.Attachments = file.fileName();
+    QList<int> percents;
+    QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QVERIFY(percents.size() > 10 && percents.last() == 100);
+    QVERIFY(std::is_sorted(percents.begin(), percents.end()));
+    QCOMPARE(server.messages().first().data.count("eHh4"), 1'000'000);
+    file.remove();
+    QVERIFY(client.send().startsWith(QLatin1String("The attachment big.bin cannot be read")));
+    client.mail.Attachments.clear();
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(server.messages().size(), 2);
+}
+
+void TestSmtpSendMail::encryptsAndLogsIn_data()
+{
+    QTest::addColumn<QByteArrayList>("methods");
+    QTest::addColumn<bool>("startTls");
+    QTest::addColumn<bool>("implicitTls");
+    QTest::newRow("PLAIN") << QByteArrayList{"PLAIN"} << false << false;
+    QTest::newRow("LOGIN") << QByteArrayList{"LOGIN"} << false << false;
+    QTest::newRow("CRAM-MD5") << QByteArrayList{"CRAM-MD5"} << false << false;
+    QTest::newRow("STARTTLS, no login") << QByteArrayList{} << true << false;
+    QTest::newRow("STARTTLS, PLAIN") << QByteArrayList{"PLAIN", "LOGIN"} << true << false;
+    QTest::newRow("smtps, LOGIN") << QByteArrayList{"LOGIN"} << false << true;
+}
+
+void TestSmtpSendMail::encryptsAndLogsIn()
+{
+    QFETCH(QByteArrayList, methods);
+    QFETCH(bool, startTls);
+    QFETCH(bool, implicitTls);
+    const TestCertificates certificates;
+    qputenv("SSL_CERT_FILE", certificates.caFile().toUtf8());
+    ServerOptions options;
+    options.startTls = startTls;
+    options.implicitTls = implicitTls;
+    options.certificateFile = certificates.serverCertificate();
+    options.keyFile = certificates.serverKey();
+    options.auth = methods;
+    options.authNeedsTls = startTls;
+    options.user = "j\xc3\xbcrgen@example.org";
+    options.password = "s3cret";
+    SmtpServer server(options);
+    SendClient client(QStringLiteral("%1localhost:%2")
+                          .arg(implicitTls ? QStringLiteral("smtps://") : QString())
+                          .arg(server.port()));
+    if (!methods.isEmpty())
+        client.logIn(QString::fromUtf8(options.user));
+    client.mail.Body = QString(500'000, u'ä');
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    client.mail.Disconnect();
+    qunsetenv("SSL_CERT_FILE");
+    QCOMPARE(server.sessions(), 1);
+    QCOMPARE(server.messages().last().encrypted, startTls || implicitTls);
+    QCOMPARE(server.messages().last().user, methods.isEmpty() ? QByteArray() : options.user);
+    QCOMPARE(server.messages().last().data.replace("=\r\n", "").count("=C3=A4"), 500'000);
+}
+
+void TestSmtpSendMail::yieldsWhileAServerIsSlow_data()
+{
+    QTest::addColumn<QByteArray>("command");
+    for (const char *command : {"CONNECT", "EHLO", "MAIL", "DATA", "DATA-END", "QUIT"})
+        QTest::newRow(command) << QByteArray(command);
+}
+
+void TestSmtpSendMail::yieldsWhileAServerIsSlow()
+{
+    QFETCH(QByteArray, command);
+    ServerRule slow{command};
+    slow.delay = std::chrono::milliseconds(480);
+    ServerOptions options;
+    options.rules = {slow};
+    SmtpServer server(options);
+    SendClient client(server);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    client.mail.Disconnect();
+    // 30 slices pass; a busy machine may lose some.
+    QVERIFY2(client.yield.count >= 10 && client.yield.count < 100,
+             qPrintable(QString::number(client.yield.count)));
+}
+
+void TestSmtpSendMail::turnsAwayCallsFromAYield()
+{
+    ServerRule slow{"DATA-END"};
+    slow.delay = std::chrono::milliseconds(100);
+    ServerOptions options;
+    options.rules = {slow};
+    SmtpServer server(options);
+    SendClient client(server);
+    bool connected = true;
+    client.yield.action = [&] {
+        client.yield.action = nullptr;
+        client.mail.Send();
+        client.mail.Disconnect();
+        connected = client.mail.Connect();
+    };
+    client.mail.Send();
+    QCOMPARE(client.outcomes, (QStringList{QStringLiteral("Another message is still being sent"),
+                                           QStringLiteral("sent")}));
+    QVERIFY(!connected);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(server.sessions(), 1);
+}
+
+void TestSmtpSendMail::doesNotWaitForAGoodbye()
+{
+    ServerOptions options;
+    options.rules = {rule("QUIT", Action::Stall)};
+    SmtpServer server(options);
+    SmtpTimeouts timeouts;
+    timeouts.quit = std::chrono::milliseconds(100);
+    SendClient client(server, timeouts);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    client.mail.Disconnect();
+    // The limit of other replies would take thousands of slices.
+    QVERIFY(client.yield.count < 100);
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    QCOMPARE(server.sessions(), 2);
+}
+
+void TestSmtpSendMail::deliversToAForeignServer()
+{
+    const QString python = QStringLiteral("/usr/bin/python3");
+    QTcpServer portFinder;
+    QVERIFY(portFinder.listen(QHostAddress::LocalHost));
+    const quint16 port = portFinder.serverPort();
+    portFinder.close();
+    QTemporaryDir folder;
+    const QString box = folder.filePath(QStringLiteral("box"));
+    QProcess server;
+    server.start(python, {QStringLiteral("-m"), QStringLiteral("aiosmtpd"), QStringLiteral("-n"),
+                          QStringLiteral("-u"), QStringLiteral("-l"),
+                          QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("-c"),
+                          QStringLiteral("aiosmtpd.handlers.Mailbox"), box});
+    QVERIFY(server.waitForStarted());
+
+    SendClient client(QStringLiteral("127.0.0.1:%1").arg(port));
+    QTRY_VERIFY_WITH_TIMEOUT(client.mail.Connect(), 60000);
+    client.mail.SenderName = QStringLiteral("Jürgen");
+    client.mail.Subject = QStringLiteral("Grüße");
+    client.mail.Body = QStringLiteral(".\nÄpfel\n");
+    QFile attached(folder.filePath(QStringLiteral("ü.txt")));
+    QVERIFY(attached.open(QIODevice::WriteOnly));
+    attached.write("attached");
+    attached.close();
+    client.mail.Attachments = attached.fileName();
+    QCOMPARE(client.send(QStringLiteral("ö@bücher.example")), QStringLiteral("sent"));
+    QCOMPARE(client.send(), QStringLiteral("sent"));
+    client.mail.Disconnect();
+
+    QProcess reader;
+    reader.start(
+        python,
+        {QStringLiteral("-c"),
+         QStringLiteral("import email, mailbox, sys\n"
+                        "from email import policy\n"
+                        "for m in mailbox.Maildir(sys.argv[1], create=False):\n"
+                        "    m = email.message_from_bytes(m.as_bytes(), policy=policy.default)\n"
+                        "    p = list(m.iter_attachments())[0]\n"
+                        "    sys.stdout.buffer.write(repr((m['subject'], "
+                        "m['from'].addresses[0].display_name,\n"
+                        "        m.get_body().get_content(), p.get_filename(), p.get_content(),\n"
+                        "        m.defects)).encode() + b'\\n')\n"),
+         box});
+    QVERIFY(reader.waitForFinished());
+    const QString one =
+        QStringLiteral("('Grüße', 'Jürgen', '.\\nÄpfel', 'ü.txt', 'attached', [])\n");
+    QCOMPARE(QString::fromUtf8(reader.readAllStandardOutput() + reader.readAllStandardError()),
+             one + one);
+    server.kill();
+    server.waitForFinished();
+}
+
+QTEST_GUILESS_MAIN(TestSmtpSendMail)
+#include "tst_smtpsendmail.moc"
