@@ -8,9 +8,9 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <utility>
 
 namespace
 {
@@ -19,8 +19,8 @@ namespace
 class MailFolder
 {
 public:
-    explicit MailFolder(QDir folder)
-        : m_folder(std::move(folder))
+    explicit MailFolder(const QString &path)
+        : m_folder(path)
     {
     }
 
@@ -83,7 +83,7 @@ int run(const QCommandLineParser &arguments, const sigset_t &stop)
     const QString path = arguments.value(QStringLiteral("out"));
     if (path.isEmpty())
         return fail(QStringLiteral("--out DIR is needed"));
-    MailFolder folder{QDir(path)};
+    MailFolder folder(path);
     if (!folder.prepare())
         return fail(QStringLiteral("cannot make the folder %1").arg(path));
     options.store = [&folder](const ReceivedMessage &message) { return folder.store(message); };

@@ -21,7 +21,7 @@ QSslKey readKey(const QString &path)
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             break;
-        const QSslKey key(&file, algorithm);
+        QSslKey key(&file, algorithm);
         if (!key.isNull())
             return key;
     }

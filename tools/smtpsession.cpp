@@ -16,7 +16,7 @@ namespace
 
 // RFC 4954 asks for this much in a login; every other command is far shorter.
 constexpr qsizetype longestLine = 12288;
-constexpr qsizetype largestMessage = 50 * 1024 * 1024;
+constexpr qsizetype largestMessage = 50 << 20;
 
 bool startsWith(const QByteArray &text, const char *upperPrefix)
 {
