@@ -31,8 +31,8 @@ void MessageBoxOperator::tell(const QString &text, const QString &title)
 
 bool MessageBoxOperator::ask(const QString &text, const QString &title)
 {
-    return show(QMessageBox::Question, text, title, QMessageBox::Yes | QMessageBox::No)
-        == QMessageBox::Yes;
+    return show(QMessageBox::Question, text, title, QMessageBox::Yes | QMessageBox::No) ==
+           QMessageBox::Yes;
 }
 
 QString MessageBoxOperator::inputPassword(const QString &prompt, const QString &title)

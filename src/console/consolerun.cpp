@@ -51,9 +51,9 @@ QString json(const std::vector<JobRow> &jobs)
     for (const JobRow &job : jobs) {
         QJsonObject object;
         for (const CellName &name : cellNames)
-            object.insert(QLatin1String(name.json),
-                          name.isNumber ? QJsonValue(job.number(name.cell))
-                                        : QJsonValue(job[name.cell]));
+            object.insert(QLatin1String(name.json), name.isNumber
+                                                        ? QJsonValue(job.number(name.cell))
+                                                        : QJsonValue(job[name.cell]));
         array.append(object);
     }
     return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented)).trimmed();

@@ -16,7 +16,7 @@ enum ExitStatus {
 
 struct StartOptions {
     bool failedOnly = false;
-    int reruns = 0;         ///< further reruns over failures when there is no terminal to ask on
+    int reruns = 0;          ///< further reruns over failures when there is no terminal to ask on
     int batchPauseMs = 1000; ///< how long the run waits after every batch of recipients
 };
 

@@ -60,16 +60,16 @@ ExitStatus run(const QStringList &arguments)
     const QStringList words = parser.positionalArguments();
     const QString command = words.value(0);
     const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))
-        ? ProgramFolder(parser.value(QStringLiteral("folder")))
-        : ProgramFolder::ofExecutable();
+                                     ? ProgramFolder(parser.value(QStringLiteral("folder")))
+                                     : ProgramFolder::ofExecutable();
 
-    if (command == QLatin1String("jobs") && words.size() == 1
-        && onlyHas(parser, {QStringLiteral("json")}))
+    if (command == QLatin1String("jobs") && words.size() == 1 &&
+        onlyHas(parser, {QStringLiteral("json")}))
         return listJobs(folder, parser.isSet(QStringLiteral("json")));
 
-    if (command == QLatin1String("start") && words.size() == 2
-        && onlyHas(parser, {QStringLiteral("resend-failed"), QStringLiteral("rerun"),
-                            QStringLiteral("batch-pause")})) {
+    if (command == QLatin1String("start") && words.size() == 2 &&
+        onlyHas(parser, {QStringLiteral("resend-failed"), QStringLiteral("rerun"),
+                         QStringLiteral("batch-pause")})) {
         StartOptions options;
         options.failedOnly = parser.isSet(QStringLiteral("resend-failed"));
         bool ok = true;

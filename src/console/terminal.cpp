@@ -75,7 +75,10 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
-ConsoleView::ConsoleView() : m_terminal(isatty(STDERR_FILENO)) {}
+ConsoleView::ConsoleView()
+    : m_terminal(isatty(STDERR_FILENO))
+{
+}
 
 void ConsoleView::showRow(const JobRow &) {}
 
@@ -87,8 +90,8 @@ void ConsoleView::showPanel(Panel panel, const QString &text)
     } else if (panel == Failed) {
         m_failed = count();
         draw();
-    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_terminal
-               && !text.startsWith(QLatin1Char(' '))) {
+    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_terminal &&
+               !text.startsWith(QLatin1Char(' '))) {
         printMessage(text.trimmed());
     }
 }
@@ -132,8 +135,8 @@ void ConsoleView::draw()
     m_barVisible = true;
     constexpr int width = 30;
     const int full = int(m_percent) * width / 100;
-    const qint64 left
-        = m_percent > 0 ? qint64(double(elapsed) * (100 / double(m_percent) - 1) / 1000) : 0;
+    const qint64 left =
+        m_percent > 0 ? qint64(double(elapsed) * (100 / double(m_percent) - 1) / 1000) : 0;
     print(stderr, QStringLiteral("\r[%1%2] %3 sent, %4 failed, %5/s, %6 left \033[K")
                       .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')))
                       .arg(m_handled)

@@ -16,7 +16,10 @@ void printMessage(const QString &text);
 class ConsoleOperator final : public Operator
 {
 public:
-    explicit ConsoleOperator(int yesAnswers) : m_yesLeft(yesAnswers) {}
+    explicit ConsoleOperator(int yesAnswers)
+        : m_yesLeft(yesAnswers)
+    {
+    }
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;

@@ -30,8 +30,7 @@ QStringList recoverList(const ProgramFolder &folder, Connection &system, qint64 
     QStringList names;
     Connection list(folder.listConnectionString(listId));
     ensureTable(list);
-    for (JobRow &row :
-         loadJobs(system, QStringLiteral(" where mjob.listid = %1 ").arg(listId))) {
+    for (JobRow &row : loadJobs(system, QStringLiteral(" where mjob.listid = %1 ").arg(listId))) {
         const qint64 jobId = row.number(JobCell::Id);
         if (const auto marker = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start])) {
             row[JobCell::Start] = marker->startTime;
@@ -49,7 +48,8 @@ QStringList recoverList(const ProgramFolder &folder, Connection &system, qint64 
 
 } // namespace
 
-ListLock::ListLock(const ProgramFolder &folder, qint64 listId) : m_file(lockFile(folder, listId))
+ListLock::ListLock(const ProgramFolder &folder, qint64 listId)
+    : m_file(lockFile(folder, listId))
 {
     m_file.setStaleLockTime(0); // a run may last for days
     // A folder that takes no lock takes no outcome either; the database will say so.
@@ -81,9 +81,9 @@ std::optional<RunMarker> RunMarker::ofInterrupted(Connection &list, qint64 jobId
                                                   const QString &storedStart)
 {
     ensureTable(list);
-    const Recordset rows(list,
-                         QStringLiteral("select start_time, last_mid from sending where jobid = %1")
-                             .arg(jobId));
+    const Recordset rows(
+        list,
+        QStringLiteral("select start_time, last_mid from sending where jobid = %1").arg(jobId));
     if (rows.atEnd())
         return {};
     const RunMarker marker{rows.current().text(QStringLiteral("start_time")),

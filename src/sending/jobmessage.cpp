@@ -26,8 +26,7 @@ QString JobMessage::missingAttachment() const
 
 JobMessage loadMessage(Connection &system, qint64 msgid)
 {
-    const Recordset rows(system,
-                         QStringLiteral("select * from mmsg where msgid=%1").arg(msgid));
+    const Recordset rows(system, QStringLiteral("select * from mmsg where msgid=%1").arg(msgid));
     if (rows.atEnd())
         throw StorageError(0, QStringLiteral("Quillbright"),
                            QStringLiteral("There is no message %1.").arg(msgid));

@@ -12,10 +12,10 @@ struct JobMessage {
     QString subject;
     QString senderName;
     QString senderAddress;
-    QString replyAddress; ///< shown, not sent
-    QString format;       ///< "TEXT" or "HTML"
+    QString replyAddress;               ///< shown, not sent
+    QString format;                     ///< "TEXT" or "HTML"
     std::array<QString, 3> attachments; ///< full paths; empty where there is none
-    QString body;         ///< the template, with its merge fields
+    QString body;                       ///< the template, with its merge fields
 
     /// The paths that are set, in order.
     QStringList attachmentPaths() const;

@@ -44,13 +44,13 @@ QString jobTimeStamp(const QDateTime &time)
 
 std::vector<JobRow> loadJobs(Connection &system, const QString &condition)
 {
-    const QString query
-        = QStringLiteral("SELECT mjob.jobid, mjob.jobname, mjob.listid, mjob.msgid, mjob.progress, "
-                         " mjob.success, mjob.failure, mjob.total, mjob.unsent, mjob.start_time, "
-                         " mjob.end_time, mjob.last_mid, mlist.listname, mmsg.subject "
-                         " FROM mmsg INNER JOIN (mlist INNER JOIN mjob ON mlist.listid = "
-                         "mjob.listid) ON  mmsg.msgid = mjob.msgid ")
-        + condition + QStringLiteral("  order by mjob.jobid desc ");
+    const QString query =
+        QStringLiteral("SELECT mjob.jobid, mjob.jobname, mjob.listid, mjob.msgid, mjob.progress, "
+                       " mjob.success, mjob.failure, mjob.total, mjob.unsent, mjob.start_time, "
+                       " mjob.end_time, mjob.last_mid, mlist.listname, mmsg.subject "
+                       " FROM mmsg INNER JOIN (mlist INNER JOIN mjob ON mlist.listid = "
+                       "mjob.listid) ON  mmsg.msgid = mjob.msgid ") +
+        condition + QStringLiteral("  order by mjob.jobid desc ");
     std::vector<JobRow> rows;
     for (Recordset records(system, query); !records.atEnd(); records.moveNext())
         rows.push_back(jobRow(records.current()));
@@ -60,15 +60,15 @@ std::vector<JobRow> loadJobs(Connection &system, const QString &condition)
 void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 {
     Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("update mjob set last_mid = ") + row[JobCell::LastSentId]
-                   + QStringLiteral(", start_time = ") + quoted(row[JobCell::Start])
-                   + QStringLiteral(", end_time = ") + quoted(row[JobCell::End])
-                   + QStringLiteral(", progress = ") + quoted(row[JobCell::Progress])
-                   + QStringLiteral(", total = ") + row[JobCell::Total]
-                   + QStringLiteral(", success = ") + row[JobCell::Success]
-                   + QStringLiteral(", failure = ") + row[JobCell::Failed]
-                   + QStringLiteral(", unsent = ") + row[JobCell::Unsent]
-                   + QStringLiteral(" where jobid = ") + row[JobCell::Id]);
+    system.execute(QStringLiteral("update mjob set last_mid = ") + row[JobCell::LastSentId] +
+                   QStringLiteral(", start_time = ") + quoted(row[JobCell::Start]) +
+                   QStringLiteral(", end_time = ") + quoted(row[JobCell::End]) +
+                   QStringLiteral(", progress = ") + quoted(row[JobCell::Progress]) +
+                   QStringLiteral(", total = ") + row[JobCell::Total] +
+                   QStringLiteral(", success = ") + row[JobCell::Success] +
+                   QStringLiteral(", failure = ") + row[JobCell::Failed] +
+                   QStringLiteral(", unsent = ") + row[JobCell::Unsent] +
+                   QStringLiteral(" where jobid = ") + row[JobCell::Id]);
 }
 
 void recountRecipients(Connection &list, JobRow &row)
@@ -87,8 +87,8 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     Connection list(folder.listConnectionString(row.number(JobCell::MaillistId)));
     list.execute(QStringLiteral("update email set status=null"));
     reset.setNumber(JobCell::Total, list.number(QStringLiteral("select count(*) from email ")));
-    for (const JobCell cell : {JobCell::Unsent, JobCell::Success, JobCell::Failed,
-                               JobCell::LastSentId})
+    for (const JobCell cell :
+         {JobCell::Unsent, JobCell::Success, JobCell::Failed, JobCell::LastSentId})
         reset.setNumber(cell, 0);
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();

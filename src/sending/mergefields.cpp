@@ -8,15 +8,14 @@ namespace
 {
 
 /// The columns behind the fields; the first field is the date.
-const std::array<QString, 8> columns
-    = {QString(),
-       QStringLiteral("email"),
-       QStringLiteral("fname"),
-       QStringLiteral("lname"),
-       QStringLiteral("title"),
-       QStringLiteral("contact"),
-       QStringLiteral("company"),
-       QStringLiteral("memo")};
+const std::array<QString, 8> columns = {QString(),
+                                        QStringLiteral("email"),
+                                        QStringLiteral("fname"),
+                                        QStringLiteral("lname"),
+                                        QStringLiteral("title"),
+                                        QStringLiteral("contact"),
+                                        QStringLiteral("company"),
+                                        QStringLiteral("memo")};
 
 } // namespace
 
@@ -31,7 +30,8 @@ const QStringList &MergeFields::names()
     return names;
 }
 
-MergeFields::MergeFields(const QString &bodyTemplate) : m_template(bodyTemplate)
+MergeFields::MergeFields(const QString &bodyTemplate)
+    : m_template(bodyTemplate)
 {
     for (size_t i = 0; i < m_present.size(); ++i)
         m_present[i] = bodyTemplate.contains(names()[qsizetype(i)]);

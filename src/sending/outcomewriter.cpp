@@ -5,10 +5,12 @@
 #include "storageerror.h"
 
 OutcomeWriter::OutcomeWriter(Connection &list, qint64 jobId)
-    : m_jobId(jobId), m_begin(list, QStringLiteral("begin immediate")),
-      m_update(list, QStringLiteral("update email set status=?, remark=? where mid=?")),
-      m_advance(jobId == 0 ? nullptr : RunMarker::advanceStatement(list)),
-      m_commit(list, QStringLiteral("commit")), m_rollback(list, QStringLiteral("rollback"))
+    : m_jobId(jobId)
+    , m_begin(list, QStringLiteral("begin immediate"))
+    , m_update(list, QStringLiteral("update email set status=?, remark=? where mid=?"))
+    , m_advance(jobId == 0 ? nullptr : RunMarker::advanceStatement(list))
+    , m_commit(list, QStringLiteral("commit"))
+    , m_rollback(list, QStringLiteral("rollback"))
 {
 }
 

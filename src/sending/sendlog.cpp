@@ -6,7 +6,9 @@
 #include <QDir>
 #include <QLocale>
 
-SendLog::SendLog(const ProgramFolder &folder, const Clock &clock) : m_folder(folder), m_clock(clock)
+SendLog::SendLog(const ProgramFolder &folder, const Clock &clock)
+    : m_folder(folder)
+    , m_clock(clock)
 {
 }
 
@@ -15,8 +17,7 @@ void SendLog::open()
     close();
     QDir().mkpath(m_folder.file(QStringLiteral("log")));
     m_file.setFileName(m_folder.file(
-        QStringLiteral("log\\log%1.txt")
-            .arg(m_clock.now().toString(QStringLiteral("yyMMdd")))));
+        QStringLiteral("log\\log%1.txt").arg(m_clock.now().toString(QStringLiteral("yyMMdd")))));
     // Unbuffered: what was sent is in the log even when the program dies.
     if (!m_file.open(QIODevice::Append | QIODevice::Unbuffered))
         m_file.close();
@@ -38,8 +39,8 @@ const QString &SendLog::stamp()
     if (m_stamp.isEmpty() || now.toSecsSinceEpoch() != m_stampTime.toSecsSinceEpoch()) {
         const QLocale locale = QLocale::system();
         m_stampTime = now;
-        m_stamp = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ')
-            + locale.toString(now.time(), QLocale::LongFormat) + QLatin1Char(' ');
+        m_stamp = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+                  locale.toString(now.time(), QLocale::LongFormat) + QLatin1Char(' ');
     }
     return m_stamp;
 }

@@ -29,8 +29,8 @@ constexpr qsizetype maxReason = 124;
 
 QString onOneLine(QString text)
 {
-    return text.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'),
-                                                                     QLatin1Char(' '));
+    return text.replace(QLatin1Char('\r'), QLatin1Char(' '))
+        .replace(QLatin1Char('\n'), QLatin1Char(' '));
 }
 
 void openLog(SendLog &log, const JobRow &row, bool failedOnly)
@@ -47,8 +47,14 @@ void openLog(SendLog &log, const JobRow &row, bool failedOnly)
 
 SendRun::SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings &settings,
                  Operator &op, RunView &view, Clock &clock, Yield &yield, RunPace pace)
-    : m_folder(folder), m_mail(mail), m_settings(settings), m_operator(op), m_view(view),
-      m_clock(clock), m_yield(yield), m_pace(pace)
+    : m_folder(folder)
+    , m_mail(mail)
+    , m_settings(settings)
+    , m_operator(op)
+    , m_view(view)
+    , m_clock(clock)
+    , m_yield(yield)
+    , m_pace(pace)
 {
     connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
         m_sendFailed = true;
@@ -88,8 +94,7 @@ SendRun::Result SendRun::runPasses(JobRow &row, const JobMessage &message, bool 
 bool SendRun::isRerunWanted(const JobRow &row, int pass)
 {
     if (m_failed == 0) {
-        m_operator.tell(
-            QStringLiteral("Job [%1] completed successfully.").arg(row[JobCell::Name]));
+        m_operator.tell(QStringLiteral("Job [%1] completed successfully.").arg(row[JobCell::Name]));
         return false;
     }
     if (pass == 0)
@@ -104,8 +109,8 @@ SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool fa
 {
     const Settings settings = m_settings.current();
     if (settings.smtpServer.isEmpty()) {
-        m_operator.tell(QStringLiteral(
-            "Please enter a SMTP server in the Options Window and send again !"));
+        m_operator.tell(
+            QStringLiteral("Please enter a SMTP server in the Options Window and send again !"));
         m_view.openOptions();
         return Result::NoServer;
     }
@@ -137,8 +142,7 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
                    bool failedOnly, int pass)
 {
     const qint64 jobId = row.number(JobCell::Id);
-    const QString listDatabase
-        = m_folder.listConnectionString(row.number(JobCell::MaillistId));
+    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
     Connection list(listDatabase);
     if (!failedOnly) {
         if (const auto left = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start]))
@@ -148,8 +152,8 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     row[JobCell::Progress] = QStringLiteral("Sending");
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
     const QString failures = QStringLiteral(" where status='F' ");
-    const qint64 total = list.number(QStringLiteral("select count(*) from email ")
-                                     + (failedOnly ? failures : QString()));
+    const qint64 total = list.number(QStringLiteral("select count(*) from email ") +
+                                     (failedOnly ? failures : QString()));
     row.setNumber(JobCell::Total, total);
     m_view.showRow(row);
     Keyset recipients(list, QStringLiteral("*"),
@@ -165,8 +169,8 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     const MergeFields fields(message.body);
     m_view.showPanel(RunView::Current,
                      (pass == 0 ? QStringLiteral("Connecting to ")
-                                : QStringLiteral("Resend fail emails, connecting to "))
-                         + settings.smtpServer + QStringLiteral(" ... "));
+                                : QStringLiteral("Resend fail emails, connecting to ")) +
+                         settings.smtpServer + QStringLiteral(" ... "));
     connectTransport(message, settings);
     const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
     SendLog log(m_folder, m_clock);
@@ -179,9 +183,9 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
             continue; // deleted since the run began
         const qint64 mid = recipients.key(i);
         const QString address = recipient->text(QStringLiteral("email"));
-        m_view.showPanel(RunView::Current, (pass == 0 ? QStringLiteral(" Send to ")
-                                                      : QStringLiteral(" Resend to "))
-                             + address);
+        m_view.showPanel(RunView::Current,
+                         (pass == 0 ? QStringLiteral(" Send to ") : QStringLiteral(" Resend to ")) +
+                             address);
         m_view.showWaiting(true);
         m_reason.clear();
         const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
@@ -202,7 +206,6 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
         if (sent() % m_pace.batchSize == 0)
             reconnect();
     }
-
 }
 
 JobRow SendRun::finished(const JobRow &row, bool failedOnly)

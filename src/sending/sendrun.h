@@ -42,8 +42,8 @@ public:
     };
 
     /// All of them must outlive the run.
-    SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings &settings,
-            Operator &op, RunView &view, Clock &clock, Yield &yield, RunPace pace = {});
+    SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings &settings, Operator &op,
+            RunView &view, Clock &clock, Yield &yield, RunPace pace = {});
 
     /// Runs the job, then over its failures: once by itself, and as often as the operator wants.
     /// `failedOnly`: begin with the failures. Returns when all is over; tells the operator how it

@@ -36,8 +36,8 @@ QString read(const QSettings &store, const char *name)
     const QVariant value = store.value(QLatin1String(name));
     // In a file edited by hand a comma makes a list of the value; it is one text to us.
     const QString text = value.typeId() == QMetaType::QStringList
-        ? value.toStringList().join(QLatin1Char(','))
-        : value.toString();
+                             ? value.toStringList().join(QLatin1Char(','))
+                             : value.toString();
     return text.section(QChar(u'\0'), 0, 0);
 }
 
@@ -74,7 +74,10 @@ void makePrivate(const QString &path)
 
 } // namespace
 
-SettingsStore::SettingsStore(const ProgramFolder &folder) : m_folder(folder) {}
+SettingsStore::SettingsStore(const ProgramFolder &folder)
+    : m_folder(folder)
+{
+}
 
 Settings SettingsStore::load() const
 {

@@ -5,9 +5,9 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <SQLiteCpp/Column.h>
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Exception.h>
-#include <SQLiteCpp/Column.h>
 #include <SQLiteCpp/Statement.h>
 #include <sqlite3.h>
 
@@ -42,8 +42,8 @@ QString describe(int code, const QString &path, const QString &engineText)
     switch (code & 0xff) {
     case SQLITE_CANTOPEN:
         return QFileInfo::exists(path)
-            ? QStringLiteral("The database %1 cannot be opened.").arg(name)
-            : QStringLiteral("The database %1 does not exist.").arg(name);
+                   ? QStringLiteral("The database %1 cannot be opened.").arg(name)
+                   : QStringLiteral("The database %1 does not exist.").arg(name);
     case SQLITE_NOTADB:
     case SQLITE_CORRUPT:
         return QStringLiteral("The file %1 is damaged or is not a database.").arg(name);
@@ -64,8 +64,8 @@ QString describe(int code, const QString &path, const QString &engineText)
     }
     if (engineText.endsWith(QStringLiteral("failed: email.email"))) {
         return code == SQLITE_CONSTRAINT_NOTNULL
-            ? QStringLiteral("A recipient needs an email address.")
-            : QStringLiteral("This email address is already in the list.");
+                   ? QStringLiteral("A recipient needs an email address.")
+                   : QStringLiteral("This email address is already in the list.");
     }
     return engineText;
 }
@@ -86,8 +86,8 @@ void Connection::open(const QString &connectionString)
     close();
     m_path = databasePath(connectionString);
     try {
-        auto database = std::make_unique<SQLite::Database>(
-            m_path.toStdString(), SQLite::OPEN_READWRITE, busyTimeoutMs);
+        auto database = std::make_unique<SQLite::Database>(m_path.toStdString(),
+                                                           SQLite::OPEN_READWRITE, busyTimeoutMs);
         addSqlFunctions(database->getHandle());
         database->exec("pragma synchronous=full");
         // The engine reads the file only when it must; a damaged one is to fail here.
@@ -162,8 +162,8 @@ std::unique_ptr<SQLite::Statement> Connection::prepare(const QString &sql)
 
 void Connection::raise(const SQLite::Exception &error) const
 {
-    const int code
-        = error.getExtendedErrorCode() > 0 ? error.getExtendedErrorCode() : error.getErrorCode();
+    const int code =
+        error.getExtendedErrorCode() > 0 ? error.getExtendedErrorCode() : error.getErrorCode();
     throw StorageError(code, QStringLiteral("SQLite"),
                        describe(code, m_path, QString::fromUtf8(error.what())));
 }
@@ -176,7 +176,8 @@ SQLite::Database &Connection::database() const
     return *m_database;
 }
 
-Transaction::Transaction(Connection &connection) : m_connection(&connection)
+Transaction::Transaction(Connection &connection)
+    : m_connection(&connection)
 {
     // A transaction that is going to write asks for the lock at once; one that reads first could
     // be refused later, when waiting no longer helps.

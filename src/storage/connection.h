@@ -12,7 +12,7 @@ namespace SQLite
 class Database;
 class Exception;
 class Statement;
-}
+} // namespace SQLite
 
 /// A connection to one database file. Opening never creates a file; every failure throws
 /// StorageError. A commit survives a power cut.

@@ -7,7 +7,8 @@
 
 Keyset::Keyset(Connection &connection, const QString &columns, const QString &condition,
                const QString &order)
-    : m_connection(connection), m_columns(columns)
+    : m_connection(connection)
+    , m_columns(columns)
 {
     const QString orderBy = order.isEmpty() ? QStringLiteral(" order by mid") : order;
     m_keys = connection.numbers(QStringLiteral("select mid from email ") + condition + orderBy);
@@ -15,8 +16,8 @@ Keyset::Keyset(Connection &connection, const QString &columns, const QString &co
 
 const Record *Keyset::row(qsizetype index)
 {
-    if (m_windowStart < 0 || index < m_windowStart
-        || index >= m_windowStart + qsizetype(m_window.size()))
+    if (m_windowStart < 0 || index < m_windowStart ||
+        index >= m_windowStart + qsizetype(m_window.size()))
         fetch(index - index % windowSize);
     const auto &record = m_window[size_t(index - m_windowStart)];
     return record ? &*record : nullptr;
@@ -35,11 +36,11 @@ void Keyset::fetch(qsizetype first)
         numbers += QString::number(key(i));
     }
     m_window.assign(size_t(last - first), {});
-    Recordset rows(m_connection, QStringLiteral("select mid as keyset_mid, ") + m_columns
-                       + QStringLiteral(" from email where mid in (") + numbers
-                       + QLatin1Char(')'));
+    Recordset rows(m_connection, QStringLiteral("select mid as keyset_mid, ") + m_columns +
+                                     QStringLiteral(" from email where mid in (") + numbers +
+                                     QLatin1Char(')'));
     for (; !rows.atEnd(); rows.moveNext())
-        m_window[size_t(place.value(rows.current().number(QStringLiteral("keyset_mid"))))]
-            = rows.current();
+        m_window[size_t(place.value(rows.current().number(QStringLiteral("keyset_mid"))))] =
+            rows.current();
     m_windowStart = first;
 }

@@ -13,8 +13,8 @@ namespace
 
 QString connectionString(const QString &path)
 {
-    return QStringLiteral("Driver={Microsoft Access Driver (*.mdb)};Dbq=") + path
-        + QLatin1Char(';');
+    return QStringLiteral("Driver={Microsoft Access Driver (*.mdb)};Dbq=") + path +
+           QLatin1Char(';');
 }
 
 [[noreturn]] void fail(const QString &text)
@@ -54,7 +54,8 @@ void copyDatabase(const QString &from, const QString &to)
 
 } // namespace
 
-ProgramFolder::ProgramFolder(const QString &path) : m_path(path)
+ProgramFolder::ProgramFolder(const QString &path)
+    : m_path(path)
 {
     while (m_path.size() > 1 && m_path.endsWith(QLatin1Char('/')))
         m_path.chop(1);

@@ -6,7 +6,8 @@
 #include <SQLiteCpp/Statement.h>
 #include <sqlite3.h>
 
-Columns::Columns(const SQLite::Statement &statement) : m_count(statement.getColumnCount())
+Columns::Columns(const SQLite::Statement &statement)
+    : m_count(statement.getColumnCount())
 {
     for (int i = 0; i < m_count; ++i)
         // A name that two tables of a join in parentheses share comes as "name:1".

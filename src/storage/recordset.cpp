@@ -6,8 +6,9 @@
 #include <SQLiteCpp/Statement.h>
 
 Recordset::Recordset(Connection &connection, const QString &select)
-    : m_connection(connection), m_statement(connection.prepare(select)),
-      m_columns(std::make_shared<Columns>(*m_statement))
+    : m_connection(connection)
+    , m_statement(connection.prepare(select))
+    , m_columns(std::make_shared<Columns>(*m_statement))
 {
     moveNext();
 }

@@ -65,10 +65,10 @@ Pattern parsePattern(const QString &text, char32_t escape)
             pattern.chars.push_back({PatternChar::Literal, points[i]});
     }
     const auto isLiteral = [](const PatternChar &c) { return c.kind == PatternChar::Literal; };
-    pattern.isContains = pattern.chars.size() >= 2
-        && pattern.chars.front().kind == PatternChar::AnyText
-        && pattern.chars.back().kind == PatternChar::AnyText
-        && std::all_of(pattern.chars.begin() + 1, pattern.chars.end() - 1, isLiteral);
+    pattern.isContains = pattern.chars.size() >= 2 &&
+                         pattern.chars.front().kind == PatternChar::AnyText &&
+                         pattern.chars.back().kind == PatternChar::AnyText &&
+                         std::all_of(pattern.chars.begin() + 1, pattern.chars.end() - 1, isLiteral);
     if (pattern.isContains) {
         for (auto c = pattern.chars.begin() + 1; c != pattern.chars.end() - 1; ++c)
             pattern.contained += QString::fromUcs4(&c->value, 1);
@@ -93,8 +93,8 @@ bool matches(const Pattern &pattern, const QString &subject)
         if (p < chars.size() && chars[p].kind == PatternChar::AnyText) {
             afterAny = ++p;
             retry = t;
-        } else if (p < chars.size()
-                   && (chars[p].kind == PatternChar::AnyOne || chars[p].value == text[t])) {
+        } else if (p < chars.size() &&
+                   (chars[p].kind == PatternChar::AnyOne || chars[p].value == text[t])) {
             ++p;
             ++t;
         } else if (afterAny != std::string::npos) {

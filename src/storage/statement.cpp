@@ -6,7 +6,8 @@
 #include <SQLiteCpp/Statement.h>
 
 Statement::Statement(Connection &connection, const QString &sql)
-    : m_connection(connection), m_statement(connection.prepare(sql))
+    : m_connection(connection)
+    , m_statement(connection.prepare(sql))
 {
 }
 

@@ -32,7 +32,8 @@ QStringList addresses(int count)
 
 /// A program folder with a job, and settings that name the server.
 struct Setup {
-    explicit Setup(int recipients, ServerOptions options = {}) : server(std::move(options))
+    explicit Setup(int recipients, ServerOptions options = {})
+        : server(std::move(options))
     {
         listId = folder.addList(QStringLiteral("Members"), addresses(recipients));
         folder.addJob(QStringLiteral("Spring"), listId,
@@ -79,8 +80,9 @@ struct Setup {
 
     QString stored() const
     {
-        return folder.rows(QStringLiteral("select progress, total, unsent, success, failure, "
-                                          "last_mid from mjob"))
+        return folder
+            .rows(QStringLiteral("select progress, total, unsent, success, failure, "
+                                 "last_mid from mjob"))
             .first();
     }
 
@@ -142,10 +144,10 @@ void TestConsole::listsJobs()
     const Finished table = setup.run({QStringLiteral("jobs")});
     QCOMPARE(table.status, 0);
     QVERIFY(table.output.contains(name));
-    const QJsonArray jobs
-        = QJsonDocument::fromJson(
-              setup.run({QStringLiteral("jobs"), QStringLiteral("--json")}).output.toUtf8())
-              .array();
+    const QJsonArray jobs =
+        QJsonDocument::fromJson(
+            setup.run({QStringLiteral("jobs"), QStringLiteral("--json")}).output.toUtf8())
+            .array();
     QCOMPARE(jobs.size(), 2);
     QCOMPARE(jobs[0].toObject().value(QStringLiteral("jobname")).toString(), name);
     QCOMPARE(jobs[0].toObject().value(QStringLiteral("jobid")).toInt(), 2);
@@ -159,8 +161,8 @@ void TestConsole::sendsAndRerunsFailures()
     // Refused in the run and its automatic rerun, accepted in the one that --rerun allows.
     options.rules = {{.command = "RCPT", .text = "r2@", .reply = {"450 Try later"}, .times = 2}};
     const Setup setup(250, options);
-    const Finished done
-        = setup.run(startJob + QStringList{QStringLiteral("--rerun"), QStringLiteral("3")});
+    const Finished done =
+        setup.run(startJob + QStringList{QStringLiteral("--rerun"), QStringLiteral("3")});
     QCOMPARE(done.status, 0);
     QCOMPARE(setup.received().size(), 250);
     QCOMPARE(setup.stored(), QStringLiteral("Complete|250|0|250|0|0"));
@@ -177,13 +179,21 @@ void TestConsole::refuses_data()
     QTest::addColumn<QString>("sql");
     QTest::addColumn<QString>("server");
     QTest::addColumn<QString>("message");
-    QTest::newRow("no such job") << "Autumn" << "" << "localhost" << "There is no job \"Autumn\".";
+    QTest::newRow("no such job") << "Autumn"
+                                 << ""
+                                 << "localhost"
+                                 << "There is no job \"Autumn\".";
     QTest::newRow("two of the name")
-        << "Spring" << "insert into mjob (jobname, listid, msgid) values ('Spring', 1, 1)"
-        << "localhost" << "There are 2 jobs named \"Spring\"; give the job's number.";
-    QTest::newRow("no server") << "1" << "" << ""
+        << "Spring"
+        << "insert into mjob (jobname, listid, msgid) values ('Spring', 1, 1)"
+        << "localhost"
+        << "There are 2 jobs named \"Spring\"; give the job's number.";
+    QTest::newRow("no server") << "1"
+                               << ""
+                               << ""
                                << "Please enter a SMTP server in the Options Window";
-    QTest::newRow("missing attachment") << "1" << "update mmsg set attach01='/nowhere/a.pdf'"
+    QTest::newRow("missing attachment") << "1"
+                                        << "update mmsg set attach01='/nowhere/a.pdf'"
                                         << "localhost"
                                         << "Attachment not found : /nowhere/a.pdf !";
 }
@@ -251,10 +261,10 @@ void TestConsole::killedRunMailsNobodyTwice()
     QProcess process;
     setup.start(process, startJob);
     QTRY_COMPARE(setup.server.transcript().count("C: DATA"), 3);
-    QTRY_COMPARE(setup.folder.rows(QStringLiteral("select mid from email where status='S'"),
-                                   setup.listId)
-                     .size(),
-                 3);
+    QTRY_COMPARE(
+        setup.folder.rows(QStringLiteral("select mid from email where status='S'"), setup.listId)
+            .size(),
+        3);
     process.kill();
     QVERIFY(process.waitForFinished());
     QVERIFY(setup.stored().startsWith(QStringLiteral("null|"))); // the job knows nothing of it
@@ -297,14 +307,13 @@ void TestConsole::fullDiskStopsTheRun()
     QVERIFY(QFile::rename(list, setup.folder.file(QStringLiteral("m1.mdb"))));
     if (QProcess::execute(QStringLiteral("mount"),
                           {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
-                           QStringLiteral("size=512k"), QStringLiteral("tmpfs"), data})
-        != 0)
+                           QStringLiteral("size=512k"), QStringLiteral("tmpfs"), data}) != 0)
         QSKIP("no right to mount a tmpfs here");
     QVERIFY(QFile::copy(setup.folder.file(QStringLiteral("m1.mdb")), list));
     const Finished full = setup.run(startJob);
     const qsizetype sent = setup.received().size();
-    const QStringList recorded = setup.folder.rows(
-        QStringLiteral("select email from email where status='S'"), setup.listId);
+    const QStringList recorded =
+        setup.folder.rows(QStringLiteral("select email from email where status='S'"), setup.listId);
     QProcess::execute(QStringLiteral("mount"),
                       {QStringLiteral("-o"), QStringLiteral("remount,size=8m"), data});
     const Finished resumed = setup.run(startJob);
@@ -327,8 +336,8 @@ void TestConsole::unreachableServerFailsEveryone()
     const Finished done = setup.run(startJob);
     QCOMPARE(done.status, 1);
     QCOMPARE(setup.stored(), QStringLiteral("Complete|2|0|0|2|0"));
-    const QString reason
-        = setup.folder.rows(QStringLiteral("select remark from email"), setup.listId).first();
+    const QString reason =
+        setup.folder.rows(QStringLiteral("select remark from email"), setup.listId).first();
     QVERIFY2(reason.contains(QStringLiteral("127.0.0.1")), qPrintable(reason));
 }
 

@@ -84,9 +84,9 @@ void TestJobs::resets()
         QCOMPARE(folder.rows(QStringLiteral("select progress, total, unsent, success, failure, "
                                             "start_time, end_time, last_mid from mjob")),
                  QStringList{QStringLiteral("|%1|0|0|0|||0").arg(recipients.size())});
-        QCOMPARE(folder.rows(QStringLiteral("select distinct status, remark from email"), list)
-                     .value(0),
-                 recipients.isEmpty() ? QString() : QStringLiteral("null|why"));
+        QCOMPARE(
+            folder.rows(QStringLiteral("select distinct status, remark from email"), list).value(0),
+            recipients.isEmpty() ? QString() : QStringLiteral("null|why"));
     }
 }
 
@@ -146,7 +146,8 @@ void TestJobs::mergesFields_data()
         "a@x.org Ann Lee Dr 555 ACME note");
     add("none", all, "100%% %EMAIL% text", "100%% %EMAIL% text");
     add("twice", all, "%%FIRSTNAME%%%%FIRSTNAME%%", "AnnAnn");
-    add("other case is text", all, "%%firstname%% %% FIRSTNAME %%", "%%firstname%% %% FIRSTNAME %%");
+    add("other case is text", all, "%%firstname%% %% FIRSTNAME %%",
+        "%%firstname%% %% FIRSTNAME %%");
     add("null is empty", QStringLiteral("a@x.org"), "Dear %%FIRSTNAME%%!", "Dear !");
     add("blanks stay", QStringLiteral(" a@x.org "), "<%%EMAIL%%>", "< a@x.org >");
     add("a value with a later field", QStringLiteral("'a@x.org','%%LASTNAME%%','Lee'"),
@@ -159,10 +160,7 @@ void TestJobs::mergesFields_data()
         "%%FIRSTNAME%%", "%%FIRSTNAME%%");
     add("markup is not escaped", QStringLiteral("'a@x.org','<b>&'"), "%%FIRSTNAME%%", "<b>&");
     add("date", all, "%%SEND_DATE%%",
-        QLocale::system()
-            .toString(QDate(2026, 11, 16), QLocale::ShortFormat)
-            .toUtf8()
-            .constData());
+        QLocale::system().toString(QDate(2026, 11, 16), QLocale::ShortFormat).toUtf8().constData());
 }
 
 void TestJobs::mergesFields()

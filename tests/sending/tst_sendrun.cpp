@@ -187,15 +187,17 @@ void TestSendRun::refusesToStart_data()
     QTest::addColumn<QString>("attachments"); // as SQL assignments
     QTest::addColumn<SendRun::Result>("result");
     QTest::addColumn<QString>("told");
-    QTest::newRow("no server") << "" << "" << Result::NoServer
+    QTest::newRow("no server") << ""
+                               << "" << Result::NoServer
                                << "|Please enter a SMTP server in the Options Window and send "
                                   "again !";
     QTest::newRow("missing attachment")
-        << "mail.example.org" << "attach02='/nowhere/b.pdf', attach03='/nowhere/c.pdf'"
-        << Result::MissingAttachment << "|Attachment not found : /nowhere/b.pdf !";
-    QTest::newRow("attachment is a folder") << "mail.example.org" << "attach01='/tmp'"
-                                            << Result::MissingAttachment
-                                            << "|Attachment not found : /tmp !";
+        << "mail.example.org"
+        << "attach02='/nowhere/b.pdf', attach03='/nowhere/c.pdf'" << Result::MissingAttachment
+        << "|Attachment not found : /nowhere/b.pdf !";
+    QTest::newRow("attachment is a folder")
+        << "mail.example.org"
+        << "attach01='/tmp'" << Result::MissingAttachment << "|Attachment not found : /tmp !";
 }
 
 void TestSendRun::refusesToStart()
@@ -249,9 +251,12 @@ void TestSendRun::reasonsAreStoredOnOneLine_data()
 {
     QTest::addColumn<QString>("explanation");
     QTest::addColumn<QString>("reason");
-    QTest::newRow("quotes go") << "550 \"bob\" unknown" << "550 bob unknown";
-    QTest::newRow("breaks") << "550 one\r\ntwo" << "550 one  two";
-    QTest::newRow("apostrophe") << "can't" << "can't";
+    QTest::newRow("quotes go") << "550 \"bob\" unknown"
+                               << "550 bob unknown";
+    QTest::newRow("breaks") << "550 one\r\ntwo"
+                            << "550 one  two";
+    QTest::newRow("apostrophe") << "can't"
+                                << "can't";
     QTest::newRow("cut after the quotes went")
         << QString(10, QLatin1Char('"')) + QString(200, QLatin1Char('x'))
         << QString(124, QLatin1Char('x'));
@@ -295,8 +300,8 @@ void TestSendRun::unsubscribedAreNeverMailed()
     job.op.answers.push(false);
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.recipients(), QStringList{QStringLiteral("b@x.org")});
-    QCOMPARE(job.outcomes(), QStringList({QStringLiteral("1|F|Un-subscribed Email"),
-                                          QStringLiteral("2|S|")}));
+    QCOMPARE(job.outcomes(),
+             QStringList({QStringLiteral("1|F|Un-subscribed Email"), QStringLiteral("2|S|")}));
     QCOMPARE(job.stored(), QStringLiteral("Complete|2|0|1|1|0"));
 }
 
@@ -388,16 +393,16 @@ void TestSendRun::logsTheRun()
     QFile file(job.folder.file(QStringLiteral("log\\log261116.txt")));
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QLocale locale = QLocale::system();
-    const QString stamp = locale.toString(job.clock.time.date(), QLocale::ShortFormat)
-        + QLatin1Char(' ') + locale.toString(job.clock.time.time(), QLocale::LongFormat)
-        + QLatin1Char(' ');
-    const QString head = stamp + QStringLiteral("Job : Spring\r\n") + stamp
-        + QStringLiteral("Email Subject : News\r\n");
+    const QString stamp =
+        locale.toString(job.clock.time.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+        locale.toString(job.clock.time.time(), QLocale::LongFormat) + QLatin1Char(' ');
+    const QString head = stamp + QStringLiteral("Job : Spring\r\n") + stamp +
+                         QStringLiteral("Email Subject : News\r\n");
     const QString failed = stamp + QStringLiteral("r2@x.org\tF\t550 Nö\tno\r\n");
     QCOMPARE(QString::fromUtf8(file.readAll()),
-             QStringLiteral("\r\n\r\n") + head + stamp + QStringLiteral("r1@x.org\tS\t\r\n")
-                 + failed + QStringLiteral("\r\n\r\n") + stamp
-                 + QStringLiteral("Resend Fail Email\r\n") + head + failed);
+             QStringLiteral("\r\n\r\n") + head + stamp + QStringLiteral("r1@x.org\tS\t\r\n") +
+                 failed + QStringLiteral("\r\n\r\n") + stamp +
+                 QStringLiteral("Resend Fail Email\r\n") + head + failed);
 }
 
 void TestSendRun::logKeepsItsDay()
@@ -489,8 +494,8 @@ void TestSendRun::crashIsRecovered()
     }
     QFile lock(job.folder.file(QStringLiteral("data\\m%1.lock").arg(job.listId)));
     QVERIFY(lock.open(QIODevice::WriteOnly));
-    lock.write("999999999\nquillbright\n" + QSysInfo::machineHostName().toUtf8() + '\n'
-               + QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() + '\n');
+    lock.write("999999999\nquillbright\n" + QSysInfo::machineHostName().toUtf8() + '\n' +
+               QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() + '\n');
     lock.close();
 
     QCOMPARE(recoverInterruptedRuns(job.folder.folder()), QStringList{QStringLiteral("Spring")});

@@ -89,8 +89,8 @@ void TestSettings::keepsEveryValue()
 
 void TestSettings::fileIsPrivate()
 {
-    constexpr auto others = QFileDevice::ReadGroup | QFileDevice::WriteGroup
-        | QFileDevice::ReadOther | QFileDevice::WriteOther;
+    constexpr auto others = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
+                            QFileDevice::ReadOther | QFileDevice::WriteOther;
     const SettingsStore store(m_folder->folder());
     store.save({});
     QVERIFY(!(QFile::permissions(configFile()) & others));
@@ -132,7 +132,9 @@ void TestSettings::loadsUnsubscribeLines_data()
     QTest::newRow("lf, no end") << QByteArray("a@x.org\nb@x.org") << "a@x.org\r\nb@x.org\r\n";
     QTest::newRow("blank lines go, blanks stay")
         << QByteArray("\r\n   \r\n a@x.org \r\n") << " a@x.org \r\n";
-    QTest::newRow("byte-order mark") << QByteArray("\xef\xbb\xbf" "a@x.org\n") << "a@x.org\r\n";
+    QTest::newRow("byte-order mark") << QByteArray("\xef\xbb\xbf"
+                                                   "a@x.org\n")
+                                     << "a@x.org\r\n";
     QTest::newRow("one line in an old encoding")
         << QByteArray("m\xfcller@x.org\nm\xc3\xbcller@y.org\n")
         << QStringLiteral("müller@x.org\r\nmüller@y.org\r\n");

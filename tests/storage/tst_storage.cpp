@@ -220,15 +220,15 @@ void TestStorage::newJobHasZeroCounters()
 void TestStorage::countsByStatus()
 {
     const TestFolder folder;
-    const qint64 list
-        = folder.addList(QStringLiteral("L"), {QStringLiteral("a@x.org"), QStringLiteral("b@x.org"),
-                                               QStringLiteral("c@x.org")});
+    const qint64 list =
+        folder.addList(QStringLiteral("L"), {QStringLiteral("a@x.org"), QStringLiteral("b@x.org"),
+                                             QStringLiteral("c@x.org")});
     folder.execute(QStringLiteral("update email set status='' where mid=1"), list);
     folder.execute(QStringLiteral("update email set status='S' where mid=2"), list);
     const auto count = [&](const char *condition) {
-        return folder.rows(QStringLiteral("select count(*) from email ")
-                               + QString::fromLatin1(condition),
-                           list)
+        return folder
+            .rows(QStringLiteral("select count(*) from email ") + QString::fromLatin1(condition),
+                  list)
             .first()
             .toInt();
     };
@@ -244,8 +244,8 @@ void TestStorage::sameNameGivesNewestList()
     folder.addList(QStringLiteral("O'Neil"), {});
     const qint64 second = folder.addList(QStringLiteral("O'Neil"), {});
     Connection system(folder.folder().systemConnectionString());
-    QCOMPARE(system.number(QStringLiteral("select max(listid) from mlist where listname =")
-                           + quoted(QStringLiteral("O'Neil"))),
+    QCOMPARE(system.number(QStringLiteral("select max(listid) from mlist where listname =") +
+                           quoted(QStringLiteral("O'Neil"))),
              second);
     QCOMPARE(system.number(QStringLiteral("select max(listid) from mlist where listname='x'")), 0);
 }
@@ -361,9 +361,9 @@ void TestStorage::keysetStaysAsOpened()
 void TestStorage::keysetFollowsOrder()
 {
     const TestFolder folder;
-    const qint64 list = folder.addList(
-        QStringLiteral("L"), {QStringLiteral("'b@x.org','Zoe'"), QStringLiteral("'a@x.org','Ann'"),
-                              QStringLiteral("'c@x.org','Mia'")});
+    const qint64 list = folder.addList(QStringLiteral("L"), {QStringLiteral("'b@x.org','Zoe'"),
+                                                             QStringLiteral("'a@x.org','Ann'"),
+                                                             QStringLiteral("'c@x.org','Mia'")});
     Connection connection(folder.folder().listConnectionString(list));
     Keyset keyset(connection, QStringLiteral("email.fname as [Firstname]"), {},
                   QStringLiteral(" order by email.fname"));

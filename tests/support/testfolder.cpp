@@ -6,7 +6,8 @@
 
 #include <QFile>
 
-TestFolder::TestFolder() : m_folder(m_directory.path())
+TestFolder::TestFolder()
+    : m_folder(m_directory.path())
 {
     for (const QString &name : {QStringLiteral("sys.mdb"), QStringLiteral("mtemplate.mdb")})
         QFile::copy(QStringLiteral(PRISTINE_FOLDER "/") + name, file(name));
@@ -20,15 +21,15 @@ qint64 TestFolder::addList(const QString &name, const QStringList &rows) const
     const qint64 listId = system.number(QStringLiteral("select max(listid) from mlist"));
     m_folder.createListDatabase(listId);
     Connection list(m_folder.listConnectionString(listId));
-    const QStringList columns
-        = QStringLiteral("email,fname,lname,title,contact,company,memo").split(QLatin1Char(','));
+    const QStringList columns =
+        QStringLiteral("email,fname,lname,title,contact,company,memo").split(QLatin1Char(','));
     Transaction transaction(list);
     for (const QString &row : rows) {
         const bool isSql = row.startsWith(QLatin1Char('\''));
         const qsizetype count = isSql ? row.count(QStringLiteral("','")) + 1 : 1;
-        list.execute(QStringLiteral("insert into email (%1) values (%2)")
-                         .arg(columns.first(count).join(QLatin1Char(',')),
-                              isSql ? row : quoted(row)));
+        list.execute(
+            QStringLiteral("insert into email (%1) values (%2)")
+                .arg(columns.first(count).join(QLatin1Char(',')), isSql ? row : quoted(row)));
     }
     transaction.commit();
     return listId;
@@ -70,6 +71,5 @@ void TestFolder::execute(const QString &sql, qint64 listId) const
 
 QString TestFolder::connection(qint64 listId) const
 {
-    return listId == 0 ? m_folder.systemConnectionString()
-                       : m_folder.listConnectionString(listId);
+    return listId == 0 ? m_folder.systemConnectionString() : m_folder.listConnectionString(listId);
 }
