@@ -13,8 +13,9 @@ namespace
 using std::chrono::milliseconds;
 
 // A server on a near network answers within this time, and asking again until then is faster than
-// being put to sleep and woken by the system. It bounds what a slow server costs in processor time.
-constexpr std::chrono::microseconds eagerTime{60};
+// being put to sleep and woken by the system. Much longer would only take the processor from a
+// server on the same machine.
+constexpr std::chrono::microseconds eagerTime{25};
 constexpr size_t receiveSize = 16 * 1024;
 constexpr qsizetype longestReplyLine = 64 * 1024;
 
