@@ -93,6 +93,8 @@ struct Desk {
     ScriptedOperator op;
     JobListPanel panel{folder.folder(), shared, op};
     SortableList *list = panel.findChild<SortableList *>(QStringLiteral("lvTask"));
+    QAbstractItemModelTester tester{list->model(),
+                                    QAbstractItemModelTester::FailureReportingMode::QtTest};
 };
 
 } // namespace
@@ -131,18 +133,12 @@ void TestJobList::initTestCase()
 void TestJobList::listsNewestFirst()
 {
     Desk desk;
-    const QAbstractItemModelTester tester(desk.list->model(),
-                                          QAbstractItemModelTester::FailureReportingMode::QtTest);
     desk.open();
     QCOMPARE(desk.ids(), QStringLiteral("3 2 1"));
     QCOMPARE(desk.cell(0, JobCell::Name), QStringLiteral("Bob's mailing"));
     QCOMPARE(desk.cell(0, JobCell::Progress), QString());
     QCOMPARE(desk.cell(0, JobCell::End), QStringLiteral("0000/00/00 00:00:00"));
     QCOMPARE(desk.panel.selectedRow(), -1);
-    desk.clickHeader(JobCell::Total);
-    desk.panel.selectRow(1);
-    desk.panel.search(JobListPanel::EmailSubjectContains, QStringLiteral("offer"));
-    QCOMPARE(desk.ids(), QStringLiteral("2"));
 }
 
 void TestJobList::sortsByHeaders()
@@ -411,6 +407,7 @@ void TestJobList::splashCloses()
     QFETCH(bool, isAbout);
     QFETCH(QString, by);
     frmSplash splash;
+    QVERIFY(!splash.findChild<QLabel *>(QStringLiteral("imgLogo"))->pixmap().isNull());
     auto *timer = splash.findChild<QTimer *>(QStringLiteral("Timer1"));
     QCOMPARE(timer->interval(), 3000);
     bool isTimed = false;
