@@ -1,0 +1,256 @@
+#include "sortablelist.h"
+
+#include <QHeaderView>
+#include <QHelpEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QScopedValueRollback>
+#include <QStyledItemDelegate>
+#include <QToolTip>
+
+namespace
+{
+
+/// Gives the rows some air: the style's own height leaves lines of text as dense as in a book.
+class RoomyRows final : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        const QSize dense = QStyledItemDelegate::sizeHint(option, index);
+        return {dense.width(), dense.height() + option.fontMetrics.height() / 3};
+    }
+};
+
+bool isDark(const QPalette &palette)
+{
+    return palette.color(QPalette::Base).lightness() < 128;
+}
+
+QColor mixed(const QColor &color, const QColor &with, double share)
+{
+    const auto part = [share](int one, int other) {
+        return int(one * share + other * (1 - share));
+    };
+    return QColor(part(color.red(), with.red()), part(color.green(), with.green()),
+                  part(color.blue(), with.blue()));
+}
+
+} // namespace
+
+SortableList::SortableList(QWidget *parent)
+    : QTreeView(parent)
+{
+    setModel(&m_rows);
+    setItemDelegate(new RoomyRows(this));
+    setRootIsDecorated(false);
+    setItemsExpandable(false);
+    setUniformRowHeights(true);
+    setAllColumnsShowFocus(true);
+    setAlternatingRowColors(true);
+    setSelectionBehavior(SelectRows);
+    setSelectionMode(SingleSelection);
+    setEditTriggers(NoEditTriggers);
+    setHorizontalScrollMode(ScrollPerPixel);
+    header()->setMinimumHeight(fontMetrics().height() * 3 / 2);
+    header()->setStretchLastSection(false);
+    header()->setSectionsMovable(false);
+    header()->setSectionsClickable(true);
+    header()->setSortIndicatorShown(true);
+    useReadableRed();
+
+    connect(header(), &QHeaderView::sectionClicked, this, [this](int column) {
+        m_sort.click(column);
+        sortRows();
+    });
+    connect(header(), &QHeaderView::sectionResized, this, [this] {
+        if (!m_isSpreading)
+            m_widthsAreSet = true;
+    });
+    connect(this, &QTreeView::clicked, this,
+            [this](const QModelIndex &index) { emit rowClicked(index.row()); });
+    connect(this, &QTreeView::doubleClicked, this,
+            [this](const QModelIndex &index) { emit rowDoubleClicked(index.row()); });
+}
+
+void SortableList::setColumns(std::vector<ListColumn> columns)
+{
+    m_rows.setColumns(std::move(columns));
+    spreadColumns();
+    showSortArrow();
+}
+
+void SortableList::setIcons(const QIcon &normal, const QIcon &highlighted)
+{
+    m_rows.setIcons(normal, highlighted);
+    viewport()->update();
+}
+
+void SortableList::setEmptyText(const QString &text)
+{
+    m_emptyText = text;
+    viewport()->update();
+}
+
+QByteArray SortableList::saveColumns() const
+{
+    return header()->saveState();
+}
+
+void SortableList::restoreColumns(const QByteArray &state)
+{
+    // The state holds the arrow too, but a list begins sorted in its own way.
+    if (header()->restoreState(state))
+        m_widthsAreSet = true;
+    showSortArrow();
+}
+
+void SortableList::sortDescending(int column)
+{
+    m_sort.sortDescending(column);
+    sortRows();
+}
+
+void SortableList::setRows(std::vector<ListRow> rows)
+{
+    const int selected = selectedRow();
+    const qint64 number = selected < 0 ? 0 : row(selected).number;
+    m_rows.setRows(std::move(rows), m_sort);
+    if (selected >= 0)
+        selectRow(rowOf(number));
+}
+
+int SortableList::count() const
+{
+    return m_rows.rowCount();
+}
+
+const ListRow &SortableList::row(int row) const
+{
+    return m_rows.row(row);
+}
+
+int SortableList::rowOf(qint64 number) const
+{
+    return m_rows.rowOf(number);
+}
+
+void SortableList::setCells(int row, const QStringList &cells)
+{
+    m_rows.setCells(row, cells);
+}
+
+void SortableList::removeRow(int row)
+{
+    m_rows.removeRow(row);
+    // The view would select a neighbour, and the next command would act on what nobody chose.
+    clearSelection();
+}
+
+int SortableList::selectedRow() const
+{
+    const QModelIndexList selected = selectionModel()->selectedRows();
+    return selected.isEmpty() ? -1 : selected.first().row();
+}
+
+void SortableList::selectRow(int row)
+{
+    const QModelIndex index = m_rows.index(row, 0);
+    if (!index.isValid())
+        return;
+    setCurrentIndex(index);
+    scrollTo(index);
+}
+
+void SortableList::highlight(qint64 number)
+{
+    m_rows.highlight(number);
+}
+
+void SortableList::sortRows()
+{
+    viewport()->setCursor(Qt::WaitCursor);
+    m_rows.sort(m_sort);
+    showSortArrow();
+    viewport()->unsetCursor();
+}
+
+void SortableList::showSortArrow()
+{
+    header()->setSortIndicator(m_sort.column(),
+                               m_sort.ascending() ? Qt::AscendingOrder : Qt::DescendingOrder);
+}
+
+void SortableList::spreadColumns()
+{
+    const QScopedValueRollback spreading(m_isSpreading, true);
+    int section = 0;
+    for (const ListColumn &column : m_rows.columns())
+        header()->resizeSection(section++, int(column.width * viewport()->width()));
+}
+
+void SortableList::useReadableRed()
+{
+    m_rows.setHighlightColor(isDark(palette()) ? QColor(255, 120, 120) : QColor(255, 0, 0));
+}
+
+void SortableList::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange)
+        useReadableRed();
+    QTreeView::changeEvent(event);
+}
+
+void SortableList::drawRow(QPainter *painter, const QStyleOptionViewItem &option,
+                           const QModelIndex &index) const
+{
+    // A pale selection lets the highlighted row stay red when it is selected too.
+    QStyleOptionViewItem pale = option;
+    const QVariant red = m_rows.data(index, Qt::ForegroundRole);
+    const QColor text = option.palette.color(QPalette::Text);
+    pale.palette.setColor(QPalette::Highlight, mixed(option.palette.color(QPalette::Highlight),
+                                                     option.palette.color(QPalette::Base), 0.25));
+    pale.palette.setColor(QPalette::HighlightedText, red.isValid() ? red.value<QColor>() : text);
+    QTreeView::drawRow(painter, pale, index);
+}
+
+void SortableList::keyPressEvent(QKeyEvent *event)
+{
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && selectedRow() >= 0)
+        emit rowEntered(selectedRow());
+    else
+        QTreeView::keyPressEvent(event);
+}
+
+void SortableList::paintEvent(QPaintEvent *event)
+{
+    QTreeView::paintEvent(event);
+    if (count() > 0)
+        return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const int margin = fontMetrics().height();
+    painter.drawText(viewport()->rect().marginsRemoved({margin, margin, margin, margin}),
+                     Qt::AlignCenter | Qt::TextWordWrap, m_emptyText);
+}
+
+void SortableList::resizeEvent(QResizeEvent *event)
+{
+    QTreeView::resizeEvent(event);
+    if (!m_widthsAreSet)
+        spreadColumns();
+}
+
+bool SortableList::viewportEvent(QEvent *event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return QTreeView::viewportEvent(event);
+    // A cell that is cut off can be read in full.
+    const auto *help = static_cast<QHelpEvent *>(event);
+    const QModelIndex index = indexAt(help->pos());
+    const bool isCutOff = visualRect(index).width() < sizeHintForIndex(index).width();
+    QToolTip::showText(help->globalPos(), isCutOff ? index.data().toString() : QString(), this);
+    return true;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "listrows.h"
+
+#include <QTreeView>
+
+/// A report list: rows of texts under headers, one of them selected. A click on a header sorts by
+/// its column and turns the direction each time; the arrow shows it.
+///
+/// Rows are known by the number of their record, which outlives sorting and refilling.
+class SortableList final : public QTreeView
+{
+    Q_OBJECT
+
+public:
+    explicit SortableList(QWidget *parent = nullptr);
+
+    /// At most SortState::MaxColumns. The widths follow the list's own until the person, or
+    /// restoreColumns(), has set one.
+    void setColumns(std::vector<ListColumn> columns);
+    /// Icons of the rows and of the highlighted row.
+    void setIcons(const QIcon &normal, const QIcon &highlighted);
+    /// Shown in place of rows while there are none.
+    void setEmptyText(const QString &text);
+
+    /// The column widths as they are, for restoreColumns() of a later run.
+    QByteArray saveColumns() const;
+    void restoreColumns(const QByteArray &state);
+
+    /// Sorts so that the next click on the column's header sorts it ascending.
+    void sortDescending(int column);
+
+    /// Replaces all rows, sorted as the list is. The selected record stays selected where it is
+    /// among them, and the highlighted one highlighted.
+    void setRows(std::vector<ListRow> rows);
+    int count() const;
+    /// `row` from 0 to count() - 1, as shown.
+    const ListRow &row(int row) const;
+    /// Where the record is; -1 where it is not listed.
+    int rowOf(qint64 number) const;
+    /// Changes a row where it stands; the list is not sorted again.
+    void setCells(int row, const QStringList &cells);
+    /// Removes a row; afterwards no row is selected.
+    void removeRow(int row);
+
+    /// -1 when no row is selected.
+    int selectedRow() const;
+    /// Selects the row and scrolls it into view; a row that is not there changes nothing.
+    void selectRow(int row);
+
+    /// Shows the record's row bold, red and with its own icon, and no other.
+    void highlight(qint64 number);
+
+signals:
+    void rowClicked(int row);
+    void rowDoubleClicked(int row);
+    /// Return was pressed on the row.
+    void rowEntered(int row);
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void drawRow(QPainter *painter, const QStyleOptionViewItem &option,
+                 const QModelIndex &index) const override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    bool viewportEvent(QEvent *event) override;
+
+private:
+    void sortRows();
+    void showSortArrow();
+    void spreadColumns();
+    void useReadableRed();
+
+    ListRows m_rows;
+    SortState m_sort;
+    QString m_emptyText;
+    bool m_widthsAreSet = false;
+    bool m_isSpreading = false;
+};
