@@ -42,7 +42,11 @@ frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     SetInfo();
 }
 
-frmPinfo::~frmPinfo() = default;
+frmPinfo::~frmPinfo()
+{
+    // Hiding moves the focus, which is followed: not later, when the boxes are gone.
+    hide();
+}
 
 Settings frmPinfo::current() const
 {
