@@ -1,0 +1,177 @@
+#include "frmpinfo.h"
+
+#include "ui_frmpinfo.h"
+
+#include "operator.h"
+#include "settingsstore.h"
+
+#include <QApplication>
+
+namespace
+{
+
+/// The unsubscribe list can be long; the pointer tells that reading or writing it takes its time.
+struct WaitPointer {
+    WaitPointer() { QApplication::setOverrideCursor(Qt::WaitCursor); }
+    ~WaitPointer() { QApplication::restoreOverrideCursor(); }
+    Q_DISABLE_COPY(WaitPointer)
+};
+
+} // namespace
+
+frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint)
+    , m_ui(std::make_unique<Ui::frmPinfo>())
+    , m_store(store)
+    , m_op(op)
+{
+    m_ui->setupUi(this);
+    QFont heading = m_ui->lblHeading->font();
+    heading.setPointSizeF(heading.pointSizeF() * 1.4);
+    heading.setBold(true);
+    m_ui->lblHeading->setFont(heading);
+    // A press on a button leaves the focus where it is: if it took it from the password box, the
+    // confirmation would come up under the pressed button and swallow the click.
+    for (QAbstractButton *button : findChildren<QAbstractButton *>())
+        button->setFocusPolicy(Qt::TabFocus);
+
+    connect(m_ui->Command1, &QPushButton::clicked, this, &frmPinfo::apply);
+    connect(m_ui->cmdClose, &QPushButton::clicked, this, &frmPinfo::closeWindow);
+    connect(m_ui->chkLogin, &QCheckBox::toggled, this, &frmPinfo::enableLogin);
+    connect(qApp, &QApplication::focusChanged, this, &frmPinfo::followFocus);
+    SetInfo();
+}
+
+frmPinfo::~frmPinfo()
+{
+    // Hiding moves the focus, which is followed: not later, when the boxes are gone.
+    hide();
+}
+
+Settings frmPinfo::current() const
+{
+    // The raw text, because the plain one turns no-break spaces into blanks.
+    QString unsubscribed = m_ui->txtUList->document()->toRawText();
+    unsubscribed.replace(QChar::LineSeparator, QChar::ParagraphSeparator);
+    unsubscribed.replace(QChar::ParagraphSeparator, QLatin1String("\r\n"));
+    return {.smtpServer = m_ui->txtSMTP->text(),
+            .operatorAddress = m_ui->txtOperator->text(),
+            .account = m_ui->txtUsername->text(),
+            .password = m_ui->txtPassword->text(),
+            .requireLogon = m_ui->chkLogin->isChecked(),
+            .logOutgoing = m_ui->chkLog->isChecked(),
+            .validateAddresses = m_ui->chkValidEmail->isChecked(),
+            .unsubscribed = unsubscribed};
+}
+
+void frmPinfo::SetInfo()
+{
+    const WaitPointer pointer;
+    const Settings stored = m_store.load();
+    m_ui->txtSMTP->setText(stored.smtpServer);
+    m_ui->txtOperator->setText(stored.operatorAddress);
+    m_ui->txtUsername->setText(stored.account);
+    m_ui->txtPassword->setText(stored.password);
+    m_ui->chkLogin->setChecked(stored.requireLogon);
+    m_ui->chkLog->setChecked(stored.logOutgoing);
+    m_ui->chkValidEmail->setChecked(stored.validateAddresses);
+    m_ui->txtUList->setPlainText(stored.unsubscribed);
+    enableLogin(stored.requireLogon);
+    rememberPassword();
+}
+
+void frmPinfo::apply()
+{
+    if (!confirmPassword())
+        return;
+    const WaitPointer pointer;
+    m_store.save(current());
+}
+
+void frmPinfo::closeWindow()
+{
+    if (!confirmPassword())
+        return;
+    SetInfo();
+    hide();
+}
+
+void frmPinfo::enableLogin(bool enabled)
+{
+    for (QWidget *widget :
+         std::initializer_list<QWidget *>{m_ui->lblLogin, m_ui->lblUsername, m_ui->txtUsername,
+                                          m_ui->lblPassword, m_ui->txtPassword})
+        widget->setEnabled(enabled);
+}
+
+void frmPinfo::followFocus(QWidget *old, QWidget *now)
+{
+    // Another program, or a menu of this one, borrows the focus and gives it back: only a move
+    // within the window counts, and coming back does not renew what is remembered.
+    if (now == m_ui->txtPassword && !m_remembered)
+        rememberPassword();
+    // Qt is still moving the focus; a dialog has to wait until it is done.
+    if (old == m_ui->txtPassword && now && now->window() == this)
+        QMetaObject::invokeMethod(this, &frmPinfo::confirmPassword, Qt::QueuedConnection);
+}
+
+/// Asks for a changed password again. False when the password is not the answer: the operator was
+/// told, and is back in its box.
+bool frmPinfo::confirmPassword()
+{
+    if (!m_remembered)
+        return true;
+    QLineEdit &box = *m_ui->txtPassword;
+    // Taken first: while the question is open nothing may ask it again.
+    const QString before = *std::exchange(m_remembered, std::nullopt);
+    bool confirmed = true;
+    if (box.text() != before) {
+        const QString title = tr("Password Confirm");
+        const QString answer = m_op.inputPassword(tr("Password"), title);
+        if (answer.isEmpty())
+            box.setText(before);
+        confirmed = box.text() == answer;
+        if (!confirmed) {
+            m_op.tell(tr("Password incorrect, please enter again !"), title);
+            m_ui->TabStrip1->setCurrentWidget(m_ui->Frame1);
+            box.setFocus();
+        }
+    }
+    rememberPassword();
+    return confirmed;
+}
+
+void frmPinfo::rememberPassword()
+{
+    m_remembered.reset();
+    if (m_ui->txtPassword->hasFocus())
+        m_remembered = m_ui->txtPassword->text();
+}
+
+void frmPinfo::reject()
+{
+    if (m_programEnds)
+        QDialog::reject();
+}
+
+void frmPinfo::showEvent(QShowEvent *event)
+{
+    m_programEnds = false;
+    qApp->installEventFilter(this);
+    QDialog::showEvent(event);
+}
+
+void frmPinfo::hideEvent(QHideEvent *event)
+{
+    qApp->removeEventFilter(this);
+    QDialog::hideEvent(event);
+}
+
+/// A program that is told to end (the desktop's session closes) closes its windows one by one, and
+/// stays when one of them refuses.
+bool frmPinfo::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == qApp && event->type() == QEvent::Quit)
+        m_programEnds = true;
+    return QDialog::eventFilter(watched, event);
+}

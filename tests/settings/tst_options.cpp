@@ -1,0 +1,354 @@
+#include "frmpinfo.h"
+
+#include "fakes.h"
+#include "settingsstore.h"
+#include "testfolder.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+#include <QTimer>
+
+class TestOptions final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void firstStart();
+    void boxesAreTheLiveSettings();
+    void applyKeepsAndCloseUndoes();
+    void unsubscribedTextStaysAsItIs();
+    void tabsShowTheirFrames();
+    void onlyItsButtonsLeaveIt();
+    void endsWithTheProgram();
+    void confirmsAChangedPassword_data();
+    void confirmsAChangedPassword();
+    void confirmsBeforeAButtonActs_data();
+    void confirmsBeforeAButtonActs();
+    void borrowedFocusAsksNothing();
+    void returnsToThePasswordFromTheOtherTab();
+
+private:
+    template <typename T>
+    T *box(const char *name) const
+    {
+        return m_window->findChild<T *>(QLatin1String(name));
+    }
+    QLineEdit *password() const { return box<QLineEdit>("txtPassword"); }
+    void press(const char *button) const
+    {
+        QTest::mouseClick(box<QPushButton>(button), Qt::LeftButton);
+    }
+    /// Options as opened by a person, with a password stored and the login switched on.
+    void open(const QString &storedPassword = {});
+    void type(QLineEdit *edit, const QString &text) const;
+
+    std::unique_ptr<QTemporaryDir> m_config;
+    std::unique_ptr<TestFolder> m_folder;
+    std::unique_ptr<SettingsStore> m_store;
+    std::unique_ptr<ScriptedOperator> m_op;
+    std::unique_ptr<frmPinfo> m_window;
+};
+
+namespace
+{
+
+const QString question = QStringLiteral("Password Confirm|Password");
+const QString incorrect =
+    QStringLiteral("Password Confirm|Password incorrect, please enter again !");
+
+} // namespace
+
+void TestOptions::init()
+{
+    m_config = std::make_unique<QTemporaryDir>();
+    m_folder = std::make_unique<TestFolder>();
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_config->path());
+    m_store = std::make_unique<SettingsStore>(m_folder->folder());
+    m_op = std::make_unique<ScriptedOperator>();
+}
+
+void TestOptions::cleanup()
+{
+    m_window.reset();
+    m_op.reset();
+    m_store.reset();
+    m_folder.reset();
+    m_config.reset();
+}
+
+void TestOptions::open(const QString &storedPassword)
+{
+    Settings settings = m_store->load();
+    settings.requireLogon = true;
+    settings.password = storedPassword;
+    m_store->save(settings);
+    m_window = std::make_unique<frmPinfo>(*m_store, *m_op);
+    m_window->show();
+    m_window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+}
+
+void TestOptions::type(QLineEdit *edit, const QString &text) const
+{
+    QTest::mouseClick(edit, Qt::LeftButton);
+    edit->selectAll();
+    QTest::keyClick(edit, Qt::Key_Delete);
+    QTest::keyClicks(edit, text);
+}
+
+void TestOptions::firstStart()
+{
+    m_window = std::make_unique<frmPinfo>(*m_store, *m_op);
+    m_window->show();
+    QCOMPARE(m_window->current(), Settings());
+    const auto isLoginEnabled = [this] {
+        QList<bool> states;
+        for (const char *name :
+             {"lblLogin", "lblUsername", "txtUsername", "lblPassword", "txtPassword"})
+            states += box<QWidget>(name)->isEnabled();
+        return states.count(true) == 5 ? 1 : states.count(true) == 0 ? 0 : -1;
+    };
+    QCOMPARE(isLoginEnabled(), 0);
+    QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
+    QCOMPARE(isLoginEnabled(), 1);
+    press("cmdClose"); // loads again, with the login off
+    QCOMPARE(isLoginEnabled(), 0);
+}
+
+void TestOptions::boxesAreTheLiveSettings()
+{
+    open();
+    type(box<QLineEdit>("txtSMTP"), QStringLiteral("mail.example.org"));
+    type(box<QLineEdit>("txtOperator"), QStringLiteral("me@example.org"));
+    type(box<QLineEdit>("txtUsername"), QStringLiteral("ann"));
+    for (const char *name : {"chkLog", "chkValidEmail"})
+        QTest::mouseClick(box<QCheckBox>(name), Qt::LeftButton, {}, QPoint(8, 8));
+    box<QTabWidget>("TabStrip1")->setCurrentIndex(1);
+    QPlainTextEdit *list = box<QPlainTextEdit>("txtUList");
+    QTest::keyClicks(list, QStringLiteral("gone@x.org"));
+    QTest::keyClick(list, Qt::Key_Return);
+    QTest::keyClicks(list, QStringLiteral("b@x.org"));
+
+    Settings typed;
+    typed.smtpServer = QStringLiteral("mail.example.org");
+    typed.operatorAddress = QStringLiteral("me@example.org");
+    typed.account = QStringLiteral("ann");
+    typed.requireLogon = typed.logOutgoing = typed.validateAddresses = true;
+    typed.unsubscribed = QStringLiteral("gone@x.org\r\nb@x.org");
+    QCOMPARE(m_window->current(), typed);
+    QVERIFY(m_store->load() != typed);
+
+    press("Command1");
+    QVERIFY(m_window->isVisible());
+    // The list as loaded has every line ended.
+    typed.unsubscribed += QStringLiteral("\r\n");
+    QCOMPARE(m_store->load(), typed);
+}
+
+void TestOptions::applyKeepsAndCloseUndoes()
+{
+    open();
+    QLineEdit *server = box<QLineEdit>("txtSMTP");
+    type(server, QStringLiteral("kept"));
+    press("Command1");
+    type(server, QStringLiteral("lost"));
+    QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
+    press("cmdClose");
+    QVERIFY(!m_window->isVisible());
+    QCOMPARE(m_window->current().smtpServer, QStringLiteral("kept"));
+    QVERIFY(m_window->current().requireLogon);
+    QCOMPARE(m_store->load(), m_window->current());
+}
+
+void TestOptions::unsubscribedTextStaysAsItIs()
+{
+    const QString text = QStringLiteral(" a@x.org \r\n\u00a0b@x.org\r\nj\u00fcrgen@x.org\r\n");
+    Settings settings;
+    settings.unsubscribed = text;
+    m_store->save(settings);
+    open();
+    QCOMPARE(m_window->current().unsubscribed, text);
+    press("Command1");
+    QFile file(m_folder->file(QStringLiteral("ulist.txt")));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(QString::fromUtf8(file.readAll()), text + QStringLiteral("\r\n"));
+
+    // Shift+Return ends a line, too.
+    QPlainTextEdit *list = box<QPlainTextEdit>("txtUList");
+    list->clear();
+    QTest::keyClicks(list, QStringLiteral("a"));
+    QTest::keyClick(list, Qt::Key_Return, Qt::ShiftModifier);
+    QTest::keyClicks(list, QStringLiteral("b"));
+    QCOMPARE(m_window->current().unsubscribed, QStringLiteral("a\r\nb"));
+}
+
+void TestOptions::tabsShowTheirFrames()
+{
+    open();
+    QTabBar *tabs = box<QTabWidget>("TabStrip1")->tabBar();
+    for (const int chosen : {1, 0}) {
+        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(chosen).center());
+        QCOMPARE(box<QFrame>("Frame1")->isVisible(), chosen == 0);
+        QCOMPARE(box<QFrame>("Frame2")->isVisible(), chosen == 1);
+    }
+}
+
+void TestOptions::onlyItsButtonsLeaveIt()
+{
+    open();
+    QTest::keyClick(m_window.get(), Qt::Key_Escape);
+    QVERIFY(m_window->isVisible());
+    QVERIFY(!m_window->windowFlags().testFlag(Qt::WindowCloseButtonHint));
+    QVERIFY(!m_window->close());
+    QVERIFY(m_window->isVisible());
+
+    // Shown modally, Close returns to the caller.
+    m_window->hide();
+    QTimer::singleShot(0, this, [this] { press("cmdClose"); });
+    m_window->exec();
+    QVERIFY(!m_window->isVisible());
+}
+
+void TestOptions::endsWithTheProgram()
+{
+    open();
+    QSignalSpy ends(qApp, &QCoreApplication::aboutToQuit);
+    QTimer::singleShot(0, qApp, &QCoreApplication::quit);
+    QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); });
+    QCOMPARE(QApplication::exec(), 0);
+    QVERIFY(!m_window->isVisible());
+}
+
+void TestOptions::confirmsAChangedPassword_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<QStringList>("answers"); // as many as questions are expected
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<bool>("refused");
+    const QStringList none;
+    QTest::newRow("unchanged") << "old"
+                               << "old" << none << "old" << false;
+    QTest::newRow("confirmed") << "old"
+                               << "new" << QStringList{QStringLiteral("new")} << "new" << false;
+    QTest::newRow("wrong") << "old"
+                           << "new" << QStringList{QStringLiteral("New")} << "new" << true;
+    QTest::newRow("cancelled") << "old"
+                               << "new" << QStringList{QString()} << "old" << true;
+    QTest::newRow("cancelled, none before") << ""
+                                            << "new" << QStringList{QString()} << "" << false;
+    QTest::newRow("emptied") << "old"
+                             << "" << QStringList{QString()} << "old" << true;
+}
+
+void TestOptions::confirmsAChangedPassword()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, typed);
+    QFETCH(QStringList, answers);
+    QFETCH(QString, after);
+    QFETCH(bool, refused);
+    for (const QString &answer : answers)
+        m_op->passwords.push(answer);
+    open(before);
+    type(password(), typed);
+    QTest::keyClick(password(), Qt::Key_Tab);
+    QCOMPARE(m_op->asked, QStringList()); // not while the focus moves
+    QCoreApplication::processEvents();
+    QCOMPARE(m_op->asked, QStringList(answers.size(), question));
+    QCOMPARE(m_op->told, refused ? QStringList{incorrect} : QStringList());
+    QCOMPARE(password()->text(), after);
+    QCOMPARE(password()->hasFocus(), refused);
+    // What the box held when it got the focus back counts from then on.
+    QTest::mouseClick(password(), Qt::LeftButton);
+    QTest::mouseClick(box<QLineEdit>("txtSMTP"), Qt::LeftButton);
+    QCoreApplication::processEvents();
+    QCOMPARE(m_op->asked.size(), answers.size());
+    QVERIFY(!password()->hasFocus());
+}
+
+void TestOptions::confirmsBeforeAButtonActs_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<QString>("answer");
+    for (const char *how : {"click Apply", "Alt+A", "Return", "click Close", "Alt+C"}) {
+        QTest::addRow("%s, confirmed", how) << QString::fromLatin1(how) << "new";
+        QTest::addRow("%s, wrong", how) << QString::fromLatin1(how) << "other";
+    }
+}
+
+void TestOptions::confirmsBeforeAButtonActs()
+{
+    QFETCH(QString, how);
+    QFETCH(QString, answer);
+    const bool confirmed = answer == QLatin1String("new");
+    const bool closes = how.endsWith(QLatin1Char('e')) || how.endsWith(QLatin1Char('C'));
+    m_op->passwords.push(answer);
+    open(QStringLiteral("old"));
+    type(password(), QStringLiteral("new"));
+    if (how.startsWith(QLatin1String("click")))
+        press(closes ? "cmdClose" : "Command1");
+    else if (how.startsWith(QLatin1String("Alt")))
+        QTest::keyClick(m_window.get(), closes ? Qt::Key_C : Qt::Key_A, Qt::AltModifier);
+    else
+        QTest::keyClick(password(), Qt::Key_Return);
+    QTRY_COMPARE(m_op->asked, QStringList{question});
+    QTRY_COMPARE(m_window->isVisible(), !(closes && confirmed));
+    QCOMPARE(m_op->told, confirmed ? QStringList() : QStringList{incorrect});
+    QTRY_COMPARE(m_store->load().password,
+                 confirmed && !closes ? QStringLiteral("new") : QStringLiteral("old"));
+    QCOMPARE(password()->text(),
+             confirmed && closes ? QStringLiteral("old") : QStringLiteral("new"));
+    // The action has asked: leaving the box afterwards does not ask once more.
+    QCoreApplication::processEvents();
+    box<QLineEdit>("txtSMTP")->setFocus();
+    QCoreApplication::processEvents();
+    QCOMPARE(m_op->asked.size(), 1);
+}
+
+void TestOptions::borrowedFocusAsksNothing()
+{
+    open(QStringLiteral("old"));
+    type(password(), QStringLiteral("new"));
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&other));
+    QCOMPARE(m_op->asked, QStringList());
+    m_window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    QTRY_VERIFY(password()->hasFocus());
+    QCOMPARE(m_op->asked, QStringList());
+    // The change is still to be confirmed.
+    m_op->passwords.push(QStringLiteral("new"));
+    QTest::keyClick(password(), Qt::Key_Tab);
+    QTRY_COMPARE(m_op->asked, QStringList{question});
+    QCOMPARE(m_op->told, QStringList());
+}
+
+void TestOptions::returnsToThePasswordFromTheOtherTab()
+{
+    open(QStringLiteral("old"));
+    type(password(), QStringLiteral("new"));
+    m_op->passwords.push(QStringLiteral("wrong"));
+    QTabBar *tabs = box<QTabWidget>("TabStrip1")->tabBar();
+    QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(1).center());
+    QTRY_COMPARE(m_op->told, QStringList{incorrect});
+    QVERIFY(box<QFrame>("Frame1")->isVisible());
+    QVERIFY(password()->hasFocus());
+}
+
+QTEST_MAIN(TestOptions)
+#include "tst_options.moc"
