@@ -93,6 +93,8 @@ SendRun::Result SendRun::runPasses(JobRow &row, const JobMessage &message, bool 
 
 bool SendRun::isRerunWanted(const JobRow &row, int pass)
 {
+    if (m_ending)
+        return false;
     if (m_failed == 0) {
         m_operator.tell(QStringLiteral("Job [%1] completed successfully.").arg(row[JobCell::Name]));
         return false;
@@ -120,7 +122,7 @@ SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool fa
     }
 
     m_view.setRunning(true);
-    m_stopRequested = false;
+    m_stopRequested = m_ending;
     m_succeeded = m_failed = 0;
     const JobRow before = row;
     m_view.highlightRow(row, false);

@@ -52,6 +52,8 @@ public:
 
     /// The run ends after the current recipient. For calls during start().
     void requestPause() { m_stopRequested = true; }
+    /// The same because the program ends: no rerun follows, and nobody is told or asked anything.
+    void requestEnd() { m_ending = m_stopRequested = true; }
     bool isRunning() const { return m_running; }
 
     /// Of the last pass.
@@ -84,6 +86,7 @@ private:
 
     bool m_running = false;
     bool m_stopRequested = false;
+    bool m_ending = false;
     bool m_sendFailed = false;
     QString m_reason;
     int m_succeeded = 0;

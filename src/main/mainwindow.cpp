@@ -1,0 +1,376 @@
+#include "mainwindow.h"
+
+#include "frmsplash.h"
+#include "joblistpanel.h"
+#include "maillistpanel.h"
+#include "messagepane.h"
+#include "previewpanel.h"
+#include "runscreen.h"
+#include "statuspanels.h"
+#include "ui_mainwindow.h"
+#include "windows.h"
+
+#include "interruptedrun.h"
+#include "jobstore.h"
+#include "operator.h"
+#include "programfolder.h"
+#include "sendmail.h"
+#include "sendrun.h"
+#include "yield.h"
+
+#include <QCloseEvent>
+#include <QDesktopServices>
+#include <QSettings>
+#include <QUrl>
+
+namespace
+{
+
+using namespace std::chrono_literals;
+
+const QString homepage = QStringLiteral("https://quillbright.example/");
+
+enum Tab { General, Details, Maillist, Preview };
+
+/// Window places are kept apart from the settings, which a person may edit by hand.
+QSettings layoutStore()
+{
+    return QSettings(QStringLiteral("Quillbright"), QStringLiteral("Windows"));
+}
+
+} // namespace
+
+Main::Main(const MainSeams &seams) : m_seams(seams), m_ui(std::make_unique<Ui::Main>())
+{
+    m_ui->setupUi(this);
+    Timer2.setSingleShot(true);
+    Timer2.setInterval(100ms);
+    m_panels = std::make_unique<StatusPanels>(*m_ui->StatusBar1);
+    addPanels();
+    m_windows = std::make_unique<Windows>(m_seams.folder, m_seams.op, m_seams.clock,
+                                           m_seams.makeHtmlView, *this);
+    m_screen = std::make_unique<RunScreen>(*m_jobs, *m_panels, *m_ui->ProgressBar1, *this);
+    addToolbar();
+    connectCommands();
+    connectPanels();
+}
+
+Main::~Main() = default;
+
+void Main::addPanels()
+{
+    m_jobs = new JobListPanel(m_seams.folder, m_shared, m_seams.op, m_ui->jobListArea);
+    m_ui->jobListLayout->addWidget(m_jobs);
+    m_message
+        = std::make_unique<MessagePane>(m_seams.folder, m_seams.op, m_seams.makeHtmlView);
+    m_maillist = new MaillistPanel(m_seams.op, this);
+    m_preview = new PreviewPanel(m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView,
+                                 this);
+    m_ui->TabStrip1->addTab(m_message->body(), tr("General"));
+    m_ui->TabStrip1->addTab(m_message->header(), tr("Details"));
+    m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
+    m_ui->TabStrip1->addTab(m_preview, tr("Preview"));
+    m_ui->splitter->setStretchFactor(0, 2);
+    m_ui->splitter->setStretchFactor(1, 3);
+}
+
+void Main::addToolbar()
+{
+    struct Button {
+        const char *key;
+        QString toolTip;
+        const char *icon;
+        std::function<void()> action;
+    };
+    const std::vector<Button> buttons = {
+        {"Job Manager", tr("Create new Job to send email"), "document-new", [this] { newJob(); }},
+        {"List Manager", tr("Manage your email list"), "x-office-address-book",
+         [this] { m_windows->showListManager(); }},
+        {"Mail Manager", tr("Manage your email content"), "mail-message",
+         [this] { m_windows->showMessageManager(); }},
+        {nullptr, {}, nullptr, {}},
+        {"Edit", tr("Edit the selected Job from the Job list"), "document-edit",
+         [this] { editJob(); }},
+        {"Delete", tr("Delete the selected Job from the Job list"), "edit-delete",
+         [this] { m_jobs->deleteJob(); }},
+        {"Add", tr("Create new Job to send email"), "list-add", [this] { newJob(); }},
+        {nullptr, {}, nullptr, {}},
+        {"Start", tr("Start to send email"), "media-playback-start",
+         [this] { startRun(false); }},
+        {"Pause", tr("Pause the current sending job"), "media-playback-pause",
+         [this] { pauseRun(); }},
+        {"Reset", tr("Reset the status of the selected Job"), "edit-undo",
+         [this] { resetSelectedJob(); }},
+        {"Resend Fail", tr("Resend fail email of the selected job"), "mail-resend",
+         [this] { startRun(true); }},
+        {nullptr, {}, nullptr, {}},
+        {"Options", {}, "configure", [this] { m_windows->showOptions(); }},
+        {"Help", {}, "help-contents", [this] { m_ui->mmHHelp->trigger(); }},
+    };
+    for (const Button &button : buttons) {
+        if (!button.key) {
+            m_ui->Toolbar1->addSeparator();
+            continue;
+        }
+        auto *action = m_ui->Toolbar1->addAction(
+            QIcon::fromTheme(QString::fromLatin1(button.icon)), QString::fromLatin1(button.key));
+        action->setObjectName(QString::fromLatin1(button.key));
+        action->setToolTip(button.toolTip);
+        connect(action, &QAction::triggered, this, button.action);
+    }
+    // Nothing can be started before a job was looked at.
+    m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(false);
+}
+
+void Main::connectCommands()
+{
+    const auto onTriggered = [this](QAction *action, auto slot) {
+        connect(action, &QAction::triggered, this, slot);
+    };
+    for (QAction *action : {m_ui->mnfNewJob, m_ui->mmENewJob})
+        onTriggered(action, [this] { newJob(); });
+    for (QAction *action : {m_ui->mnfNewMaillist, m_ui->mnEEMaillist})
+        onTriggered(action, [this] { m_windows->showListManager(); });
+    for (QAction *action : {m_ui->mnfNewEmail, m_ui->mnEEmail})
+        onTriggered(action, [this] { m_windows->showMessageManager(); });
+    onTriggered(m_ui->mnExit, [this] { close(); });
+    onTriggered(m_ui->mnEEditJob, [this] { editJob(); });
+    onTriggered(m_ui->mnEDeleteJob, [this] { m_jobs->deleteJob(); });
+    onTriggered(m_ui->mmJStart, [this] { startRun(false); });
+    onTriggered(m_ui->mmJStop, [this] { pauseRun(); });
+    onTriggered(m_ui->mmJSendFail, [this] { startRun(true); });
+    onTriggered(m_ui->mmJReset, [this] { resetSelectedJob(); });
+    onTriggered(m_ui->mmHAbout, [this] { frmSplash(this).showAbout(); });
+    onTriggered(m_ui->mmHHelp, [this] {
+        openPage(QUrl::fromLocalFile(m_seams.folder.file(QStringLiteral("help\\index.html"))));
+    });
+    onTriggered(m_ui->mmHHomepage, [this] { openPage(QUrl(homepage)); });
+    onTriggered(m_ui->mnHOptions, [this] { m_windows->showOptions(); });
+}
+
+void Main::connectPanels()
+{
+    connect(m_jobs, &JobListPanel::rowClicked, this, &Main::handleRowClick);
+    connect(m_jobs, &JobListPanel::rowDoubleClicked, this, &Main::showDetails);
+    connect(m_ui->TabStrip1, &QTabWidget::currentChanged, this, &Main::showTab);
+    connect(m_maillist, &MaillistPanel::refreshRequested, this, &Main::showTab);
+    connect(m_maillist, &MaillistPanel::editRequested, this, &Main::browseList);
+    connect(m_maillist, &MaillistPanel::exportRequested, this,
+            [this] { m_windows->exportRecipients(); });
+    connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
+    connect(m_preview, &PreviewPanel::positionChanged, this,
+            [this](qsizetype position, qsizetype count) {
+                m_panels->setText(StatusPanels::Current,
+                                  tr("Record: %1/%2").arg(position).arg(count));
+            });
+    connect(m_ui->cmdEditMail, &QPushButton::clicked, this, &Main::editMessage);
+    connect(m_ui->cmdPreview, &QPushButton::clicked, this, &Main::showPreview);
+    connect(m_screen.get(), &RunScreen::runningChanged, this,
+            [this](bool running) { enableCommands(!running); });
+    connect(m_screen.get(), &RunScreen::rowReloaded, m_jobs, &JobListPanel::clickSelectedRow);
+    connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
+    connect(&Timer2, &QTimer::timeout, this, [this] {
+        if (m_jobs->count() == 0)
+            newJob();
+    });
+}
+
+void Main::load()
+{
+    frmSplash().showAtStart();
+    m_seams.yield.yield();
+    m_seams.yield.yield();
+    poSendMail = m_seams.makeMail();
+    connect(poSendMail.get(), &SendMail::Status, this,
+            [this](const QString &text) { m_panels->setText(StatusPanels::Transport, text); });
+    m_run = std::make_unique<SendRun>(m_seams.folder, *poSendMail, *m_windows, m_seams.op,
+                                      *m_screen, m_seams.clock, m_seams.yield);
+    restoreLayout();
+    recoverRuns();
+    m_jobs->list_refresh();
+    m_message->showStartPage();
+    show();
+    Timer2.start();
+}
+
+void Main::recoverRuns()
+{
+    try {
+        const QStringList names = recoverInterruptedRuns(m_seams.folder);
+        if (!names.isEmpty())
+            m_panels->setText(StatusPanels::Transport,
+                              tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
+    } catch (const StorageError &) {
+        // What is wrong with the databases, the job list tells.
+    }
+}
+
+void Main::newJob()
+{
+    if (m_windows->createJob())
+        m_jobs->list_refresh();
+}
+
+void Main::editJob()
+{
+    withSelectedJob([this](const JobRow &job) {
+        const int row = m_jobs->selectedRow();
+        if (!m_windows->editJob(job))
+            return;
+        m_jobs->list_refresh();
+        m_jobs->selectRow(row);
+    });
+}
+
+void Main::resetSelectedJob()
+{
+    withSelectedJob([this](JobRow job) {
+        try {
+            resetJob(m_seams.folder, job);
+        } catch (const StorageError &e) {
+            m_seams.op.tell(e.report(), tr("Error"));
+            return;
+        }
+        m_jobs->updateRow(job);
+        m_jobs->highlight(job);
+        m_jobs->clickSelectedRow();
+    });
+}
+
+void Main::startRun(bool failedOnly)
+{
+    withSelectedJob([this, failedOnly](const JobRow &job) {
+        JobMessage message;
+        try {
+            // Of the row that is run, which need not be the one that was looked at last.
+            m_shared.open(m_seams.folder.systemConnectionString());
+            message = loadMessage(m_shared, job.number(JobCell::EmailId));
+        } catch (const StorageError &e) {
+            m_seams.op.tell(e.report(), tr("Error"));
+            return;
+        }
+        m_run->start(job, message, failedOnly);
+    });
+    if (m_closeAfterRun)
+        close();
+}
+
+void Main::pauseRun()
+{
+    m_run->requestPause();
+    m_jobs->clickSelectedRow();
+}
+
+void Main::enableCommands(bool enabled)
+{
+    for (const QMenu *menu : {m_ui->mmFile, m_ui->mmEdit, m_ui->mmJob, m_ui->mmHelp}) {
+        for (QAction *action : menu->actions())
+            action->setEnabled(enabled);
+    }
+    for (QAction *action : m_ui->Toolbar1->actions())
+        action->setEnabled(enabled || action->objectName() == QLatin1String("Pause"));
+}
+
+void Main::openPage(const QUrl &address)
+{
+    if (!QDesktopServices::openUrl(address))
+        m_seams.op.tell(tr("No browser could be started. The page is %1").arg(
+            address.isLocalFile() ? address.toLocalFile() : address.toString()));
+}
+
+void Main::handleRowClick(const JobRow &job)
+{
+    m_maillist->enableBrowse();
+    m_ui->cmdPreview->setEnabled(true);
+    m_ui->cmdEditMail->setEnabled(true);
+    if (!m_run->isRunning())
+        m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(true);
+    m_maillist->resetSearch();
+    showDetails(job);
+    showTab();
+}
+
+void Main::showDetails(const JobRow &job)
+{
+    m_ui->lbJob->setText(
+        tr("Selected Job : %1 - %2").arg(job[JobCell::Id], job[JobCell::Name]));
+    m_ui->lbMailList->setText(
+        tr("Maillist : %1-%2").arg(job[JobCell::MaillistId], job[JobCell::Maillist]));
+    m_message->loadMessage(job.number(JobCell::EmailId));
+}
+
+void Main::showTab()
+{
+    withSelectedJob([this](const JobRow &job) {
+        const QString list
+            = m_seams.folder.listConnectionString(job.number(JobCell::MaillistId));
+        if (m_ui->TabStrip1->currentIndex() == Maillist)
+            m_maillist->Load_db(list);
+        else if (m_ui->TabStrip1->currentIndex() == Preview)
+            m_preview->Load_prev_db(list, m_message->message().format,
+                                   m_message->message().body);
+    });
+}
+
+void Main::browseList()
+{
+    withSelectedJob([this](const JobRow &job) {
+        m_windows->browseList(job.number(JobCell::MaillistId), job[JobCell::Maillist]);
+    });
+}
+
+void Main::editMessage()
+{
+    withSelectedJob([this](const JobRow &job) {
+        const qint64 messageId = job.number(JobCell::EmailId);
+        if (m_windows->editMessage(messageId))
+            m_message->loadMessage(messageId);
+    });
+}
+
+void Main::showPreview()
+{
+    withSelectedJob([this](const JobRow &job) {
+        m_windows->showPreview(job, m_message->message());
+    });
+}
+
+void Main::withSelectedJob(const std::function<void(const JobRow &)> &action)
+{
+    if (const auto job = m_jobs->selectedJob())
+        action(*job);
+}
+
+void Main::restoreLayout()
+{
+    const QSettings store = layoutStore();
+    restoreGeometry(store.value(QStringLiteral("Main/geometry")).toByteArray());
+    m_ui->splitter->restoreState(store.value(QStringLiteral("Main/splitter")).toByteArray());
+    m_jobs->restoreColumns(store.value(QStringLiteral("Main/jobColumns")).toByteArray());
+}
+
+void Main::saveLayout() const
+{
+    QSettings store = layoutStore();
+    store.setValue(QStringLiteral("Main/geometry"), saveGeometry());
+    store.setValue(QStringLiteral("Main/splitter"), m_ui->splitter->saveState());
+    store.setValue(QStringLiteral("Main/jobColumns"), m_jobs->saveColumns());
+}
+
+void Main::closeEvent(QCloseEvent *event)
+{
+    if (m_run && m_run->isRunning()) {
+        // The recipient at work is finished and recorded first; then the window closes by itself.
+        m_closeAfterRun = true;
+        m_run->requestEnd();
+        m_panels->setText(StatusPanels::Transport, tr("Closing after this recipient ..."));
+        event->ignore();
+        return;
+    }
+    saveLayout();
+    Timer2.stop();
+    m_run.reset();
+    poSendMail.reset();
+    m_windows->unload();
+    event->accept();
+}

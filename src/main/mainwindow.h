@@ -1,0 +1,97 @@
+#pragma once
+
+#include "connection.h"
+#include "htmlview.h"
+#include "jobrow.h"
+
+#include <QMainWindow>
+#include <QTimer>
+
+#include <functional>
+#include <memory>
+
+class Clock;
+class JobListPanel;
+class MaillistPanel;
+class MessagePane;
+class Operator;
+class PreviewPanel;
+class ProgramFolder;
+class RunScreen;
+class SendMail;
+class SendRun;
+class StatusPanels;
+class Windows;
+class Yield;
+
+namespace Ui
+{
+class Main;
+}
+
+/// What the main window needs of the world outside. Everything must outlive the window.
+struct MainSeams {
+    const ProgramFolder &folder;
+    Operator &op;
+    Clock &clock;
+    Yield &yield;
+    HtmlViewFactory makeHtmlView;
+    std::function<std::unique_ptr<SendMail>()> makeMail;
+};
+
+/// The main window: the job list above, the selected job below, and every command of the program.
+/// It owns the panels, the mail component and the run; what a panel shows is the panel's own work.
+class Main final : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit Main(const MainSeams &seams);
+    ~Main() override;
+
+    /// Shows the splash, fills the window and shows it.
+    void load();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void addPanels();
+    void addToolbar();
+    void connectCommands();
+    void connectPanels();
+    void restoreLayout();
+    void saveLayout() const;
+    void recoverRuns();
+
+    void newJob();
+    void editJob();
+    void resetSelectedJob();
+    void startRun(bool failedOnly);
+    void pauseRun();
+    void enableCommands(bool enabled);
+    void openPage(const QUrl &address);
+
+    void handleRowClick(const JobRow &job);
+    void showDetails(const JobRow &job);
+    void showTab();
+    void browseList();
+    void editMessage();
+    void showPreview();
+    void withSelectedJob(const std::function<void(const JobRow &)> &action);
+
+    MainSeams m_seams;
+    std::unique_ptr<Ui::Main> m_ui;
+    Connection m_shared; ///< on the system database, reopened by each query
+    std::unique_ptr<StatusPanels> m_panels;
+    JobListPanel *m_jobs = nullptr;
+    std::unique_ptr<MessagePane> m_message;
+    MaillistPanel *m_maillist = nullptr;
+    PreviewPanel *m_preview = nullptr;
+    std::unique_ptr<Windows> m_windows;
+    std::unique_ptr<RunScreen> m_screen;
+    std::unique_ptr<SendMail> poSendMail;
+    std::unique_ptr<SendRun> m_run;
+    QTimer Timer2; ///< leads a first start straight into making a job
+    bool m_closeAfterRun = false;
+};

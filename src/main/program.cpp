@@ -1,0 +1,46 @@
+// Quillbright: the program with its windows.
+
+#include "mainwindow.h"
+
+#include "clock.h"
+#include "messageboxoperator.h"
+#include "programfolder.h"
+#include "smtpsendmail.h"
+#include "webhtmlview.h"
+#include "yield.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QIcon>
+
+int main(int argc, char *argv[])
+{
+    // The engine that shows HTML is made later than it wants to be asked for this.
+    QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Quillbright"));
+    QApplication::setApplicationVersion(QStringLiteral(QUILLBRIGHT_VERSION));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/quillbright.svg")));
+    // The desktop's own theme wins where it has the icon.
+    QIcon::setFallbackThemeName(QStringLiteral("breeze"));
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
+        QIcon::setThemeName(QStringLiteral("breeze"));
+
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOption({QStringLiteral("folder"), QStringLiteral("The program folder to work on."),
+                      QStringLiteral("DIR")});
+    parser.process(app);
+    const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))
+        ? ProgramFolder(parser.value(QStringLiteral("folder")))
+        : ProgramFolder::ofExecutable();
+
+    MessageBoxOperator op;
+    SystemClock clock;
+    EventLoopYield yield;
+    Main window({folder, op, clock, yield, &makeWebHtmlView,
+                 [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
+    window.load();
+    return QApplication::exec();
+}
