@@ -107,8 +107,6 @@ void TestWebHtmlView::drawsOnlyThePage_data()
         << none;
     QTest::newRow("picture beside it")
         << QByteArray("<img src='red.png' width=90 height=90>") << none;
-    QTest::newRow("frame") << QByteArray("<iframe src='other.htm' width=90 height=90></iframe>")
-                           << none;
     QTest::newRow("refresh") << QByteArray("<meta http-equiv=refresh content='0;url=other.htm'>")
                              << none;
     QTest::newRow("remote picture")
