@@ -39,13 +39,24 @@ MergeFields::MergeFields(const QString &bodyTemplate)
 
 QString MergeFields::personalise(const Record &recipient, const QDate &today) const
 {
+    return merge([&](size_t i) {
+        return i == 0 ? QLocale::system().toString(today, QLocale::ShortFormat)
+                      : recipient.text(columns[i]);
+    });
+}
+
+QString MergeFields::personalise(const std::array<QString, 8> &values) const
+{
+    return merge([&](size_t i) { return values[i]; });
+}
+
+template <typename ValueOf>
+QString MergeFields::merge(ValueOf valueOf) const
+{
     QString body = m_template;
     for (size_t i = 0; i < m_present.size(); ++i) {
-        if (!m_present[i])
-            continue;
-        const QString value = i == 0 ? QLocale::system().toString(today, QLocale::ShortFormat)
-                                     : recipient.text(columns[i]);
-        body.replace(names()[qsizetype(i)], value);
+        if (m_present[i])
+            body.replace(names()[qsizetype(i)], valueOf(i));
     }
     return body;
 }

@@ -22,8 +22,14 @@ public:
     /// "%%SEND_DATE%%". Field after field is replaced in the whole text, so a value that holds a
     /// later field of the template has that replaced too. Values are not escaped.
     QString personalise(const Record &recipient, const QDate &today) const;
+    /// The same for values that are at hand, in the order of names().
+    QString personalise(const std::array<QString, 8> &values) const;
 
 private:
+    /// `valueOf(i)` is asked only for fields of the template.
+    template <typename ValueOf>
+    QString merge(ValueOf valueOf) const;
+
     QString m_template;
     std::array<bool, 8> m_present;
 };

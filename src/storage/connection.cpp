@@ -125,19 +125,6 @@ qint64 Connection::number(const QString &select)
     }
 }
 
-std::vector<qint64> Connection::numbers(const QString &select)
-{
-    try {
-        const auto statement = prepare(select);
-        std::vector<qint64> result;
-        while (statement->executeStep())
-            result.push_back(statement->getColumn(0).getInt64());
-        return result;
-    } catch (const SQLite::Exception &e) {
-        raise(e);
-    }
-}
-
 std::unique_ptr<SQLite::Statement> Connection::prepare(const QString &sql)
 {
     const std::string text = sql.toStdString();

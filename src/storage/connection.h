@@ -5,7 +5,6 @@
 #include <QString>
 
 #include <memory>
-#include <vector>
 
 namespace SQLite
 {
@@ -38,8 +37,6 @@ public:
     void execute(const QString &sql);
     /// The first column of the first row as a whole number; 0 for null or no row.
     qint64 number(const QString &select);
-    /// The first column of every row.
-    std::vector<qint64> numbers(const QString &select);
 
     /// For record sets: one prepared statement, and what a failure of it becomes.
     std::unique_ptr<SQLite::Statement> prepare(const QString &sql);

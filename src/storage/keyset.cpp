@@ -3,21 +3,48 @@
 #include "connection.h"
 #include "recordset.h"
 
+#include <SQLiteCpp/Column.h>
+#include <SQLiteCpp/Exception.h>
+#include <SQLiteCpp/Statement.h>
+
 #include <algorithm>
 
 Keyset::Keyset(Connection &connection, const QString &columns, const QString &condition,
-               const QString &order)
+               const QString &order, qsizetype atFirst)
     : m_connection(connection)
     , m_columns(columns)
+    , m_unread(connection.prepare(QStringLiteral("select mid from email ") + condition +
+                                  (order.isEmpty() ? QStringLiteral(" order by mid") : order)))
 {
-    const QString orderBy = order.isEmpty() ? QStringLiteral(" order by mid") : order;
-    m_keys = connection.numbers(QStringLiteral("select mid from email ") + condition + orderBy);
+    readKeys(atFirst);
+}
+
+Keyset::~Keyset() = default;
+
+void Keyset::readKeys(qsizetype count)
+{
+    try {
+        for (; m_unread && count > 0; --count) {
+            if (m_unread->executeStep())
+                m_keys.push_back(m_unread->getColumn(0).getInt64());
+            else
+                m_unread.reset();
+        }
+    } catch (const SQLite::Exception &e) {
+        m_unread.reset();
+        m_connection.raise(e);
+    }
+}
+
+bool Keyset::holds(qsizetype index) const
+{
+    return m_windowStart >= 0 && index >= m_windowStart &&
+           index < m_windowStart + qsizetype(m_window.size());
 }
 
 const Record *Keyset::row(qsizetype index)
 {
-    if (m_windowStart < 0 || index < m_windowStart ||
-        index >= m_windowStart + qsizetype(m_window.size()))
+    if (!holds(index))
         fetch(index - index % windowSize);
     const auto &record = m_window[size_t(index - m_windowStart)];
     return record ? &*record : nullptr;

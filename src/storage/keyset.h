@@ -2,6 +2,7 @@
 
 #include "record.h"
 
+#include <limits>
 #include <vector>
 
 class Connection;
@@ -17,9 +18,20 @@ public:
 
     /// `columns`: what the rows hold ("*" or a select list of table `email`); `condition` and
     /// `order`: " where ..." and " order by ..." or empty; without an order the rows come by
-    /// increasing `mid`. Throws StorageError.
+    /// increasing `mid`. `atFirst`: how many keys to read now, when a screen shows the first rows
+    /// while the others are read. Throws StorageError.
     Keyset(Connection &connection, const QString &columns, const QString &condition,
-           const QString &order = {});
+           const QString &order = {}, qsizetype atFirst = all);
+    ~Keyset();
+
+    Keyset(const Keyset &) = delete;
+    Keyset &operator=(const Keyset &) = delete;
+
+    static constexpr qsizetype all = std::numeric_limits<qsizetype>::max();
+
+    /// Reads up to `count` more keys. Throws StorageError, after which there are no more.
+    void readKeys(qsizetype count);
+    bool isComplete() const { return !m_unread; }
 
     qsizetype size() const { return qsizetype(m_keys.size()); }
     /// The recipient number of row `index`.
@@ -27,12 +39,15 @@ public:
     /// Row `index`, from 0; null when the recipient was deleted since. The pointer holds until the
     /// next call. Throws StorageError.
     const Record *row(qsizetype index);
+    /// Whether row() finds it without a query.
+    bool holds(qsizetype index) const;
 
 private:
     void fetch(qsizetype first);
 
     Connection &m_connection;
     QString m_columns;
+    std::unique_ptr<SQLite::Statement> m_unread; // the keys not read yet
     std::vector<qint64> m_keys;
     qsizetype m_windowStart = -1;
     std::vector<std::optional<Record>> m_window;

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "recipientmodel.h"
+
+#include <QTableView>
+
+/// The grid of a list's recipients, with columns as wide as fractions of the grid until somebody
+/// drags one.
+class RecipientGrid final : public QTableView
+{
+    Q_OBJECT
+
+public:
+    explicit RecipientGrid(QWidget *parent = nullptr);
+
+    /// Throws StorageError, and then still shows what it did.
+    void load(const QString &listConnectionString, const RecipientQuery &query);
+
+signals:
+    /// Reading rows failed after load() had returned.
+    void failed(const QString &description);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    void setColumnWidths();
+
+    RecipientModel m_recipients;
+    QString m_emptyText;
+    bool m_isSettingWidths = false;
+    bool m_hasOwnWidths = false; // somebody dragged one
+};

@@ -1,0 +1,47 @@
+#include "recipientquery.h"
+
+namespace
+{
+
+const QStringList columnNames = {
+    QStringLiteral("email"), QStringLiteral("fname"),   QStringLiteral("lname"),
+    QStringLiteral("title"), QStringLiteral("contact"), QStringLiteral("company"),
+    QStringLiteral("memo"),  QStringLiteral("status"),  QStringLiteral("remark")};
+
+} // namespace
+
+QStringList RecipientQuery::fieldNames()
+{
+    QStringList names = titles();
+    names.last() = QStringLiteral("Reason");
+    return names;
+}
+
+QStringList RecipientQuery::titles()
+{
+    return {QStringLiteral("Email"), QStringLiteral("Firstname"), QStringLiteral("Lastname"),
+            QStringLiteral("Title"), QStringLiteral("Contact"),   QStringLiteral("Company"),
+            QStringLiteral("Memo"),  QStringLiteral("Status"),    QStringLiteral("Fail Reason")};
+}
+
+QString RecipientQuery::columns()
+{
+    return columnNames.join(QLatin1Char(','));
+}
+
+QString RecipientQuery::condition() const
+{
+    if (searchField == 0 || searchText.isEmpty())
+        return {};
+    return QStringLiteral(" where email.") + columnNames[searchField - 1] +
+           QStringLiteral(" like '%") + searchText + QStringLiteral("%'");
+}
+
+QString RecipientQuery::order() const
+{
+    if (sortField == 0)
+        return {};
+    // Letter case does not part names in the grid; equal ones keep the list's order.
+    return QStringLiteral(" order by email.") + columnNames[sortField - 1] +
+           QStringLiteral(" collate nocase, mid");
+}

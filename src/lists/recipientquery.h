@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+/// Which recipients of a list a search and a sort choice select, and in which order.
+///
+/// Fields are counted from 1 as in the search and sort boxes: email, first name, last name, title,
+/// contact, company, memo, status, reason. Field 0 searches nothing and leaves the list's order.
+struct RecipientQuery {
+    int searchField = 0;
+    QString searchText;
+    int sortField = 0;
+
+    /// The fields' names in the boxes, from field 1.
+    static QStringList fieldNames();
+    /// The column titles of a grid, from field 1.
+    static QStringList titles();
+    /// The select list whose columns are the fields, in order.
+    static QString columns();
+
+    /// " where ..." or empty. The text goes in as typed: "%" and "_" match anything, and an
+    /// apostrophe breaks the statement, which the database then says.
+    QString condition() const;
+    /// " order by ..." or empty.
+    QString order() const;
+};

@@ -1,0 +1,45 @@
+#include "bodyview.h"
+
+#include "scratchpage.h"
+
+#include <QPlainTextEdit>
+#include <QStackedLayout>
+
+BodyView::BodyView(const QString &scratchFile, const HtmlViewFactory &makeView, const Names &names,
+                   QWidget *parent)
+    : QWidget(parent)
+    , m_scratchFile(scratchFile)
+    , m_makeView(makeView)
+    , m_names(names)
+    , m_layout(new QStackedLayout(this))
+    , m_text(new QPlainTextEdit(this))
+{
+    m_text->setObjectName(names.text);
+    m_text->setReadOnly(true);
+    m_text->setTabChangesFocus(true);
+    m_text->setAccessibleName(tr("Email body"));
+    m_layout->addWidget(m_text);
+}
+
+void BodyView::showBody(const QString &format, const QString &body)
+{
+    if (format == QLatin1String("HTML")) {
+        writeScratchPage(m_scratchFile, body);
+        showPage(m_scratchFile);
+    } else {
+        m_text->setPlainText(body);
+        m_layout->setCurrentWidget(m_text);
+    }
+}
+
+void BodyView::showPage(const QString &path)
+{
+    if (!m_browser) {
+        m_browser = m_makeView(this);
+        m_browser->setObjectName(m_names.browser);
+        m_browser->setAccessibleName(tr("Email body"));
+        m_layout->addWidget(m_browser);
+    }
+    m_layout->setCurrentWidget(m_browser);
+    m_browser->showFile(path);
+}

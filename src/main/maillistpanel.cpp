@@ -1,0 +1,45 @@
+#include "maillistpanel.h"
+
+#include "operator.h"
+#include "storageerror.h"
+#include "ui_maillistpanel.h"
+
+MaillistPanel::MaillistPanel(Operator &op, QWidget *parent)
+    : QWidget(parent)
+    , m_operator(op)
+    , m_ui(std::make_unique<Ui::fmMaillist>())
+{
+    m_ui->setupUi(this);
+    m_ui->combSearch->addItem(tr("-- Search By --"));
+    m_ui->combSearch->addItems(RecipientQuery::fieldNames());
+    m_ui->combSort->addItem(tr("- Sort By --"));
+    m_ui->combSort->addItems(RecipientQuery::fieldNames());
+    connect(m_ui->cmdRefList, &QToolButton::clicked, this, &MaillistPanel::refreshRequested);
+    connect(m_ui->txtSEmail, &QLineEdit::returnPressed, m_ui->cmdRefList, &QToolButton::click);
+    connect(m_ui->cmdBrowse, &QPushButton::clicked, this, &MaillistPanel::editRequested);
+    connect(m_ui->cmdCopy, &QPushButton::clicked, this, &MaillistPanel::exportRequested);
+    connect(m_ui->DataGrid1, &RecipientGrid::failed, this,
+            [this](const QString &description) { m_operator.tell(description); });
+}
+
+MaillistPanel::~MaillistPanel() = default;
+
+void MaillistPanel::Load_db(const QString &listConnectionString)
+{
+    const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
+                               .searchText = m_ui->txtSEmail->text(),
+                               .sortField = m_ui->combSort->currentIndex()};
+    try {
+        m_ui->DataGrid1->load(listConnectionString, query);
+        m_shown = {listConnectionString, query};
+    } catch (const StorageError &e) {
+        m_operator.tell(e.description());
+    }
+}
+
+void MaillistPanel::resetSearch()
+{
+    m_ui->combSort->setCurrentIndex(0);
+    m_ui->combSearch->setCurrentIndex(0);
+    m_ui->txtSEmail->clear();
+}

@@ -1,0 +1,62 @@
+#include "messagepane.h"
+
+#include "connection.h"
+#include "operator.h"
+#include "programfolder.h"
+#include "ui_frameheader.h"
+
+MessagePane::MessagePane(const ProgramFolder &folder, Operator &op, const HtmlViewFactory &makeView,
+                         QObject *parent)
+    : QObject(parent)
+    , m_folder(folder)
+    , m_operator(op)
+    , m_ui(std::make_unique<Ui::FrameHeader>())
+    , m_body(new BodyView(folder.file(QStringLiteral("mview.htm")), makeView,
+                          {QStringLiteral("txtSource"), QStringLiteral("WebBrowser1")}))
+    , m_header(new QWidget)
+{
+    m_body->setObjectName(QStringLiteral("fmBody"));
+    m_ui->setupUi(m_header);
+}
+
+MessagePane::~MessagePane() = default;
+
+void MessagePane::showStartPage()
+{
+    m_body->showPage(m_folder.file(QStringLiteral("help\\help.htm")));
+}
+
+void MessagePane::loadMessage(qint64 msgid)
+{
+    m_message = {};
+    try {
+        Connection system(m_folder.systemConnectionString());
+        m_message = ::loadMessage(system, msgid);
+        showMessage();
+    } catch (const StorageError &e) {
+        // Another job's message under this job's name would mislead.
+        m_message = {};
+        showMessage();
+        m_operator.tell(e.report(), tr("Error"));
+    }
+}
+
+void MessagePane::showMessage()
+{
+    m_ui->lbmSubject->setText(tr(" Email Subject : ") + m_message.subject);
+    m_ui->txtmmSubject->setText(m_message.subject);
+    m_ui->txtmSenderName->setText(m_message.senderName);
+    m_ui->txtmSendermail->setText(m_message.senderAddress);
+    m_ui->txtmReplymail->setText(m_message.replyAddress);
+    m_ui->txtmFormat->setText(m_message.format);
+    m_ui->txtmAtt01->setText(m_message.attachments[0]);
+    m_ui->txtmAtt02->setText(m_message.attachments[1]);
+    m_ui->txtmAtt03->setText(m_message.attachments[2]);
+    QString all;
+    for (const QString &path : m_message.attachmentPaths())
+        all += path + QLatin1Char(';');
+    m_ui->txtAllAttach->setText(all);
+    for (QLineEdit *box : m_header->findChildren<QLineEdit *>())
+        box->setCursorPosition(0);
+    m_body->showBody(m_message.format, m_message.body);
+}

@@ -1,0 +1,14 @@
+#include "scratchpage.h"
+
+#include "storageerror.h"
+
+#include <QFile>
+
+void writeScratchPage(const QString &path, const QString &body)
+{
+    const QByteArray page = "\xef\xbb\xbf" + body.toUtf8() + "\r\n";
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.flush())
+        throw StorageError(0, QStringLiteral("File system"),
+                           QStringLiteral("Cannot write %1: %2").arg(path, file.errorString()));
+}
