@@ -18,6 +18,7 @@ QString lockFile(const ProgramFolder &folder, qint64 listId)
     return folder.file(QStringLiteral("data\\m%1.lock").arg(listId));
 }
 
+/// Made by the first run of a list: an empty list, and one from elsewhere, has only its recipients.
 void ensureTable(Connection &list)
 {
     list.execute(QStringLiteral("create table if not exists sending (jobid integer primary key, "
