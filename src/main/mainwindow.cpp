@@ -72,8 +72,10 @@ void Main::addPanels()
     m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
     m_ui->TabStrip1->addTab(m_preview, tr("Preview"));
     m_ui->splitter->handle(1)->setObjectName(QStringLiteral("Picture2"));
-    m_ui->splitter->setStretchFactor(0, 2);
-    m_ui->splitter->setStretchFactor(1, 3);
+    // On a larger window the selected job gets the larger part of what there is more.
+    m_ui->splitter->setStretchFactor(0, 1);
+    m_ui->splitter->setStretchFactor(1, 2);
+    m_ui->splitter->setSizes({240, 420});
 }
 
 void Main::addToolbar()
@@ -102,7 +104,7 @@ void Main::addToolbar()
          [this] { pauseRun(); }},
         {"Reset", tr("Reset the status of the selected Job"), "edit-undo",
          [this] { resetSelectedJob(); }},
-        {"Resend Fail", tr("Resend fail email of the selected job"), "mail-resend",
+        {"Resend Fail", tr("Resend fail email of the selected job"), "mail-send",
          [this] { startRun(true); }},
         {nullptr, {}, nullptr, {}},
         {"Options", {}, "configure", [this] { m_windows->showOptions(); }},
