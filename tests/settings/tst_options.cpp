@@ -347,7 +347,7 @@ void TestOptions::asksOnceAtATime()
         QString inputPassword(const QString &, const QString &) override
         {
             ++asked;
-            QCoreApplication::processEvents(); // as a dialog does
+            QCoreApplication::sendPostedEvents(); // as a dialog does
             return QStringLiteral("new");
         }
         int asked = 0;
