@@ -8,6 +8,7 @@
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QIcon>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -21,6 +22,7 @@ class TestNewMail final : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void createsAMessage();
@@ -66,7 +68,8 @@ private:
     {
         auto *combo = box<QComboBox>("combFormat");
         combo->setFocus();
-        QTest::keyClicks(combo, QLatin1String(format));
+        QTest::keyClick(combo, QLatin1String(format) == QLatin1String("HTML") ? Qt::Key_Home
+                                                                              : Qt::Key_End);
     }
     QString frame() const { return box<QStackedWidget>("frames")->currentWidget()->objectName(); }
     QPlainTextEdit *source() const { return box<QPlainTextEdit>("txtSource"); }
@@ -94,6 +97,13 @@ private:
     std::optional<QString> m_fetched;
     std::unique_ptr<frmNewMail> m_window;
 };
+
+void TestNewMail::initTestCase()
+{
+    // The platform without a screen has no theme of its own.
+    QIcon::setThemeSearchPaths({QStringLiteral("/usr/share/icons")});
+    QIcon::setThemeName(QStringLiteral("breeze"));
+}
 
 void TestNewMail::init()
 {

@@ -345,12 +345,12 @@ void TestSourceEditor::findsInTheBody()
 {
     m_editor->setBody(QStringLiteral("one\r\n\U0001f680 two ONE"));
     QTest::keyClick(m_text, Qt::Key_F, Qt::ControlModifier);
-    QVERIFY(QTest::qWaitForWindowActive(dialog()));
+    QTRY_VERIFY(inDialog<QLineEdit>("txtFind")->hasFocus());
     QCOMPARE(dialog()->windowTitle(), QStringLiteral("Find"));
     QVERIFY(!dialog()->isModal());
     QVERIFY(!inDialog<QLineEdit>("txtReplace")->isVisible());
     QVERIFY(!inDialog<QPushButton>("cmdFindNext")->isEnabled());
-    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("one"));
+    QTest::keyClicks(inDialog<QLineEdit>("txtFind"), QStringLiteral("one"));
     QTest::keyClick(inDialog<QLineEdit>("txtFind"), Qt::Key_Return);
     QCOMPARE(m_text->textCursor().selectedText(), QStringLiteral("one"));
     QTRY_VERIFY(m_text->hasFocus());
@@ -381,7 +381,6 @@ void TestSourceEditor::replacesInTheBody()
 {
     m_editor->setBody(QStringLiteral("a cat\r\na cat\r\na cat"));
     press("Replace");
-    QVERIFY(QTest::qWaitForWindowActive(dialog()));
     QCOMPARE(dialog()->windowTitle(), QStringLiteral("Replace"));
     QVERIFY(!inDialog<QRadioButton>("optUp")->isVisible());
     QTest::keyClicks(inDialog<QLineEdit>("txtFind"), QStringLiteral("cat"));
