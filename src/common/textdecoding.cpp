@@ -12,3 +12,10 @@ QString decodeText(const QByteArray &bytes)
     // Without the conversion library Latin 1 is the same but for typographic marks.
     return windows1252.isValid() ? QString(windows1252(bytes)) : QString::fromLatin1(bytes);
 }
+
+QString decodeFile(const QByteArray &content)
+{
+    if (const auto encoding = QStringConverter::encodingForData(content))
+        return QStringDecoder(*encoding)(content);
+    return decodeText(content);
+}
