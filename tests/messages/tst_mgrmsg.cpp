@@ -244,10 +244,10 @@ void TestMgrMsg::newSelectsTheNewMessage()
     QCOMPARE(desk.ids(), QStringLiteral("[4] 2 3 1"));
     QVERIFY(desk.list->hasFocus());
     // One that the search leaves out cannot be selected.
-    desk.search(0, QStringLiteral("Offer"));
+    desk.search(0, QStringLiteral("n"));
     desk.click(0);
     desk.press("New");
-    QCOMPARE(desk.ids(), QStringLiteral("[1]"));
+    QCOMPARE(desk.ids(), QStringLiteral("[2] 3"));
 }
 
 void TestMgrMsg::cancelledNewChangesNothing()
