@@ -180,7 +180,12 @@ ExitStatus resetJob(const ProgramFolder &folder, const QString &job)
         auto row = findJob(folder, job);
         if (!row)
             return Refused;
-        resetJob(folder, *row);
+        try {
+            resetJob(folder, *row);
+        } catch (const ListInUse &e) {
+            printMessage(e.description());
+            return Refused;
+        }
         printResult(table({*row}));
         return Complete;
     });

@@ -61,6 +61,8 @@ ExitStatus run(const QStringList &arguments)
         printResult(usage);
         return Complete;
     }
+    if (parser.isSet(QStringLiteral("folder")) && parser.value(QStringLiteral("folder")).isEmpty())
+        return wrongUsage(QStringLiteral("--folder names no folder."));
     const QStringList words = parser.positionalArguments();
     const QString command = words.value(0);
     const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))

@@ -1,7 +1,8 @@
 #include "terminal.h"
 
-#include "jobrow.h"
+#include "settingsstore.h"
 
+#include <QStringList>
 #include <QTextStream>
 
 #include <csignal>
@@ -23,11 +24,16 @@ void print(std::FILE *file, const QString &text)
     QTextStream(file) << text;
 }
 
-/// Message texts are made for message boxes and may break lines as those do.
+/// Message texts are made for message boxes and may break lines as those do; names and replies in
+/// them may hold what a terminal would obey.
 QString withLineFeeds(QString text)
 {
-    return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))
-        .replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    QStringList lines = text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))
+                            .replace(QLatin1Char('\r'), QLatin1Char('\n'))
+                            .split(QLatin1Char('\n'));
+    for (QString &line : lines)
+        line = withoutControls(line);
+    return lines.join(QLatin1Char('\n'));
 }
 
 QString duration(qint64 seconds)
@@ -39,6 +45,15 @@ QString duration(qint64 seconds)
 }
 
 } // namespace
+
+QString withoutControls(QString text)
+{
+    for (QChar &c : text) {
+        if (c.category() == QChar::Other_Control)
+            c = QLatin1Char(' ');
+    }
+    return text;
+}
 
 void printResult(const QString &text)
 {
@@ -113,8 +128,8 @@ void ConsoleView::setRunning(bool running)
 
 void ConsoleView::openOptions()
 {
-    printMessage(QStringLiteral("The settings are in the file Quillbright/Quillbright.conf of the "
-                                "configuration folder (~/.config); SMTP=host names the server."));
+    printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
+                     .arg(SettingsStore::location()));
 }
 
 void ConsoleView::draw()

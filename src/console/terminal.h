@@ -12,6 +12,10 @@
 void printResult(const QString &text);
 void printMessage(const QString &text);
 
+/// Names are printed on one line, whatever they hold: control characters, which a terminal would
+/// obey, become blanks.
+QString withoutControls(QString text);
+
 /// Asks on a terminal; elsewhere answers Yes a fixed number of times and then No.
 class ConsoleOperator final : public Operator
 {

@@ -1,5 +1,7 @@
 #include "texttable.h"
 
+#include "terminal.h"
+
 #include <algorithm>
 
 QString textTable(const std::vector<TextColumn> &columns, const std::vector<QStringList> &rows)
@@ -9,7 +11,11 @@ QString textTable(const std::vector<TextColumn> &columns, const std::vector<QStr
     all.emplace_back();
     for (const TextColumn &column : columns)
         all.front() += column.heading;
-    all.insert(all.end(), rows.begin(), rows.end());
+    for (const QStringList &row : rows) {
+        QStringList &printed = all.emplace_back();
+        for (const QString &cell : row)
+            printed += withoutControls(cell);
+    }
 
     std::vector<qsizetype> widths(columns.size(), 0);
     for (const QStringList &row : all) {

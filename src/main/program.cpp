@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 
 #include "clock.h"
+#include "curlwebfetch.h"
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
@@ -59,7 +60,8 @@ int main(int argc, char *argv[])
     MessageBoxOperator op;
     SystemClock clock;
     EventLoopYield yield;
-    Main window({folder, op, clock, yield, &makeHtmlView,
+    CurlWebFetch web(yield);
+    Main window({folder, op, clock, yield, web, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

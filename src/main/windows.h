@@ -1,17 +1,18 @@
 #pragma once
 
-#include "htmlview.h"
+#include "mainseams.h"
+
 #include "settingsstore.h"
 
-#include <memory>
-
+class frmImWebFile;
+class frmMgrMsg;
 class frmNewJob;
+class frmNewMail;
 class frmPinfo;
 class frmPreview;
-class Clock;
+class frmSend;
+class JobListPanel;
 class JobRow;
-class Operator;
-class ProgramFolder;
 struct JobMessage;
 
 /// The windows that the main window opens, each made when it is first needed and kept until the
@@ -21,9 +22,9 @@ class Windows final : public QObject, public LiveSettings
     Q_OBJECT
 
 public:
-    /// `owner`: the main window. All of them must outlive the object.
-    Windows(const ProgramFolder &folder, Operator &op, const Clock &clock,
-            const HtmlViewFactory &makeHtmlView, QWidget &owner);
+    /// `mail`: the program's one mail component. All of them must outlive the object.
+    Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
+            QWidget &owner);
     ~Windows() override;
 
     /// What the boxes of the Options window hold.
@@ -43,8 +44,8 @@ public:
     bool createList();
     /// True when a message was made.
     bool createMessage();
-    /// True when the message was stored.
-    bool editMessage(qint64 messageId);
+    /// True when the message was stored; `caption` is the window's, where it is not its usual one.
+    bool editMessage(qint64 messageId, const QString &caption = {});
     void browseList(qint64 listId, const QString &listName);
     void exportRecipients();
 
@@ -54,15 +55,21 @@ public:
 private:
     frmPinfo &options() const;
     frmNewJob &jobEditor();
+    frmNewMail &messageEditor();
+    frmImWebFile &webImport();
+    void sendTest(qint64 messageId);
     void tellNotBuilt(const QString &what);
 
-    const ProgramFolder &m_folder;
-    Operator &m_operator;
-    const Clock &m_clock;
-    HtmlViewFactory m_makeHtmlView;
+    const MainSeams m_seams;
+    JobListPanel &m_jobs;
+    std::function<SendMail &()> m_mail;
     QWidget &m_owner;
     SettingsStore m_store;
+    std::unique_ptr<frmNewMail> m_newMail;
+    std::unique_ptr<frmMgrMsg> m_mgrMsg;
     std::unique_ptr<frmNewJob> m_newJob;
     mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
+    std::unique_ptr<frmImWebFile> m_imWebFile;
+    std::unique_ptr<frmSend> m_send;
     std::unique_ptr<frmPreview> m_preview;
 };

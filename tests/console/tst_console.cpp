@@ -121,7 +121,8 @@ void TestConsole::wrongUsage_data()
 {
     QTest::addColumn<QStringList>("arguments");
     for (const char *line : {"", "jobs extra", "start", "start 1 --json", "start 1 --rerun x",
-                             "start 1 --rerun -1", "reset", "dance", "jobs --loud"})
+                             "start 1 --rerun -1", "reset", "dance", "jobs --loud",
+                             "jobs --folder="})
         QTest::newRow(line) << QString::fromLatin1(line).split(QLatin1Char(' '),
                                                                Qt::SkipEmptyParts);
 }
