@@ -14,12 +14,3 @@ create table email (
     status  text,                                -- null: not sent; 'S': sent; 'F': failed
     remark  text                                 -- why the last send failed
 );
-
--- How far a run that has not ended has come: written in the same commit as each recipient's
--- outcome, deleted when the run is stored in its job. What is found here later was left by a crash,
--- and tells where to go on so that nobody is mailed twice.
-create table sending (
-    jobid      integer primary key,
-    start_time text not null,
-    last_mid   integer not null
-);

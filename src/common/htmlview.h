@@ -16,6 +16,10 @@ public:
     virtual void showFile(const QString &path) = 0;
 };
 
+/// Opens a link of a page in the desktop's browser or mail program. Only what a person can be
+/// expected to want by a click in a message: a file: link could start a program.
+void openLink(const QUrl &url);
+
 /// Makes a view inside a window. The engine behind it is large, so views are made when they are
 /// first needed.
 using HtmlViewFactory = std::function<HtmlView *(QWidget *parent)>;

@@ -13,16 +13,6 @@
 namespace
 {
 
-/// Only what a person can be expected to want opened by a click in a message; a file: link could
-/// start a program.
-void openLink(const QUrl &url)
-{
-    static const QStringList schemes = {QStringLiteral("http"), QStringLiteral("https"),
-                                        QStringLiteral("mailto")};
-    if (schemes.contains(url.scheme()))
-        QDesktopServices::openUrl(url);
-}
-
 bool isSameDocument(const QUrl &one, const QUrl &other)
 {
     return one.adjusted(QUrl::RemoveFragment) == other.adjusted(QUrl::RemoveFragment);

@@ -1,7 +1,9 @@
 #include "recipientgrid.h"
 
+#include <QGuiApplication>
 #include <QHeaderView>
 #include <QPainter>
+#include <QScopeGuard>
 
 namespace
 {
@@ -36,6 +38,8 @@ RecipientGrid::RecipientGrid(QWidget *parent)
 
 void RecipientGrid::load(const QString &listConnectionString, const RecipientQuery &query)
 {
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor); // sorting a long list takes its time
+    const auto restore = qScopeGuard(&QGuiApplication::restoreOverrideCursor);
     m_recipients.load(listConnectionString, query);
     m_emptyText =
         query.condition().isEmpty()

@@ -1,5 +1,6 @@
 #include "recipientmodel.h"
 
+#include <QElapsedTimer>
 #include <QTimerEvent>
 
 namespace
@@ -7,8 +8,10 @@ namespace
 
 /// More rows than any screen shows.
 constexpr qsizetype firstKeys = 512;
-/// Some 5 ms of work.
-constexpr qsizetype keysPerStep = 16384;
+/// Read between two looks at the clock.
+constexpr qsizetype keysPerStep = 128;
+/// How long the window waits for a step; a search may look at many rows for each it finds.
+constexpr qint64 stepMs = 8;
 
 } // namespace
 
@@ -72,7 +75,11 @@ void RecipientModel::timerEvent(QTimerEvent *event)
         return QAbstractTableModel::timerEvent(event);
     QString failure;
     try {
-        m_rows->readKeys(keysPerStep);
+        QElapsedTimer timer;
+        timer.start();
+        do
+            m_rows->readKeys(keysPerStep);
+        while (!m_rows->isComplete() && timer.elapsed() < stepMs);
     } catch (const StorageError &e) {
         failure = e.description();
     }

@@ -123,7 +123,6 @@ bool frmNewJob::refill(QComboBox &box, const QString &prompt,
 bool frmNewJob::run()
 {
     m_ui->txtJobName->setFocus();
-    m_ui->txtJobName->selectAll();
     return exec() == Accepted;
 }
 

@@ -56,13 +56,13 @@ bool frmPreview::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::KeyPress) {
         const auto *widget = qobject_cast<QWidget *>(watched);
-        if (widget && widget->window() == this && moveBy(*static_cast<QKeyEvent *>(event)))
+        if (widget && widget->window() == this && handle(*static_cast<QKeyEvent *>(event)))
             return true;
     }
     return QDialog::eventFilter(watched, event);
 }
 
-bool frmPreview::moveBy(const QKeyEvent &key)
+bool frmPreview::handle(const QKeyEvent &key)
 {
     const bool isFar = key.modifiers() & Qt::ControlModifier;
     switch (key.key()) {
@@ -79,6 +79,9 @@ bool frmPreview::moveBy(const QKeyEvent &key)
     case Qt::Key_Down:
     case Qt::Key_PageDown:
         isFar ? m_preview->last() : m_preview->next();
+        return true;
+    case Qt::Key_Escape:
+        reject();
         return true;
     default:
         return false;

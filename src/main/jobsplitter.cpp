@@ -1,8 +1,7 @@
 #include "jobsplitter.h"
 
-#include <QPainter>
 #include <QPaintEvent>
-#include <QStyleHints>
+#include <QPainter>
 
 namespace
 {
@@ -10,10 +9,7 @@ namespace
 class Bar final : public QSplitterHandle
 {
 public:
-    Bar(Qt::Orientation orientation, QSplitter *parent) : QSplitterHandle(orientation, parent)
-    {
-        setObjectName(QStringLiteral("Picture2"));
-    }
+    using QSplitterHandle::QSplitterHandle;
 
 protected:
     void mousePressEvent(QMouseEvent *event) override
@@ -45,7 +41,10 @@ private:
 
 } // namespace
 
-JobSplitter::JobSplitter(QWidget *parent) : QSplitter(parent) {}
+JobSplitter::JobSplitter(QWidget *parent)
+    : QSplitter(parent)
+{
+}
 
 QSplitterHandle *JobSplitter::createHandle()
 {

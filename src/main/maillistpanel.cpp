@@ -43,3 +43,8 @@ void MaillistPanel::resetSearch()
     m_ui->combSearch->setCurrentIndex(0);
     m_ui->txtSEmail->clear();
 }
+
+void MaillistPanel::enableEditing()
+{
+    m_ui->cmdBrowse->setEnabled(true);
+}

@@ -40,7 +40,9 @@ QSettings layoutStore()
 
 } // namespace
 
-Main::Main(const MainSeams &seams) : m_seams(seams), m_ui(std::make_unique<Ui::Main>())
+Main::Main(const MainSeams &seams)
+    : m_seams(seams)
+    , m_ui(std::make_unique<Ui::Main>())
 {
     m_ui->setupUi(this);
     Timer2.setSingleShot(true);
@@ -48,7 +50,7 @@ Main::Main(const MainSeams &seams) : m_seams(seams), m_ui(std::make_unique<Ui::M
     m_panels = std::make_unique<StatusPanels>(*m_ui->StatusBar1);
     addPanels();
     m_windows = std::make_unique<Windows>(m_seams.folder, m_seams.op, m_seams.clock,
-                                           m_seams.makeHtmlView, *this);
+                                          m_seams.makeHtmlView, *this);
     m_screen = std::make_unique<RunScreen>(*m_jobs, *m_panels, *m_ui->ProgressBar1, *this);
     addToolbar();
     connectCommands();
@@ -61,17 +63,19 @@ void Main::addPanels()
 {
     m_jobs = new JobListPanel(m_seams.folder, m_shared, m_seams.op, m_ui->jobListArea);
     m_ui->jobListLayout->addWidget(m_jobs);
-    m_message
-        = std::make_unique<MessagePane>(m_seams.folder, m_seams.op, m_seams.makeHtmlView);
+    m_message = std::make_unique<MessagePane>(m_seams.folder, m_seams.op, m_seams.makeHtmlView);
     m_maillist = new MaillistPanel(m_seams.op, this);
-    m_preview = new PreviewPanel(m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView,
-                                 this);
+    m_preview =
+        new PreviewPanel(m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView, this);
     m_ui->TabStrip1->addTab(m_message->body(), tr("General"));
     m_ui->TabStrip1->addTab(m_message->header(), tr("Details"));
     m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
     m_ui->TabStrip1->addTab(m_preview, tr("Preview"));
-    m_ui->splitter->setStretchFactor(0, 2);
-    m_ui->splitter->setStretchFactor(1, 3);
+    m_ui->splitter->handle(1)->setObjectName(QStringLiteral("Picture2"));
+    // On a larger window the selected job gets the larger part of what there is more.
+    m_ui->splitter->setStretchFactor(0, 1);
+    m_ui->splitter->setStretchFactor(1, 2);
+    m_ui->splitter->setSizes({240, 420});
 }
 
 void Main::addToolbar()
@@ -95,13 +99,12 @@ void Main::addToolbar()
          [this] { m_jobs->deleteJob(); }},
         {"Add", tr("Create new Job to send email"), "list-add", [this] { newJob(); }},
         {nullptr, {}, nullptr, {}},
-        {"Start", tr("Start to send email"), "media-playback-start",
-         [this] { startRun(false); }},
+        {"Start", tr("Start to send email"), "media-playback-start", [this] { startRun(false); }},
         {"Pause", tr("Pause the current sending job"), "media-playback-pause",
          [this] { pauseRun(); }},
         {"Reset", tr("Reset the status of the selected Job"), "edit-undo",
          [this] { resetSelectedJob(); }},
-        {"Resend Fail", tr("Resend fail email of the selected job"), "mail-resend",
+        {"Resend Fail", tr("Resend fail email of the selected job"), "mail-send",
          [this] { startRun(true); }},
         {nullptr, {}, nullptr, {}},
         {"Options", {}, "configure", [this] { m_windows->showOptions(); }},
@@ -112,8 +115,8 @@ void Main::addToolbar()
             m_ui->Toolbar1->addSeparator();
             continue;
         }
-        auto *action = m_ui->Toolbar1->addAction(
-            QIcon::fromTheme(QString::fromLatin1(button.icon)), QString::fromLatin1(button.key));
+        auto *action = m_ui->Toolbar1->addAction(QIcon::fromTheme(QString::fromLatin1(button.icon)),
+                                                 QString::fromLatin1(button.key));
         action->setObjectName(QString::fromLatin1(button.key));
         action->setToolTip(button.toolTip);
         connect(action, &QAction::triggered, this, button.action);
@@ -198,8 +201,9 @@ void Main::recoverRuns()
     try {
         const QStringList names = recoverInterruptedRuns(m_seams.folder);
         if (!names.isEmpty())
-            m_panels->setText(StatusPanels::Transport,
-                              tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
+            m_panels->setText(
+                StatusPanels::Transport,
+                tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
     } catch (const StorageError &) {
         // What is wrong with the databases, the job list tells.
     }
@@ -274,13 +278,14 @@ void Main::enableCommands(bool enabled)
 void Main::openPage(const QUrl &address)
 {
     if (!QDesktopServices::openUrl(address))
-        m_seams.op.tell(tr("No browser could be started. The page is %1").arg(
-            address.isLocalFile() ? address.toLocalFile() : address.toString()));
+        m_seams.op.tell(
+            tr("No browser could be started. The page is %1")
+                .arg(address.isLocalFile() ? address.toLocalFile() : address.toString()));
 }
 
 void Main::handleRowClick(const JobRow &job)
 {
-    m_maillist->enableBrowse();
+    m_maillist->enableEditing();
     m_ui->cmdPreview->setEnabled(true);
     m_ui->cmdEditMail->setEnabled(true);
     if (!m_run->isRunning())
@@ -292,8 +297,7 @@ void Main::handleRowClick(const JobRow &job)
 
 void Main::showDetails(const JobRow &job)
 {
-    m_ui->lbJob->setText(
-        tr("Selected Job : %1 - %2").arg(job[JobCell::Id], job[JobCell::Name]));
+    m_ui->lbJob->setText(tr("Selected Job : %1 - %2").arg(job[JobCell::Id], job[JobCell::Name]));
     m_ui->lbMailList->setText(
         tr("Maillist : %1-%2").arg(job[JobCell::MaillistId], job[JobCell::Maillist]));
     m_message->loadMessage(job.number(JobCell::EmailId));
@@ -302,13 +306,11 @@ void Main::showDetails(const JobRow &job)
 void Main::showTab()
 {
     withSelectedJob([this](const JobRow &job) {
-        const QString list
-            = m_seams.folder.listConnectionString(job.number(JobCell::MaillistId));
+        const QString list = m_seams.folder.listConnectionString(job.number(JobCell::MaillistId));
         if (m_ui->TabStrip1->currentIndex() == Maillist)
             m_maillist->Load_db(list);
         else if (m_ui->TabStrip1->currentIndex() == Preview)
-            m_preview->Load_prev_db(list, m_message->message().format,
-                                   m_message->message().body);
+            m_preview->Load_prev_db(list, m_message->message().format, m_message->message().body);
     });
 }
 
@@ -330,9 +332,8 @@ void Main::editMessage()
 
 void Main::showPreview()
 {
-    withSelectedJob([this](const JobRow &job) {
-        m_windows->showPreview(job, m_message->message());
-    });
+    withSelectedJob(
+        [this](const JobRow &job) { m_windows->showPreview(job, m_message->message()); });
 }
 
 void Main::withSelectedJob(const std::function<void(const JobRow &)> &action)

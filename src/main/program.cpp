@@ -6,12 +6,32 @@
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
+#include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
+
+namespace
+{
+
+/// The web engine ends the whole program when it is started by root with its sandbox on.
+HtmlView *makeHtmlView(QWidget *parent)
+{
+#ifdef Q_OS_UNIX
+    if (geteuid() == 0 && !qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
+        return new TextHtmlView(parent);
+#endif
+    return new WebHtmlView(parent);
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
@@ -33,13 +53,13 @@ int main(int argc, char *argv[])
                       QStringLiteral("DIR")});
     parser.process(app);
     const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))
-        ? ProgramFolder(parser.value(QStringLiteral("folder")))
-        : ProgramFolder::ofExecutable();
+                                     ? ProgramFolder(parser.value(QStringLiteral("folder")))
+                                     : ProgramFolder::ofExecutable();
 
     MessageBoxOperator op;
     SystemClock clock;
     EventLoopYield yield;
-    Main window({folder, op, clock, yield, &makeWebHtmlView,
+    Main window({folder, op, clock, yield, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

@@ -7,7 +7,10 @@
 
 RunScreen::RunScreen(JobListPanel &jobs, StatusPanels &panels, QProgressBar &progress,
                      QWidget &window)
-    : m_jobs(jobs), m_panels(panels), m_progress(progress), m_window(window)
+    : m_jobs(jobs)
+    , m_panels(panels)
+    , m_progress(progress)
+    , m_window(window)
 {
 }
 

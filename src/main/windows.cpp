@@ -11,8 +11,12 @@
 
 Windows::Windows(const ProgramFolder &folder, Operator &op, const Clock &clock,
                  const HtmlViewFactory &makeHtmlView, QWidget &owner)
-    : m_folder(folder), m_operator(op), m_clock(clock), m_makeHtmlView(makeHtmlView), m_owner(owner),
-      m_store(folder)
+    : m_folder(folder)
+    , m_operator(op)
+    , m_clock(clock)
+    , m_makeHtmlView(makeHtmlView)
+    , m_owner(owner)
+    , m_store(folder)
 {
 }
 
@@ -44,8 +48,8 @@ bool Windows::editJob(const JobRow &job)
 void Windows::showPreview(const JobRow &job, const JobMessage &message)
 {
     if (!m_preview)
-        m_preview = std::make_unique<frmPreview>(m_folder, m_operator, m_clock, m_makeHtmlView,
-                                                 &m_owner);
+        m_preview =
+            std::make_unique<frmPreview>(m_folder, m_operator, m_clock, m_makeHtmlView, &m_owner);
     m_preview->Load_db(m_folder.listConnectionString(job.number(JobCell::MaillistId)),
                        message.format, message.body);
     m_preview->setSubject(job[JobCell::Subject]);

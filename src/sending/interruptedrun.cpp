@@ -8,7 +8,10 @@
 #include "sqltext.h"
 #include "statement.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 
 namespace
 {
@@ -18,6 +21,21 @@ QString lockFile(const ProgramFolder &folder, qint64 listId)
     return folder.file(QStringLiteral("data\\m%1.lock").arg(listId));
 }
 
+/// Takes the lock unless a living process holds it.
+bool take(QLockFile &lock)
+{
+    lock.setStaleLockTime(0); // a run may last for days
+    if (lock.tryLock())
+        return true;
+    // A power cut can leave the file without its process number, and such a file is nobody's; one
+    // that was made this moment may still get its number.
+    const QFileInfo file(lock.fileName());
+    if (file.size() > 0 || file.lastModified().secsTo(QDateTime::currentDateTime()) < 2)
+        return false;
+    return QFile::remove(lock.fileName()) && lock.tryLock();
+}
+
+/// Made by the first run of a list: an empty list, and one from elsewhere, has only its recipients.
 void ensureTable(Connection &list)
 {
     list.execute(QStringLiteral("create table if not exists sending (jobid integer primary key, "
@@ -51,9 +69,8 @@ QStringList recoverList(const ProgramFolder &folder, Connection &system, qint64 
 ListLock::ListLock(const ProgramFolder &folder, qint64 listId)
     : m_file(lockFile(folder, listId))
 {
-    m_file.setStaleLockTime(0); // a run may last for days
     // A folder that takes no lock takes no outcome either; the database will say so.
-    if (!m_file.tryLock() && m_file.error() == QLockFile::LockFailedError)
+    if (!take(m_file) && m_file.error() == QLockFile::LockFailedError)
         throw StorageError(0, QStringLiteral("Quillbright"),
                            QStringLiteral("Another Quillbright is sending to this maillist."));
 }
@@ -101,8 +118,7 @@ QStringList recoverInterruptedRuns(const ProgramFolder &folder)
     for (const QString &name : locks) {
         const qint64 listId = name.mid(1).section(QLatin1Char('.'), 0, 0).toLongLong();
         QLockFile lock(lockFile(folder, listId));
-        lock.setStaleLockTime(0);
-        if (!lock.tryLock())
+        if (!take(lock))
             continue; // its run is alive
         Connection system(folder.systemConnectionString());
         names += recoverList(folder, system, listId);

@@ -1,12 +1,15 @@
 // The main window as a person uses it: menus, toolbar, clicks and keys, against a real server on
 // loopback where something is sent.
 
+#include "connection.h"
 #include "fakes.h"
 #include "frmnewjob.h"
 #include "frmsplash.h"
+#include "interruptedrun.h"
 #include "jobstore.h"
 #include "mainwindow.h"
 #include "programfolder.h"
+#include "recordinghtmlview.h"
 #include "smtpsendmail.h"
 #include "smtpserver.h"
 #include "sortablelist.h"
@@ -18,6 +21,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
@@ -29,21 +33,13 @@
 namespace
 {
 
-/// An HTML view that only remembers.
-class PlainView final : public HtmlView
-{
-public:
-    using HtmlView::HtmlView;
-    void showFile(const QString &path) override { shown = path; }
-    QString shown;
-};
-
 /// Does `action` to the modal window of this class as soon as it is up; fails when none comes.
 template <typename Window>
 class WhenShown final : public QObject
 {
 public:
-    explicit WhenShown(std::function<void(Window &)> action) : m_action(std::move(action))
+    explicit WhenShown(std::function<void(Window &)> action)
+        : m_action(std::move(action))
     {
         startTimer(10);
     }
@@ -70,7 +66,8 @@ private:
 
 /// The program on a folder, with a server and a scripted person.
 struct Desk {
-    explicit Desk(ServerOptions options = {}) : server(std::move(options))
+    explicit Desk(ServerOptions options = {})
+        : server(std::move(options))
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
                            folder.file(QStringLiteral("config")));
@@ -143,7 +140,7 @@ struct Desk {
     FakeClock clock;
     EventLoopYield yield;
     Main window{{folder.folder(), op, clock, yield,
-                 [](QWidget *parent) { return new PlainView(parent); },
+                 [](QWidget *parent) { return new RecordingHtmlView(parent); },
                  [this] { return std::make_unique<SmtpSendMail>(yield); }}};
 };
 
@@ -170,7 +167,8 @@ class AtTheThird final : public QObject
 {
 public:
     AtTheThird(const SmtpServer &server, std::function<void()> action)
-        : m_server(server), m_action(std::move(action))
+        : m_server(server)
+        , m_action(std::move(action))
     {
         startTimer(5);
     }
@@ -296,13 +294,12 @@ void TestMain::onlyPauseIsEnabledDuringARun()
     Qt::CursorShape pointer = Qt::ArrowCursor;
     const AtTheThird look(desk.server, [&] {
         desk.clickRow(0); // looking at a job starts nothing and enables nothing
-        for (const QAction *action : desk.window.findChildren<QAction *>()) {
-            if (action->isEnabled() && action->isVisible() && !action->menu()
-                && !action->isSeparator() && !action->text().isEmpty()
-                && !qobject_cast<QLineEdit *>(action->parent()) && action->actionGroup() == nullptr
-                && (desk.find<QToolBar>("Toolbar1")->actions().contains(action)
-                    || action->objectName().startsWith(QLatin1String("m"))))
-                enabled += action->objectName();
+        QList<QAction *> commands = desk.find<QToolBar>("Toolbar1")->actions();
+        for (const char *menu : {"mmFile", "mmEdit", "mmJob", "mmHelp"})
+            commands += desk.find<QMenu>(menu)->actions();
+        for (const QAction *command : std::as_const(commands)) {
+            if (command->isEnabled() && !command->isSeparator())
+                enabled += command->objectName();
         }
         pointer = desk.window.cursor().shape();
     });
@@ -403,8 +400,7 @@ void TestMain::editKeepsTheRow()
         auto *name = window.findChild<QLineEdit *>(QStringLiteral("txtJobName"));
         QCOMPARE(name->text(), QStringLiteral("Two"));
         name->setText(QStringLiteral("Bob's mailing"));
-        QTest::mouseClick(window.findChild<QPushButton *>(QStringLiteral("cmdOK")),
-                          Qt::LeftButton);
+        QTest::mouseClick(window.findChild<QPushButton *>(QStringLiteral("cmdOK")), Qt::LeftButton);
     });
     desk.toolbar("Edit")->trigger();
     QCOMPARE(desk.folder.rows(QStringLiteral("select jobname from mjob where jobid=2")).first(),
@@ -436,8 +432,8 @@ void TestMain::resets()
 void TestMain::tabsShowTheSelectedJob()
 {
     Desk desk;
-    desk.addJob(QStringLiteral("Spring"), {QStringLiteral("'a@example.org','Ann'"),
-                                           QStringLiteral("'b@example.org','Ben'")},
+    desk.addJob(QStringLiteral("Spring"),
+                {QStringLiteral("'a@example.org','Ann'"), QStringLiteral("'b@example.org','Ben'")},
                 QStringLiteral("Dear %%FIRSTNAME%%"));
     desk.addJob(QStringLiteral("Autumn"), addresses(7), QStringLiteral("<b>Hi</b>"));
     desk.folder.execute(QStringLiteral("update mmsg set format='HTML' where msgid=2"));
@@ -468,8 +464,8 @@ void TestMain::splitterStaysWithinItsLimits()
         QTest::mousePress(bar, Qt::LeftButton, {}, from);
         QTest::mouseMove(bar, from + QPoint(0, dy / 2));
         QTest::mouseMove(bar, from + QPoint(0, dy));
-        QTest::mouseRelease(bar, Qt::LeftButton, {}, bar->mapFromGlobal(
-            bar->mapToGlobal(from)) + QPoint(0, dy));
+        QTest::mouseRelease(bar, Qt::LeftButton, {},
+                            bar->mapFromGlobal(bar->mapToGlobal(from)) + QPoint(0, dy));
         return splitter->sizes();
     };
     const int before = splitter->sizes().first();
@@ -499,9 +495,8 @@ void TestMain::reportsDatabaseErrors()
     file.write(QByteArray("garbage").repeated(2000));
     file.close();
     if (damaged == QLatin1String("sys.mdb")) {
-        const WhenShown<frmNewJob> editor([](frmNewJob &window) { window.reject(); });
         desk.open();
-        QTRY_VERIFY(!QApplication::activeModalWidget() && desk.op.told.size() > 1);
+        QTRY_VERIFY(desk.op.told.size() > 1); // the list, then the editor of a first job
     } else {
         desk.open();
         desk.clickRow(0);
@@ -520,13 +515,14 @@ void TestMain::interruptedRunIsPaused()
 {
     Desk desk;
     desk.addJob(QStringLiteral("Spring"), addresses(3));
-    desk.folder.execute(QStringLiteral("create table sending (jobid integer primary key, "
-                                       "start_time text not null, last_mid integer not null)"),
-                        1);
-    desk.folder.execute(QStringLiteral("insert into sending values (1, '2026/11/15 10:00:00', 2)"),
-                        1);
+    {
+        Connection list(desk.folder.folder().listConnectionString(1));
+        RunMarker::begin(list, 1, QStringLiteral("2026/11/15 10:00:00"), 2);
+    }
     QFile lock(desk.folder.file(QStringLiteral("data\\m1.lock")));
-    QVERIFY(lock.open(QIODevice::WriteOnly));
+    QVERIFY(lock.open(QIODevice::WriteOnly)); // empty, as a power cut leaves it
+    QVERIFY(lock.setFileTime(QDateTime::currentDateTime().addSecs(-60),
+                             QFileDevice::FileModificationTime));
     lock.close();
     desk.open();
     QCOMPARE(desk.cell(0, JobCell::Progress), QStringLiteral("Paused"));

@@ -36,6 +36,7 @@ private slots:
     void confirmsAChangedPassword();
     void confirmsBeforeAButtonActs_data();
     void confirmsBeforeAButtonActs();
+    void asksOnceAtATime();
     void borrowedFocusAsksNothing();
     void returnsToThePasswordFromTheOtherTab();
 
@@ -48,10 +49,13 @@ private:
     QLineEdit *password() const { return box<QLineEdit>("txtPassword"); }
     void press(const char *button) const
     {
-        QTest::mouseClick(box<QPushButton>(button), Qt::LeftButton);
+        QTest::mousePress(box<QPushButton>(button), Qt::LeftButton);
+        QCoreApplication::processEvents(); // a finger is slower than the event queue
+        QTest::mouseRelease(box<QPushButton>(button), Qt::LeftButton);
     }
+    static void activate(QWidget *window);
     /// Options as opened by a person, with a password stored and the login switched on.
-    void open(const QString &storedPassword = {});
+    void open(const QString &storedPassword = {}, Operator *op = nullptr);
     void type(QLineEdit *edit, const QString &text) const;
 
     std::unique_ptr<QTemporaryDir> m_config;
@@ -88,16 +92,21 @@ void TestOptions::cleanup()
     m_config.reset();
 }
 
-void TestOptions::open(const QString &storedPassword)
+void TestOptions::activate(QWidget *window)
+{
+    window->show();
+    window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window));
+}
+
+void TestOptions::open(const QString &storedPassword, Operator *op)
 {
     Settings settings = m_store->load();
     settings.requireLogon = true;
     settings.password = storedPassword;
     m_store->save(settings);
-    m_window = std::make_unique<frmPinfo>(*m_store, *m_op);
-    m_window->show();
-    m_window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    m_window = std::make_unique<frmPinfo>(*m_store, op ? *op : *m_op);
+    activate(m_window.get());
 }
 
 void TestOptions::type(QLineEdit *edit, const QString &text) const
@@ -113,18 +122,18 @@ void TestOptions::firstStart()
     m_window = std::make_unique<frmPinfo>(*m_store, *m_op);
     m_window->show();
     QCOMPARE(m_window->current(), Settings());
-    const auto isLoginEnabled = [this] {
-        QList<bool> states;
+    const auto enabledOfLogin = [this] {
+        int count = 0;
         for (const char *name :
              {"lblLogin", "lblUsername", "txtUsername", "lblPassword", "txtPassword"})
-            states += box<QWidget>(name)->isEnabled();
-        return states.count(true) == 5 ? 1 : states.count(true) == 0 ? 0 : -1;
+            count += box<QWidget>(name)->isEnabled();
+        return count;
     };
-    QCOMPARE(isLoginEnabled(), 0);
+    QCOMPARE(enabledOfLogin(), 0);
     QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
-    QCOMPARE(isLoginEnabled(), 1);
+    QCOMPARE(enabledOfLogin(), 5);
     press("cmdClose"); // loads again, with the login off
-    QCOMPARE(isLoginEnabled(), 0);
+    QCOMPARE(enabledOfLogin(), 0);
 }
 
 void TestOptions::boxesAreTheLiveSettings()
@@ -311,11 +320,45 @@ void TestOptions::confirmsBeforeAButtonActs()
                  confirmed && !closes ? QStringLiteral("new") : QStringLiteral("old"));
     QCOMPARE(password()->text(),
              confirmed && closes ? QStringLiteral("old") : QStringLiteral("new"));
-    // The action has asked: leaving the box afterwards does not ask once more.
-    QCoreApplication::processEvents();
-    box<QLineEdit>("txtSMTP")->setFocus();
+    // That change has been asked about, also when the window is shown again; the next has not.
+    QWidget mainWindow;
+    activate(&mainWindow);
+    activate(m_window.get());
+    QTRY_VERIFY(password()->hasFocus());
+    QTest::keyClick(password(), Qt::Key_Tab);
     QCoreApplication::processEvents();
     QCOMPARE(m_op->asked.size(), 1);
+    press("Command1");
+    password()->setFocus();
+    type(password(), QStringLiteral("next"));
+    for (int i = 0; i < 2; ++i) {
+        m_op->passwords.push(password()->text());
+        press("Command1");
+        QTest::keyClicks(password(), QStringLiteral("er"));
+    }
+    QCOMPARE(m_op->asked.size(), 3);
+}
+
+void TestOptions::asksOnceAtATime()
+{
+    struct SlowOperator final : Operator {
+        void tell(const QString &, const QString &) override {}
+        bool ask(const QString &, const QString &) override { return false; }
+        QString inputPassword(const QString &, const QString &) override
+        {
+            ++asked;
+            QCoreApplication::sendPostedEvents(); // as a dialog does
+            return QStringLiteral("new");
+        }
+        int asked = 0;
+    } op;
+    open(QStringLiteral("old"), &op);
+    type(password(), QStringLiteral("new"));
+    for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Tab})
+        QTest::keyClick(m_window->focusWidget(), key);
+    QTRY_COMPARE(op.asked, 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(op.asked, 1);
 }
 
 void TestOptions::borrowedFocusAsksNothing()
@@ -323,12 +366,9 @@ void TestOptions::borrowedFocusAsksNothing()
     open(QStringLiteral("old"));
     type(password(), QStringLiteral("new"));
     QWidget other;
-    other.show();
-    other.activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(&other));
+    activate(&other);
     QCOMPARE(m_op->asked, QStringList());
-    m_window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    activate(m_window.get());
     QTRY_VERIFY(password()->hasFocus());
     QCOMPARE(m_op->asked, QStringList());
     // The change is still to be confirmed.
