@@ -1,9 +1,8 @@
 #include "bodyfile.h"
+#include "connection.h"
 #include "messagestore.h"
 #include "storageerror.h"
 #include "testfolder.h"
-
-#include "connection.h"
 
 #include <QDir>
 #include <QFile>
