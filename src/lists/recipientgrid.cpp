@@ -39,9 +39,33 @@ void RecipientGrid::load(const QString &listConnectionString, const RecipientQue
     m_recipients.load(listConnectionString, query);
     m_emptyText =
         query.condition().isEmpty()
-            ? tr("This list has no recipients yet. “Edit Maillist” adds some.")
+            ? m_emptyListText
             : tr("No recipient matches the search. Empty its text to see the whole list.");
     setColumnWidths();
+}
+
+void RecipientGrid::setEmptyListText(const QString &text)
+{
+    m_emptyListText = text;
+}
+
+void RecipientGrid::setEditable(bool editable)
+{
+    setEditTriggers(editable ? DoubleClicked | EditKeyPressed | AnyKeyPressed : NoEditTriggers);
+}
+
+void RecipientGrid::commitEditor()
+{
+    if (QWidget *editor = indexWidget(currentIndex())) {
+        commitData(editor);
+        closeEditor(editor, QAbstractItemDelegate::NoHint);
+    }
+}
+
+void RecipientGrid::discardEditor()
+{
+    if (QWidget *editor = indexWidget(currentIndex()))
+        closeEditor(editor, QAbstractItemDelegate::RevertModelCache);
 }
 
 void RecipientGrid::paintEvent(QPaintEvent *event)
