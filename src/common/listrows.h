@@ -14,6 +14,7 @@ struct ListColumn {
     double width; ///< as a fraction of the list's width
     SortKind kind = SortKind::Text;
     Qt::AlignmentFlag alignment = Qt::AlignLeft;
+    int pixels = 0; ///< device-independent, added to the fraction
 };
 
 /// A row of a report list: the record's number, and a text for each column.

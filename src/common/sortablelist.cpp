@@ -8,6 +8,8 @@
 #include <QStyledItemDelegate>
 #include <QToolTip>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -163,6 +165,24 @@ void SortableList::selectRow(int row)
     scrollTo(index);
 }
 
+qint64 SortableList::highestNumber() const
+{
+    qint64 highest = 0;
+    for (int i = 0; i < count(); ++i)
+        highest = std::max(highest, row(i).number);
+    return highest;
+}
+
+void SortableList::selectNewerThan(qint64 number)
+{
+    // Numbers are never used twice, so the newest record has the highest one.
+    const qint64 newest = highestNumber();
+    if (newest <= number)
+        return;
+    selectRow(rowOf(newest));
+    setFocus();
+}
+
 void SortableList::highlight(qint64 number)
 {
     m_rows.highlight(number);
@@ -187,7 +207,7 @@ void SortableList::spreadColumns()
     const QScopedValueRollback spreading(m_isSpreading, true);
     int section = 0;
     for (const ListColumn &column : m_rows.columns())
-        header()->resizeSection(section++, int(column.width * viewport()->width()));
+        header()->resizeSection(section++, int(column.width * viewport()->width()) + column.pixels);
 }
 
 void SortableList::useReadableRed()

@@ -48,6 +48,12 @@ public:
     /// Selects the row and scrolls it into view; a row that is not there changes nothing.
     void selectRow(int row);
 
+    /// The highest number among the records listed; 0 when there are none.
+    qint64 highestNumber() const;
+    /// Selects the newest of the records that are newer than `number`, scrolls it into view and
+    /// gives the list the focus; where there is none, nothing changes.
+    void selectNewerThan(qint64 number);
+
     /// Shows the record's row bold, red and with its own icon, and no other.
     void highlight(qint64 number);
 

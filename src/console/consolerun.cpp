@@ -1,6 +1,7 @@
 #include "consolerun.h"
 
 #include "terminal.h"
+#include "texttable.h"
 
 #include "clock.h"
 #include "connection.h"
@@ -15,7 +16,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <algorithm>
 #include <functional>
 
 namespace
@@ -61,33 +61,20 @@ QString json(const std::vector<JobRow> &jobs)
 
 QString table(const std::vector<JobRow> &jobs)
 {
-    QString text;
-    std::vector<qsizetype> widths;
+    std::vector<TextColumn> columns;
     for (const CellName &name : cellNames) {
-        qsizetype width = name.heading ? QLatin1String(name.heading).size() : 0;
-        for (const JobRow &job : jobs)
-            width = std::max(width, name.heading ? job[name.cell].size() : 0);
-        widths.push_back(width);
+        if (name.heading)
+            columns.push_back({QString::fromLatin1(name.heading), name.isNumber});
     }
-    const auto addLine = [&](const std::function<QString(const CellName &)> &value) {
-        QString line;
-        for (size_t i = 0; i < std::size(cellNames); ++i) {
-            const CellName &name = cellNames[i];
-            if (!name.heading)
-                continue;
-            const QString cell = value(name);
-            line += name.isNumber ? cell.rightJustified(widths[i]) : cell.leftJustified(widths[i]);
-            line += QStringLiteral("  ");
+    std::vector<QStringList> rows;
+    for (const JobRow &job : jobs) {
+        QStringList &row = rows.emplace_back();
+        for (const CellName &name : cellNames) {
+            if (name.heading)
+                row += job[name.cell];
         }
-        while (line.endsWith(QLatin1Char(' ')))
-            line.chop(1);
-        text += line + QLatin1Char('\n');
-    };
-    addLine([](const CellName &name) { return QString::fromLatin1(name.heading); });
-    for (const JobRow &job : jobs)
-        addLine([&job](const CellName &name) { return job[name.cell]; });
-    text.chop(1);
-    return text;
+    }
+    return textTable(columns, rows);
 }
 
 /// The one job of the number or name; tells why there is none.
@@ -119,16 +106,6 @@ void recover(const ProgramFolder &folder)
                          .arg(name));
 }
 
-ExitStatus withStorage(const std::function<ExitStatus()> &action)
-{
-    try {
-        return action();
-    } catch (const StorageError &e) {
-        printMessage(e.report());
-        return StorageFailure;
-    }
-}
-
 ExitStatus exitStatus(SendRun::Result result, int failed)
 {
     switch (result) {
@@ -147,6 +124,16 @@ ExitStatus exitStatus(SendRun::Result result, int failed)
 }
 
 } // namespace
+
+ExitStatus withStorage(const std::function<ExitStatus()> &action)
+{
+    try {
+        return action();
+    } catch (const StorageError &e) {
+        printMessage(e.report());
+        return StorageFailure;
+    }
+}
 
 ExitStatus listJobs(const ProgramFolder &folder, bool asJson)
 {

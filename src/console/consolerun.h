@@ -2,6 +2,8 @@
 
 #include "jobrow.h"
 
+#include <functional>
+
 class ProgramFolder;
 
 /// The program's exit statuses.
@@ -19,6 +21,9 @@ struct StartOptions {
     int reruns = 0;          ///< further reruns over failures when there is no terminal to ask on
     int batchPauseMs = 1000; ///< how long the run waits after every batch of recipients
 };
+
+/// Runs `action`; reports the storage error that it throws.
+ExitStatus withStorage(const std::function<ExitStatus()> &action);
 
 ExitStatus listJobs(const ProgramFolder &folder, bool json);
 /// `job` is a number or an exact, unique name.

@@ -1,5 +1,6 @@
 // quillbright-console: the program without a window, for servers, cron and tests.
 
+#include "consolemessages.h"
 #include "consolerun.h"
 #include "terminal.h"
 
@@ -15,10 +16,13 @@ const QString usage = QStringLiteral(
     "usage: quillbright-console [--folder DIR] jobs [--json]\n"
     "       quillbright-console [--folder DIR] start JOB [--resend-failed] [--rerun N]\n"
     "       quillbright-console [--folder DIR] reset JOB\n"
+    "       quillbright-console [--folder DIR] messages [--json]\n"
+    "       quillbright-console [--folder DIR] test-send MESSAGE ADDRESS\n"
     "\n"
     "JOB is a job number or a job's exact name.\n"
+    "MESSAGE is a message number or a message's exact subject.\n"
     "  --folder DIR      the program folder; default: the folder of this program\n"
-    "  --json            print the jobs as JSON\n"
+    "  --json            print the jobs or messages as JSON\n"
     "  --resend-failed   send to the failed recipients only\n"
     "  --rerun N         without a terminal to ask on, rerun over failures N more times\n"
     "  --batch-pause MS  wait between two batches of 50 recipients; default: 1000\n"
@@ -89,6 +93,13 @@ ExitStatus run(const QStringList &arguments)
 
     if (command == QLatin1String("reset") && words.size() == 2 && onlyHas(parser, {}))
         return resetJob(folder, words.at(1));
+
+    if (command == QLatin1String("messages") && words.size() == 1 &&
+        onlyHas(parser, {QStringLiteral("json")}))
+        return listMessages(folder, parser.isSet(QStringLiteral("json")));
+
+    if (command == QLatin1String("test-send") && words.size() == 3 && onlyHas(parser, {}))
+        return testSend(folder, words.at(1), words.at(2));
     return wrongUsage(QStringLiteral("Wrong or missing command."));
 }
 

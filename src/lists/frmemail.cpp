@@ -65,6 +65,7 @@ void frmemail::connectCommands()
     moves(m_ui->Prior, m_ui->cmdPrevious, RecordMove::Previous);
     moves(m_ui->Next, m_ui->cmdNext, RecordMove::Next);
     moves(m_ui->Last, m_ui->cmdLast, RecordMove::Last);
+    connect(m_ui->txtSearch, &QLineEdit::returnPressed, m_ui->cmdSearch, &QPushButton::click);
     connect(m_ui->cmdSearch, &QPushButton::clicked, this, [this] {
         if (saveRow())
             reload();

@@ -9,7 +9,7 @@
 #include <QApplication>
 
 frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint)
+    : ButtonDialog(parent)
     , m_ui(std::make_unique<Ui::frmPinfo>())
     , m_store(store)
     , m_op(op)
@@ -135,32 +135,4 @@ void frmPinfo::rememberPassword()
     m_remembered.reset();
     if (m_ui->txtPassword->hasFocus())
         m_remembered = m_ui->txtPassword->text();
-}
-
-void frmPinfo::reject()
-{
-    if (m_programEnds)
-        QDialog::reject();
-}
-
-void frmPinfo::showEvent(QShowEvent *event)
-{
-    m_programEnds = false;
-    qApp->installEventFilter(this);
-    QDialog::showEvent(event);
-}
-
-void frmPinfo::hideEvent(QHideEvent *event)
-{
-    qApp->removeEventFilter(this);
-    QDialog::hideEvent(event);
-}
-
-/// A program that is told to end (the desktop's session closes) closes its windows one by one, and
-/// stays when one of them refuses.
-bool frmPinfo::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == qApp && event->type() == QEvent::Quit)
-        m_programEnds = true;
-    return QDialog::eventFilter(watched, event);
 }

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "buttondialog.h"
 #include "settings.h"
-
-#include <QDialog>
 
 #include <memory>
 #include <optional>
@@ -17,8 +16,7 @@ class frmPinfo;
 
 /// The Options window. Its boxes are the live settings: what they hold counts at once, applied or
 /// not, so it is made once, the first time anything needs a setting, and hidden between uses.
-/// Only its own buttons leave it.
-class frmPinfo final : public QDialog, public LiveSettings
+class frmPinfo final : public ButtonDialog, public LiveSettings
 {
     Q_OBJECT
 
@@ -30,13 +28,6 @@ public:
     Settings current() const override;
     /// Fills the boxes with the stored settings.
     void SetInfo();
-    /// Ignored, and with it Escape and the system's ways of closing, until the program itself ends.
-    void reject() override;
-
-protected:
-    void showEvent(QShowEvent *event) override;
-    void hideEvent(QHideEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void apply();
@@ -51,5 +42,4 @@ private:
     Operator &m_op;
     /// The password when its box received the focus, until a change of it has been asked about.
     std::optional<QString> m_remembered;
-    bool m_programEnds = false;
 };

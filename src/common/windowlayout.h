@@ -1,0 +1,9 @@
+#pragma once
+
+class SortableList;
+class QWidget;
+
+/// Size and place of a window, and the column widths of its list, from one run of the program to
+/// the next. The window's object name tells whose they are.
+void restoreWindowLayout(QWidget &window, SortableList &list);
+void saveWindowLayout(const QWidget &window, const SortableList &list);

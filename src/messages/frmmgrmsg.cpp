@@ -1,0 +1,190 @@
+#include "frmmgrmsg.h"
+
+#include "ui_frmmgrmsg.h"
+
+#include "messagecatalogue.h"
+#include "operator.h"
+#include "storageerror.h"
+#include "toolbarkeys.h"
+#include "windowlayout.h"
+
+#include <QShortcut>
+#include <QShowEvent>
+
+namespace
+{
+
+enum Column { Subject, MailId, SenderName };
+
+std::vector<ListColumn> messageColumns()
+{
+    using Window = frmMgrMsg;
+    constexpr int numberWidth = 67;
+    // Room for the numbers and a scroll bar is taken from the last column.
+    constexpr int taken = -93;
+    return {{Window::tr("Subject"), 2. / 3},
+            {Window::tr("Mail ID"), 0, SortKind::Number, Qt::AlignRight, numberWidth},
+            {Window::tr("Sender Name"), 1. / 3, SortKind::Text, Qt::AlignLeft, taken}};
+}
+
+ListRow listRow(const MessageHead &message)
+{
+    return {message.number, {message.subject, QString::number(message.number), message.senderName}};
+}
+
+} // namespace
+
+frmMgrMsg::frmMgrMsg(const ProgramFolder &folder, Operator &op, MessageCommands commands,
+                     QWidget *parent)
+    : QDialog(parent)
+    , m_folder(folder)
+    , m_op(op)
+    , m_commands(std::move(commands))
+    , m_ui(std::make_unique<Ui::frmMgrMsg>())
+{
+    m_ui->setupUi(this);
+    letTabReachButtons(*m_ui->Toolbar1);
+    m_ui->ListView1->setColumns(messageColumns());
+    const QIcon icon = QIcon::fromTheme(QStringLiteral("mail-message"));
+    m_ui->ListView1->setIcons(icon, icon);
+    connectCommands();
+    restoreWindowLayout(*this, *m_ui->ListView1);
+}
+
+frmMgrMsg::~frmMgrMsg()
+{
+    // Hiding saves the layout: not later, when the list is gone.
+    hide();
+}
+
+void frmMgrMsg::connectCommands()
+{
+    connect(m_ui->New, &QAction::triggered, this, &frmMgrMsg::newMessage);
+    connect(m_ui->Copy, &QAction::triggered, this, &frmMgrMsg::duplicate);
+    connect(m_ui->Properties, &QAction::triggered, this, &frmMgrMsg::edit);
+    connect(m_ui->Delete, &QAction::triggered, this, &frmMgrMsg::deleteSelected);
+    connect(m_ui->MAILLIST, &QAction::triggered, this, [this] {
+        withSelected([this](const ListRow &row) { m_commands.sendTest(row.number); });
+    });
+    connect(m_ui->Search, &QAction::triggered, this, [this] {
+        withSelected([this](const ListRow &row) { m_commands.findJobs(row.number); });
+    });
+    SortableList *list = m_ui->ListView1;
+    connect(list, &SortableList::rowDoubleClicked, this, &frmMgrMsg::edit);
+    connect(list, &SortableList::rowEntered, this, &frmMgrMsg::edit);
+    // Del in the search box means the box's text.
+    new QShortcut(Qt::Key_Delete, list, this, &frmMgrMsg::deleteSelected, Qt::WidgetShortcut);
+    connect(m_ui->cmdSearch, &QPushButton::clicked, this, &frmMgrMsg::list_refresh);
+}
+
+void frmMgrMsg::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    if (event->spontaneous())
+        return;
+    m_ui->combType->setCurrentIndex(0);
+    m_ui->txtSearch->clear();
+    m_ui->ListView1->setRows({});
+    list_refresh();
+    m_ui->ListView1->sortDescending(MailId);
+    m_ui->ListView1->selectRow(0);
+    m_ui->ListView1->setFocus();
+}
+
+void frmMgrMsg::hideEvent(QHideEvent *event)
+{
+    saveWindowLayout(*this, *m_ui->ListView1);
+    QDialog::hideEvent(event);
+}
+
+/// A failure leaves the rows as they are.
+void frmMgrMsg::list_refresh()
+{
+    SortableList *list = m_ui->ListView1;
+    const auto field =
+        m_ui->combType->currentIndex() == 0 ? MessageField::Subject : MessageField::SenderName;
+    const QString text = m_ui->txtSearch->text();
+    try {
+        std::vector<ListRow> rows;
+        for (const MessageHead &message : findMessages(m_folder, field, text))
+            rows.push_back(listRow(message));
+        list->setRows(std::move(rows));
+        list->setEmptyText(text.isEmpty()
+                               ? tr("There are no messages yet. \"New\" writes the first one.")
+                               : tr("No message matches the search. Search for an empty text to "
+                                    "see every message."));
+    } catch (const StorageError &) {
+        list->setEmptyText(tr("The messages could not be read."));
+    }
+}
+
+void frmMgrMsg::newMessage()
+{
+    const qint64 highest = m_ui->ListView1->highestNumber();
+    if (!m_commands.create())
+        return;
+    list_refresh();
+    m_ui->ListView1->selectNewerThan(highest);
+}
+
+void frmMgrMsg::duplicate()
+{
+    withSelected([this](const ListRow &row) {
+        const qint64 highest = m_ui->ListView1->highestNumber();
+        try {
+            duplicateMessage(m_folder, row.number);
+        } catch (const StorageError &) {
+            return; // no copy in the list tells it
+        }
+        list_refresh();
+        m_ui->ListView1->selectNewerThan(highest);
+    });
+}
+
+void frmMgrMsg::edit()
+{
+    withSelected([this](const ListRow &row) {
+        const QString caption =
+            tr("Edit Email [ %1-%2 ]").arg(QString::number(row.number), row.cells[Subject]);
+        if (!m_commands.edit(row.number, caption))
+            return;
+        try {
+            const MessageHead saved = messageHead(m_folder, row.number);
+            SortableList *list = m_ui->ListView1;
+            const int index = list->rowOf(saved.number);
+            list->selectRow(index);
+            list->setFocus();
+            list->setCells(index, listRow(saved).cells);
+        } catch (const StorageError &e) {
+            m_op.tell(e.report(), tr("Error"));
+        }
+    });
+}
+
+void frmMgrMsg::deleteSelected()
+{
+    withSelected([this](const ListRow &row) {
+        if (!m_op.ask(tr("Delete : %1").arg(row.cells[Subject]), tr("Delete ")))
+            return;
+        try {
+            if (deleteMessage(m_folder, row.number))
+                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(row.number));
+            else
+                m_op.tell(tr("You cannot delete this email, becase it is being used in other "
+                             "jobs !"),
+                          tr("Email Manager"));
+        } catch (const StorageError &e) {
+            m_op.tell(e.report(), tr("Error"));
+        }
+    });
+}
+
+void frmMgrMsg::withSelected(const std::function<void(const ListRow &)> &action)
+{
+    const int selected = m_ui->ListView1->selectedRow();
+    if (selected < 0)
+        return;
+    // A copy, since the action may fill the list anew.
+    const ListRow row = m_ui->ListView1->row(selected);
+    action(row);
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QDialog>
+
+#include <functional>
+#include <memory>
+
+class Operator;
+class ProgramFolder;
+struct ListRow;
+
+namespace Ui
+{
+class frmMgrMsg;
+}
+
+/// What the message catalogue starts in other windows.
+struct MessageCommands {
+    /// Shows the editor for a new message; true when one was stored.
+    std::function<bool()> create;
+    /// Shows the editor for a stored message under `caption`; true when it was saved.
+    std::function<bool(qint64 number, const QString &caption)> edit;
+    /// Shows the test-send window for a stored message.
+    std::function<void(qint64 number)> sendTest;
+    /// Lists the jobs that send the message in the main window.
+    std::function<void(qint64 number)> findJobs;
+};
+
+/// The Email Manager: finds, duplicates and deletes messages, and leads to the windows in which
+/// they are written and tried. It is made once and hidden between uses.
+class frmMgrMsg final : public QDialog
+{
+    Q_OBJECT
+
+public:
+    /// `folder` and `op` must outlive the window.
+    frmMgrMsg(const ProgramFolder &folder, Operator &op, MessageCommands commands,
+              QWidget *parent = nullptr);
+    ~frmMgrMsg() override;
+
+protected:
+    /// Begins every use with all messages, the newest first.
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+
+private:
+    void connectCommands();
+    void list_refresh();
+    void newMessage();
+    void duplicate();
+    void edit();
+    void deleteSelected();
+    /// Runs `action` on the selected row, where one is selected.
+    void withSelected(const std::function<void(const ListRow &)> &action);
+
+    const ProgramFolder &m_folder;
+    Operator &m_op;
+    MessageCommands m_commands;
+    std::unique_ptr<Ui::frmMgrMsg> m_ui;
+};

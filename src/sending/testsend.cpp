@@ -1,0 +1,81 @@
+#include "testsend.h"
+
+#include "jobmessage.h"
+
+#include "operator.h"
+#include "sendmail.h"
+#include "settings.h"
+
+namespace
+{
+
+/// What of a failure's explanation is shown.
+constexpr qsizetype maxFailure = 255;
+
+} // namespace
+
+TestSend::TestSend(SendMail &mail, const LiveSettings &settings, Operator &op)
+    : m_mail(mail)
+    , m_settings(settings)
+    , m_operator(op)
+{
+    connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
+        m_failed = true;
+        m_failure = QString(explanation).remove(QLatin1Char('"')).left(maxFailure);
+    });
+}
+
+TestSend::Obstacle TestSend::check(const JobMessage &message, const QString &address) const
+{
+    if (address.isEmpty()) {
+        m_operator.tell(QStringLiteral("Please enter email address !"));
+        return Obstacle::NoAddress;
+    }
+    if (m_settings.current().smtpServer.isEmpty()) {
+        m_operator.tell(QStringLiteral(
+            "Please enter the SMTP server address in the Option window and send again !"));
+        return Obstacle::NoServer;
+    }
+    if (const QString path = message.missingAttachment(); !path.isEmpty()) {
+        m_operator.tell(QStringLiteral("Attachment not found : %1 !").arg(path));
+        return Obstacle::MissingAttachment;
+    }
+    return Obstacle::None;
+}
+
+bool TestSend::send(const JobMessage &message, const QString &address)
+{
+    m_failed = false;
+    try {
+        setValues(message, address);
+        m_mail.Send();
+        m_mail.Disconnect();
+    } catch (const std::exception &e) {
+        m_failed = true;
+        m_failure = QString::fromUtf8(e.what());
+    }
+    // Told after the session's end, which would not wait until the message was read.
+    if (m_failed)
+        m_operator.tell(m_failure);
+    return !m_failed;
+}
+
+/// The address check stays as the last run has set it.
+void TestSend::setValues(const JobMessage &message, const QString &address)
+{
+    const Settings settings = m_settings.current();
+    m_mail.Host = settings.smtpServer;
+    m_mail.SenderAddress = message.senderAddress;
+    m_mail.SenderName = message.senderName;
+    m_mail.Recipient = address;
+    m_mail.Subject = message.subject;
+    m_mail.Attachments = message.attachmentPaths().join(QLatin1Char(';'));
+    // A message without a format is HTML here, though a run sends it as plain text.
+    m_mail.HtmlBody = message.format != QLatin1String("TEXT");
+    m_mail.Authenticate = settings.requireLogon;
+    if (settings.requireLogon) {
+        m_mail.UserName = settings.account;
+        m_mail.Password = settings.password;
+    }
+    m_mail.Body = message.body;
+}
