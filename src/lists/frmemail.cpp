@@ -256,9 +256,8 @@ void frmemail::saveLeftRow()
 void frmemail::showPosition()
 {
     const RecipientGrid *grid = m_ui->grdDataGrid;
-    m_position->setText(tr("Record: %1/%2")
-                            .arg(grid->currentIndex().row() + 1)
-                            .arg(grid->model()->rowCount()));
+    m_position->setText(
+        tr("Record: %1/%2").arg(grid->currentIndex().row() + 1).arg(grid->model()->rowCount()));
 }
 
 void frmemail::reject()

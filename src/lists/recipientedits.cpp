@@ -66,7 +66,8 @@ void storeRecipientCount(const ProgramFolder &folder, qint64 listId)
     const qint64 count = Connection(folder.listConnectionString(listId))
                              .number(QStringLiteral("select count(*) from email"));
     Connection(folder.systemConnectionString())
-        .execute(QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
-                     .arg(count)
-                     .arg(listId));
+        .execute(
+            QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
+                .arg(count)
+                .arg(listId));
 }

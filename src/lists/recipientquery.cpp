@@ -38,8 +38,8 @@ QString RecipientQuery::condition() const
 {
     if (searchField == 0 || searchText.isEmpty())
         return {};
-    return QStringLiteral(" where email.") + columnName(searchField) +
-           QStringLiteral(" like '%") + searchText + QStringLiteral("%'");
+    return QStringLiteral(" where email.") + columnName(searchField) + QStringLiteral(" like '%") +
+           searchText + QStringLiteral("%'");
 }
 
 QString RecipientQuery::order() const
