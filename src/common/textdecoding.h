@@ -2,7 +2,11 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringDecoder>
 
 /// Text of unknown origin: UTF-8 where it is valid, otherwise Windows-1252, the usual encoding of
 /// older files.
 QString decodeText(const QByteArray &bytes);
+
+/// For text that is not UTF-8: Windows-1252.
+QStringDecoder windows1252Decoder();

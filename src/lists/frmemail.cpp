@@ -2,6 +2,7 @@
 
 #include "ui_frmemail.h"
 
+#include "listcount.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "toolbarkeys.h"

@@ -1,7 +1,6 @@
 #include "recipientedits.h"
 
 #include "connection.h"
-#include "programfolder.h"
 #include "recipientquery.h"
 #include "sqltext.h"
 
@@ -59,15 +58,4 @@ void deleteRecipient(const QString &listConnectionString, qint64 number)
 void deleteAllRecipients(const QString &listConnectionString)
 {
     Connection(listConnectionString).execute(QStringLiteral("delete from email"));
-}
-
-void storeRecipientCount(const ProgramFolder &folder, qint64 listId)
-{
-    const qint64 count = Connection(folder.listConnectionString(listId))
-                             .number(QStringLiteral("select count(*) from email"));
-    Connection(folder.systemConnectionString())
-        .execute(
-            QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
-                .arg(count)
-                .arg(listId));
 }

@@ -3,8 +3,6 @@
 #include <QMap>
 #include <QString>
 
-class ProgramFolder;
-
 /// New texts of a recipient's fields, by the field's number from 1 as in RecipientQuery. An empty
 /// status is stored as "not sent yet", and an address of blanks is refused as none.
 using RecipientChanges = QMap<int, QString>;
@@ -17,6 +15,3 @@ void updateRecipient(const QString &listConnectionString, qint64 number,
                      const RecipientChanges &changes);
 void deleteRecipient(const QString &listConnectionString, qint64 number);
 void deleteAllRecipients(const QString &listConnectionString);
-
-/// Stores how many recipients the list has in the catalogue. Throws StorageError.
-void storeRecipientCount(const ProgramFolder &folder, qint64 listId);
