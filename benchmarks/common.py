@@ -47,6 +47,14 @@ class Bench:
         return folder
 
     @staticmethod
+    def add_jobs(folder, count):
+        system = sqlite3.connect(os.path.join(folder, "sys.mdb"))
+        with system:
+            system.executemany("insert into mjob (jobname, listid, msgid) values (?, 1, 1)",
+                               ((f"Job {i}",) for i in range(count)))
+        system.close()
+
+    @staticmethod
     def fill_list(path, recipients):
         database = sqlite3.connect(path)
         with database:

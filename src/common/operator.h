@@ -11,8 +11,20 @@ public:
     virtual ~Operator() = default;
     /// Shows `text` with an OK button; returns when it was read. An empty title is the program's.
     virtual void tell(const QString &text, const QString &title = {}) = 0;
+    /// The same with an exclamation mark, for what could not be done.
+    virtual void warn(const QString &text, const QString &title) { tell(text, title); }
     /// Asks a question with Yes and No buttons; true for Yes.
     virtual bool ask(const QString &text, const QString &title = {}) = 0;
     /// Asks for a password; empty when nothing was typed or the question was cancelled.
     virtual QString inputPassword(const QString &prompt, const QString &title) = 0;
+
+    /// Asks for a file that exists; its full path, or empty when the question was cancelled.
+    /// `filter`: what is shown and the patterns it stands for, in turn, with "|" between them
+    /// ("Text (*.txt;*.csv)|*.txt;*.csv"). `folder`: where to look first, empty for where the last
+    /// one was.
+    virtual QString openFile(const QString &title, const QString &filter,
+                             const QString &folder = {}) = 0;
+    /// Asks for the name of a file to write, and whether to replace one that is there.
+    virtual QString saveFile(const QString &title, const QString &filter,
+                             const QString &folder = {}) = 0;
 };

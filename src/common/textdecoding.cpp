@@ -13,3 +13,10 @@ QStringDecoder windows1252Decoder()
     // Without the conversion library Latin 1 is the same but for typographic marks.
     return windows1252.isValid() ? std::move(windows1252) : QStringDecoder(QStringDecoder::Latin1);
 }
+
+QString decodeFile(const QByteArray &content)
+{
+    if (const auto encoding = QStringConverter::encodingForData(content))
+        return QStringDecoder(*encoding)(content);
+    return decodeText(content);
+}

@@ -124,7 +124,7 @@ void ConsoleView::draw()
     if (!m_terminal) {
         if (m_handled % linesEvery == 0)
             printMessage(QStringLiteral("%1 sent, %2 failed, %3/s")
-                             .arg(m_handled)
+                             .arg(m_handled - m_failed)
                              .arg(m_failed)
                              .arg(rate, 0, 'f', 1));
         return;
@@ -139,7 +139,7 @@ void ConsoleView::draw()
         m_percent > 0 ? qint64(double(elapsed) * (100 / double(m_percent) - 1) / 1000) : 0;
     print(stderr, QStringLiteral("\r[%1%2] %3 sent, %4 failed, %5/s, %6 left \033[K")
                       .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')))
-                      .arg(m_handled)
+                      .arg(m_handled - m_failed)
                       .arg(m_failed)
                       .arg(rate, 0, 'f', 1)
                       .arg(duration(left)));

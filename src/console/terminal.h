@@ -23,8 +23,10 @@ public:
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
-    /// Nothing in the console asks for one.
+    /// Nothing in the console asks for a password or a file: they are in its options.
     QString inputPassword(const QString &, const QString &) override { return {}; }
+    QString openFile(const QString &, const QString &, const QString &) override { return {}; }
+    QString saveFile(const QString &, const QString &, const QString &) override { return {}; }
 
 private:
     int m_yesLeft;

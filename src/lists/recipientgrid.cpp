@@ -1,5 +1,7 @@
 #include "recipientgrid.h"
 
+#include "waitpointer.h"
+
 #include <QHeaderView>
 #include <QPainter>
 
@@ -36,6 +38,7 @@ RecipientGrid::RecipientGrid(QWidget *parent)
 
 void RecipientGrid::load(const QString &listConnectionString, const RecipientQuery &query)
 {
+    const WaitPointer pointer; // sorting a long list takes its time
     m_recipients.load(listConnectionString, query);
     m_emptyText =
         query.condition().isEmpty()

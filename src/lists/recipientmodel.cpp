@@ -1,5 +1,6 @@
 #include "recipientmodel.h"
 
+#include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QTimerEvent>
 
@@ -8,8 +9,10 @@ namespace
 
 /// More rows than any screen shows.
 constexpr qsizetype firstKeys = 512;
-/// Some 5 ms of work.
-constexpr qsizetype keysPerStep = 16384;
+/// Read between two looks at the clock.
+constexpr qsizetype keysPerStep = 128;
+/// How long the window waits for a step; a search may look at many rows for each it finds.
+constexpr qint64 stepMs = 8;
 
 } // namespace
 
@@ -35,7 +38,7 @@ void RecipientModel::load(const QString &listConnectionString, const RecipientQu
 void RecipientModel::complete()
 {
     if (!isComplete())
-        readKeys(Keyset::all);
+        readKeys([] { return true; });
 }
 
 int RecipientModel::rowCount(const QModelIndex &parent) const
@@ -172,7 +175,9 @@ void RecipientModel::timerEvent(QTimerEvent *event)
     if (event->timerId() != m_timer.timerId())
         return QAbstractTableModel::timerEvent(event);
     try {
-        readKeys(keysPerStep);
+        QElapsedTimer timer;
+        timer.start();
+        readKeys([&timer] { return timer.elapsed() < stepMs; });
     } catch (const StorageError &e) {
         if (!m_hasFailed) {
             m_hasFailed = true;
@@ -181,7 +186,7 @@ void RecipientModel::timerEvent(QTimerEvent *event)
     }
 }
 
-void RecipientModel::readKeys(qsizetype count)
+void RecipientModel::readKeys(const std::function<bool()> &goOn)
 {
     // What was read before a failure is shown as well.
     const auto show = qScopeGuard([this] {
@@ -193,5 +198,7 @@ void RecipientModel::readKeys(qsizetype count)
         m_rowCount = int(m_rows->size());
         endInsertRows();
     });
-    m_rows->readKeys(count);
+    do
+        m_rows->readKeys(keysPerStep);
+    while (!m_rows->isComplete() && goOn());
 }

@@ -7,6 +7,7 @@
 #include <QAbstractTableModel>
 #include <QBasicTimer>
 
+#include <functional>
 #include <memory>
 
 /// The recipients of a list for a grid: nine columns, rows read when they are shown.
@@ -58,7 +59,7 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    void readKeys(qsizetype count);
+    void readKeys(const std::function<bool()> &goOn);
     void dropRow(int row);
     bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
     QString text(const QModelIndex &index) const;

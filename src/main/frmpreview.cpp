@@ -58,14 +58,18 @@ bool frmPreview::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::KeyPress) {
         const auto *widget = qobject_cast<QWidget *>(watched);
-        if (widget && widget->window() == this && moveBy(*static_cast<QKeyEvent *>(event)))
+        if (widget && widget->window() == this && handle(*static_cast<QKeyEvent *>(event)))
             return true;
     }
     return QDialog::eventFilter(watched, event);
 }
 
-bool frmPreview::moveBy(const QKeyEvent &key)
+bool frmPreview::handle(const QKeyEvent &key)
 {
+    if (key.key() == Qt::Key_Escape) {
+        reject();
+        return true;
+    }
     const std::optional<RecordMove> move = recordMove(key);
     if (!move)
         return false;

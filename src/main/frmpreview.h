@@ -26,7 +26,7 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
-    bool moveBy(const QKeyEvent &key);
+    bool handle(const QKeyEvent &key);
 
     PreviewWidget *m_preview;
     QLabel *m_status;

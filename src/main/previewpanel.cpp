@@ -11,7 +11,6 @@ PreviewPanel::PreviewPanel(const ProgramFolder &folder, Operator &op, const Cloc
 {
     setObjectName(QStringLiteral("fmPreview"));
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins({});
     layout->addWidget(m_preview);
     connect(m_preview, &PreviewWidget::positionChanged, this, &PreviewPanel::positionChanged);
 

@@ -18,15 +18,18 @@ struct Cleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
 };
 
+bool isWeb(const QUrl &url)
+{
+    return url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+}
+
 /// Why the address cannot be fetched; empty when it can.
 QString addressFault(const QString &address, const QUrl &url)
 {
     if (address.isEmpty())
         return QStringLiteral("Please enter the address of a web page, such as "
                               "https://example.org/news.html.");
-    const bool isWeb =
-        url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
-    if (url.isValid() && !isWeb)
+    if (url.isValid() && !isWeb(url))
         return QStringLiteral("Only addresses that begin with http:// or https:// can be imported, "
                               "and %1 does not.")
             .arg(address);
@@ -54,11 +57,9 @@ QString connectFault(CURL *easy, const QUrl &url)
     return QStringLiteral("%1 cannot be reached over the network.").arg(place);
 }
 
-QString timeFault(CURL *easy, const WebLimits &limits, const QString &host)
+QString timeFault(std::chrono::milliseconds taken, const WebLimits &limits, const QString &host)
 {
-    curl_off_t taken = 0; // in microseconds
-    curl_easy_getinfo(easy, CURLINFO_TOTAL_TIME_T, &taken);
-    const bool allIsOver = std::chrono::microseconds(taken) >= limits.total;
+    const bool allIsOver = taken >= limits.total;
     const auto limit = allIsOver ? limits.total : limits.connect;
     const QString text =
         allIsOver ? QStringLiteral("%1 did not send the whole document within %2 seconds.")
@@ -137,6 +138,7 @@ CURLcode CurlWebFetch::run(CURL *easy)
     CURLM *multi = curl_multi_init();
     curl_multi_add_handle(multi, easy);
     CURLcode code = CURLE_ABORTED_BY_CALLBACK;
+    const auto start = Pace::Clock::now();
     while (!m_aborted) {
         int running = 0;
         curl_multi_perform(multi, &running);
@@ -149,6 +151,7 @@ CURLcode CurlWebFetch::run(CURL *easy)
         curl_multi_poll(multi, nullptr, 0, static_cast<int>(Pace::slice.count()), nullptr);
         m_pace.step();
     }
+    m_taken = std::chrono::ceil<std::chrono::milliseconds>(Pace::Clock::now() - start);
     curl_multi_remove_handle(multi, easy);
     curl_multi_cleanup(multi);
     return code;
@@ -202,12 +205,17 @@ QString CurlWebFetch::failure(CURL *easy, CURLcode code) const
     case CURLE_COULDNT_CONNECT:
         return connectFault(easy, url);
     case CURLE_OPERATION_TIMEDOUT:
-        return timeFault(easy, m_limits, host);
+        return timeFault(m_taken, m_limits, host);
     case CURLE_TOO_MANY_REDIRECTS:
         return QStringLiteral("%1 leads from one address to the next without end.").arg(host);
     case CURLE_UNSUPPORTED_PROTOCOL:
+        if (isWeb(url))
+            return QStringLiteral("%1 does not answer like a web server.").arg(host);
         return QStringLiteral("The address leads to another one that is not on the web, which is "
                               "not followed.");
+    case CURLE_PEER_FAILED_VERIFICATION:
+        return QStringLiteral("The certificate of %1 cannot be trusted: %2.")
+            .arg(host, QString::fromUtf8(m_detail.data()));
     case CURLE_BAD_CONTENT_ENCODING:
         return QStringLiteral("The document of %1 arrived damaged: it cannot be decompressed.")
             .arg(host);

@@ -39,6 +39,7 @@ private:
     WebLimits m_limits;
     bool m_aborted = false;
     bool m_isTooLarge = false;
+    std::chrono::milliseconds m_taken{0};
     qsizetype m_headerSize = 0;
     QByteArray m_status; ///< "404 Not Found"
     QByteArray m_body;

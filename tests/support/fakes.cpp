@@ -46,13 +46,19 @@ T take(std::queue<T> &answers, const QString &question)
 
 ScriptedOperator::~ScriptedOperator()
 {
-    if (!answers.empty() || !passwords.empty())
+    if (!answers.empty() || !passwords.empty() || !files.empty())
         QTest::qFail("A scripted answer was never asked for", __FILE__, __LINE__);
 }
 
 void ScriptedOperator::tell(const QString &text, const QString &title)
 {
     told += title + QLatin1Char('|') + text;
+}
+
+void ScriptedOperator::warn(const QString &text, const QString &title)
+{
+    tell(text, title);
+    warned += told.last();
 }
 
 bool ScriptedOperator::ask(const QString &text, const QString &title)
@@ -65,6 +71,19 @@ QString ScriptedOperator::inputPassword(const QString &prompt, const QString &ti
 {
     asked += title + QLatin1Char('|') + prompt;
     return take(passwords, prompt);
+}
+
+QString ScriptedOperator::openFile(const QString &title, const QString &filter,
+                                   const QString &folder)
+{
+    asked += QStringList{title, filter, folder}.join(QLatin1Char('|'));
+    return take(files, title);
+}
+
+QString ScriptedOperator::saveFile(const QString &title, const QString &filter,
+                                   const QString &folder)
+{
+    return openFile(title, filter, folder);
 }
 
 void FakeClock::wait(std::chrono::milliseconds duration, Yield &yield)

@@ -46,13 +46,18 @@ public:
     ~ScriptedOperator() override;
 
     void tell(const QString &text, const QString &title) override;
+    void warn(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
     QString inputPassword(const QString &prompt, const QString &title) override;
+    QString openFile(const QString &title, const QString &filter, const QString &folder) override;
+    QString saveFile(const QString &title, const QString &filter, const QString &folder) override;
 
     std::queue<bool> answers;
     std::queue<QString> passwords;
-    QStringList told; ///< "title|text" of messages
-    QStringList asked;
+    std::queue<QString> files; ///< chosen in file dialogs; empty for Cancel
+    QStringList told;          ///< "title|text" of messages
+    QStringList warned;        ///< those of them with an exclamation mark
+    QStringList asked;         ///< the same of questions; "title|filter|folder" of file dialogs
 };
 
 /// Stands still until it is set or waited on; waits take no time.

@@ -1,0 +1,124 @@
+#include "findreplace.h"
+
+#include "operator.h"
+
+#include <algorithm>
+
+namespace
+{
+
+QString shortened(const QString &text)
+{
+    QString result = text.first(std::min<qsizetype>(text.size(), SearchTerms::maximumLength));
+    // Half of a character that takes two would match half of another one.
+    if (!result.isEmpty() && result.back().isHighSurrogate())
+        result.chop(1);
+    return result;
+}
+
+/// Without the blanks around it; other white space is part of a word.
+QString trimmedBlanks(const QString &text)
+{
+    constexpr QLatin1Char blank(' ');
+    qsizetype first = 0;
+    qsizetype last = text.size();
+    while (first < last && text[first] == blank)
+        ++first;
+    while (last > first && text[last - 1] == blank)
+        --last;
+    return text.sliced(first, last - first);
+}
+
+QString padded(const QString &text)
+{
+    return QLatin1Char(' ') + trimmedBlanks(text) + QLatin1Char(' ');
+}
+
+bool selectOccurrence(TextTarget &target, const SearchTerms &terms)
+{
+    const auto found =
+        findOccurrence(target.text(), target.selectionStart(), target.selectionLength(), terms);
+    if (found)
+        target.select(*found, terms.selectedLength());
+    return found.has_value();
+}
+
+} // namespace
+
+SearchTerms::SearchTerms(const QString &find, const QString &replacement)
+    : m_find(shortened(find))
+    , m_replacement(shortened(replacement))
+{
+}
+
+QString SearchTerms::pattern() const
+{
+    return wholeWord ? padded(m_find) : m_find;
+}
+
+QString SearchTerms::patternReplacement() const
+{
+    return wholeWord ? padded(m_replacement) : m_replacement;
+}
+
+qsizetype SearchTerms::selectedLength() const
+{
+    return wholeWord ? pattern().size() : trimmedBlanks(m_find).size();
+}
+
+Qt::CaseSensitivity SearchTerms::caseSensitivity() const
+{
+    return matchCase ? Qt::CaseSensitive : Qt::CaseInsensitive;
+}
+
+std::optional<qsizetype> findOccurrence(const QString &text, qsizetype selectionStart,
+                                        qsizetype selectionLength, const SearchTerms &terms)
+{
+    const QString pattern = terms.pattern();
+    if (pattern.isEmpty())
+        return {};
+    // Counted from 1; both beginnings of the text are the same here.
+    const qsizetype start = std::max<qsizetype>(selectionStart, 1);
+    qsizetype found = -1;
+    if (!terms.up) {
+        found = text.indexOf(pattern, start - 1 + selectionLength, terms.caseSensitivity());
+    } else {
+        found = QStringView(text)
+                    .first(std::min(start, text.size()))
+                    .lastIndexOf(pattern, terms.caseSensitivity());
+    }
+    return found < 0 ? std::nullopt : std::optional(found);
+}
+
+QString replaceOccurrences(QString text, const SearchTerms &terms)
+{
+    const QString pattern = terms.pattern();
+    if (!pattern.isEmpty())
+        text.replace(pattern, terms.patternReplacement(), terms.caseSensitivity());
+    return text;
+}
+
+void findNext(TextTarget &target, Operator &op, const SearchTerms &terms)
+{
+    target.takeFocus();
+    if (!selectOccurrence(target, terms))
+        op.warn(QStringLiteral("Cannot find \"") + terms.find() + QStringLiteral("\"."),
+                QStringLiteral("Find"));
+}
+
+void replaceAndFindNext(TextTarget &target, Operator &op, SearchTerms terms)
+{
+    target.takeFocus();
+    if (target.selectionLength() > 0)
+        target.replaceSelection(terms.replacement());
+    terms.up = false;
+    if (!selectOccurrence(target, terms))
+        op.tell(QStringLiteral("At end of text."), QStringLiteral("Find"));
+    target.takeFocus();
+}
+
+void replaceAll(TextTarget &target, const SearchTerms &terms)
+{
+    target.takeFocus();
+    target.setText(replaceOccurrences(target.text(), terms));
+}

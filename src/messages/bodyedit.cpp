@@ -1,0 +1,171 @@
+#include "bodyedit.h"
+
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QScopedValueRollback>
+
+#include <algorithm>
+
+namespace
+{
+
+QString withoutNul(QString text)
+{
+    return text.remove(QChar::Null);
+}
+
+bool isControl(const QKeyEvent &event, Qt::Key key)
+{
+    return event.key() == key && event.modifiers() == Qt::ControlModifier;
+}
+
+} // namespace
+
+BodyEdit::BodyEdit(QWidget *parent)
+    : QPlainTextEdit(parent)
+{
+    // The ring remembers instead.
+    setUndoRedoEnabled(false);
+    connect(this, &QPlainTextEdit::textChanged, this, &BodyEdit::record);
+}
+
+QString BodyEdit::body() const
+{
+    if (!document()->isModified())
+        return m_setBody;
+    return document()
+        ->toRawText()
+        .split(QChar(QChar::ParagraphSeparator))
+        .join(QStringLiteral("\r\n"));
+}
+
+void BodyEdit::setBody(const QString &body)
+{
+    const QString text = withoutNul(body);
+    if (text != this->body())
+        setPlainText(text);
+    m_setBody = text;
+    document()->setModified(false);
+}
+
+void BodyEdit::Undo()
+{
+    restore(m_ring.undo());
+}
+
+void BodyEdit::Redo()
+{
+    if (const auto state = m_ring.redo())
+        restore(*state);
+}
+
+void BodyEdit::record()
+{
+    // Not toPlainText(), which takes no-break spaces for blanks.
+    if (!m_restoring)
+        m_ring.record({document()->toRawText(), textCursor().selectionStart()});
+}
+
+void BodyEdit::restore(const Snapshot &state)
+{
+    const QScopedValueRollback restoring(m_restoring, true);
+    setUpdatesEnabled(false);
+    replaceDifference(state.text);
+    select(state.caret, 0);
+    setUpdatesEnabled(true);
+}
+
+/// Makes the text `text` by changing what differs, so that a long one need not be laid out again.
+void BodyEdit::replaceDifference(const QString &text)
+{
+    const QString now = document()->toRawText();
+    const qsizetype shorter = std::min(now.size(), text.size());
+    qsizetype front =
+        std::mismatch(now.begin(), now.begin() + shorter, text.begin()).first - now.begin();
+    // A character that takes two is replaced as a whole.
+    if (front > 0 && now[front - 1].isHighSurrogate())
+        --front;
+    qsizetype back =
+        std::mismatch(now.rbegin(), now.rbegin() + (shorter - front), text.rbegin()).first -
+        now.rbegin();
+    if (back > 0 && now[now.size() - back].isLowSurrogate())
+        --back;
+    if (front == now.size() && front == text.size())
+        return;
+    QTextCursor cursor(document());
+    cursor.setPosition(int(front));
+    cursor.setPosition(int(now.size() - back), QTextCursor::KeepAnchor);
+    cursor.insertText(text.sliced(front, text.size() - back - front));
+}
+
+QString BodyEdit::text() const
+{
+    return document()->toRawText().replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
+}
+
+void BodyEdit::setText(const QString &text)
+{
+    if (text == this->text())
+        return;
+    setPlainText(text);
+    // Setting a text makes it an unchanged one.
+    document()->setModified(true);
+}
+
+qsizetype BodyEdit::selectionStart() const
+{
+    return textCursor().selectionStart();
+}
+
+qsizetype BodyEdit::selectionLength() const
+{
+    const QTextCursor cursor = textCursor();
+    return cursor.selectionEnd() - cursor.selectionStart();
+}
+
+void BodyEdit::select(qsizetype start, qsizetype length)
+{
+    QTextCursor cursor = textCursor();
+    cursor.setPosition(int(start));
+    cursor.setPosition(int(start + length), QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
+    ensureCursorVisible();
+}
+
+void BodyEdit::replaceSelection(const QString &text)
+{
+    insertPlainText(text);
+}
+
+void BodyEdit::takeFocus()
+{
+    activateWindow();
+    setFocus();
+}
+
+void BodyEdit::keyPressEvent(QKeyEvent *event)
+{
+    if (isControl(*event, Qt::Key_Z) || event->matches(QKeySequence::Undo))
+        Undo();
+    else if (isControl(*event, Qt::Key_Y) || event->matches(QKeySequence::Redo))
+        Redo();
+    else if (isControl(*event, Qt::Key_F))
+        emit findRequested();
+    else
+        QPlainTextEdit::keyPressEvent(event);
+}
+
+QMimeData *BodyEdit::createMimeDataFromSelection() const
+{
+    auto *selection = new QMimeData;
+    selection->setText(text().sliced(selectionStart(), selectionLength()));
+    return selection;
+}
+
+void BodyEdit::insertFromMimeData(const QMimeData *source)
+{
+    if (!source->hasText())
+        return;
+    insertPlainText(withoutNul(source->text()));
+    ensureCursorVisible();
+}

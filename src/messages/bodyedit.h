@@ -1,0 +1,51 @@
+#pragma once
+
+#include "findreplace.h"
+#include "undoring.h"
+
+#include <QPlainTextEdit>
+
+/// The box in which a message's body is written. It keeps its own history of changes, over every
+/// message that it shows in turn.
+///
+/// The text is a stranger's as often as not: every character stays as it is, but for NUL, which
+/// cannot be stored and is left out.
+class BodyEdit final : public QPlainTextEdit, public TextTarget
+{
+    Q_OBJECT
+
+public:
+    explicit BodyEdit(QWidget *parent = nullptr);
+
+    /// The body, its lines ended by CR LF; one that was not changed as it was set.
+    QString body() const;
+    void setBody(const QString &body);
+
+    void Undo();
+    void Redo();
+
+    QString text() const override;
+    void setText(const QString &text) override;
+    qsizetype selectionStart() const override;
+    qsizetype selectionLength() const override;
+    void select(qsizetype start, qsizetype length) override;
+    void replaceSelection(const QString &text) override;
+    void takeFocus() override;
+
+signals:
+    void findRequested();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
+    QMimeData *createMimeDataFromSelection() const override;
+    void insertFromMimeData(const QMimeData *source) override;
+
+private:
+    void record();
+    void restore(const Snapshot &state);
+    void replaceDifference(const QString &text);
+
+    UndoRing m_ring;
+    bool m_restoring = false;
+    QString m_setBody;
+};

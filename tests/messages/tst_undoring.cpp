@@ -1,0 +1,167 @@
+#include "undoring.h"
+
+#include <QTest>
+
+/// The rules of the ring with plain texts in 100 slots.
+class PlainRing
+{
+public:
+    void record(const Snapshot &state)
+    {
+        m_current = m_newest = (m_current + 1) % 100;
+        m_slots[size_t(m_current)] = state;
+    }
+    Snapshot undo()
+    {
+        m_current = m_current == 0 ? 99 : m_current - 1;
+        if (m_current == m_newest)
+            m_current = m_current == 99 ? 0 : m_current + 1;
+        return m_slots[size_t(m_current)];
+    }
+    std::optional<Snapshot> redo()
+    {
+        if (m_current == m_newest)
+            return {};
+        m_current = (m_current + 1) % 100;
+        const Snapshot state = m_slots[size_t(m_current)];
+        if (m_current == m_newest)
+            m_current = m_current == 0 ? 99 : m_current - 1;
+        return state;
+    }
+
+private:
+    std::array<Snapshot, 100> m_slots;
+    int m_current = 0;
+    int m_newest = 0;
+};
+
+class TestUndoRing final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void stepsBackAndForth();
+    void goesBackAtMost99Steps();
+    void anotherChangeMakesAnotherFuture();
+    void isEmptyAtFirst();
+    void givesWhatWasRecorded();
+    void sharesWhatDidNotChange();
+
+private:
+    static QString longText(int length);
+};
+
+/// No two lines are the same.
+QString TestUndoRing::longText(int length)
+{
+    QString text;
+    for (int line = 0; text.size() < length; ++line)
+        text += QStringLiteral("%1 and some more words\n").arg(line);
+    return text.first(length);
+}
+
+void TestUndoRing::stepsBackAndForth()
+{
+    UndoRing ring;
+    const Snapshot a{QStringLiteral("a"), 1};
+    const Snapshot ab{QStringLiteral("ab"), 2};
+    const Snapshot abc{QStringLiteral("abc"), 3};
+    for (const Snapshot &state : {a, ab, abc})
+        ring.record(state);
+    QVERIFY(!ring.redo());
+    QCOMPARE(ring.undo(), ab);
+    QCOMPARE(ring.redo(), abc);
+    QCOMPARE(ring.redo(), abc);
+    // The newest was shown from one position before its own.
+    QCOMPARE(ring.undo(), a);
+    QCOMPARE(ring.undo(), Snapshot());
+}
+
+void TestUndoRing::goesBackAtMost99Steps()
+{
+    UndoRing ring;
+    for (int i = 1; i <= 150; ++i)
+        ring.record({QString::number(i), i});
+    for (int i = 149; i > 50; --i)
+        QCOMPARE(ring.undo().text, QString::number(i));
+    for (int i = 0; i < 21; ++i)
+        QCOMPARE(ring.undo().text, QStringLiteral("51"));
+    for (int i = 52; i <= 150; ++i)
+        QCOMPARE(ring.redo().value().text, QString::number(i));
+}
+
+void TestUndoRing::anotherChangeMakesAnotherFuture()
+{
+    UndoRing ring;
+    for (const char *text : {"1", "2", "3"})
+        ring.record({QLatin1String(text), 0});
+    ring.undo();
+    ring.undo();
+    ring.record({QStringLiteral("other"), 0});
+    QVERIFY(!ring.redo());
+    QCOMPARE(ring.undo().text, QStringLiteral("1"));
+    // What was overtaken is the oldest now.
+    for (int i = 0; i < 97; ++i)
+        QCOMPARE(ring.undo().text, QString());
+    QCOMPARE(ring.undo().text, QStringLiteral("3"));
+    QCOMPARE(ring.undo().text, QStringLiteral("3"));
+}
+
+void TestUndoRing::isEmptyAtFirst()
+{
+    UndoRing ring;
+    QVERIFY(!ring.redo());
+    QCOMPARE(ring.undo(), Snapshot());
+}
+
+/// A thousand random steps on texts that share long stretches, some of them more than once.
+void TestUndoRing::givesWhatWasRecorded()
+{
+    quint32 seed = 7;
+    const auto random = [&seed](qsizetype below) {
+        seed = seed * 1664525 + 1013904223;
+        return qsizetype(seed >> 8) % below;
+    };
+    UndoRing ring;
+    PlainRing plain;
+    QString text;
+    for (int step = 0; step < 1000; ++step) {
+        const auto choice = random(8);
+        if (choice == 0) {
+            QCOMPARE(ring.undo(), plain.undo());
+            continue;
+        }
+        if (choice == 1) {
+            QCOMPARE(ring.redo(), plain.redo());
+            continue;
+        }
+        const qsizetype at = random(text.size() + 1);
+        if (choice == 2 && text.size() > 20000)
+            text.remove(at, 15000);
+        else if (choice == 3)
+            text.insert(at, QString(9000, QLatin1Char('x')));
+        else
+            text.replace(at, random(10), QString(random(9), QChar(0x1f680 & 0xffff)));
+        ring.record({text, at});
+        plain.record({text, at});
+    }
+    for (int step = 0; step < 100; ++step)
+        QCOMPARE(ring.undo(), plain.undo());
+}
+
+void TestUndoRing::sharesWhatDidNotChange()
+{
+    constexpr int million = 1000 * 1000;
+    QString text = longText(million);
+    UndoRing ring;
+    for (int i = 0; i < UndoRing::size; ++i) {
+        text.insert((i * 7919 * 13) % million, QLatin1Char('x'));
+        ring.record({text, 0});
+    }
+    // A hundred copies would be a hundred million.
+    QVERIFY2(ring.storedCharacters() < 2 * million,
+             qPrintable(QString::number(ring.storedCharacters())));
+}
+
+QTEST_GUILESS_MAIN(TestUndoRing)
+#include "tst_undoring.moc"
