@@ -112,8 +112,7 @@ bool frmemail::reload()
     const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
                                .searchText = m_ui->txtSearch->text(),
                                .sortField = m_ui->combSort->currentIndex()};
-    const bool isLoaded =
-        attempt([&] { m_ui->grdDataGrid->load(m_listConnectionString, query); });
+    const bool isLoaded = attempt([&] { m_ui->grdDataGrid->load(m_listConnectionString, query); });
     if (isLoaded) {
         goToRow(0);
         showPosition();
