@@ -5,6 +5,7 @@
 #include "listcount.h"
 #include "operator.h"
 #include "programfolder.h"
+#include "statuspanel.h"
 #include "toolbarkeys.h"
 #include "waitpointer.h"
 
@@ -21,6 +22,8 @@ frmemail::frmemail(const ProgramFolder &folder, Operator &op, QWidget *parent)
     , m_ui(std::make_unique<Ui::frmemail>())
 {
     m_ui->setupUi(this);
+    m_position = addStatusPanel(*m_ui->StatusBar1);
+    m_command = addStatusPanel(*m_ui->StatusBar1);
     setWindowFlag(Qt::WindowMaximizeButtonHint);
     letTabReachButtons(*m_ui->Toolbar1);
     m_ui->combSearch->addItem(tr("-- Search By --"));
@@ -30,25 +33,11 @@ frmemail::frmemail(const ProgramFolder &folder, Operator &op, QWidget *parent)
     m_ui->grdDataGrid->setEmptyListText(
         tr("This list has no recipients yet. “Add” types in the first one; many at once come with "
            "“Import” in the Maillist Manager."));
-    addStatusPanels();
     connectCommands();
     setEditing(false);
 }
 
 frmemail::~frmemail() = default;
-
-void frmemail::addStatusPanels()
-{
-    const auto panel = [this](const QString &name) {
-        auto *label = new QLabel(m_ui->StatusBar1);
-        label->setObjectName(name);
-        label->setMargin(2);
-        m_ui->StatusBar1->addWidget(label, 1);
-        return label;
-    };
-    m_position = panel(QStringLiteral("Panel1"));
-    m_command = panel(QStringLiteral("Panel2"));
-}
 
 void frmemail::connectCommands()
 {

@@ -49,7 +49,6 @@ protected:
 
 private:
     void connectCommands();
-    void addStatusPanels();
     bool reload();
     void setEditing(bool isEditing);
     void addRecord();
