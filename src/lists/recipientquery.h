@@ -16,6 +16,8 @@ struct RecipientQuery {
     static QStringList fieldNames();
     /// The column titles of a grid, from field 1.
     static QStringList titles();
+    /// The database's name of a field.
+    static QString columnName(int field);
     /// The select list whose columns are the fields, in order.
     static QString columns();
 
