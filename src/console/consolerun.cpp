@@ -1,5 +1,6 @@
 #include "consolerun.h"
 
+#include "table.h"
 #include "terminal.h"
 
 #include "clock.h"
@@ -14,9 +15,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <algorithm>
-#include <functional>
 
 namespace
 {
@@ -61,33 +59,16 @@ QString json(const std::vector<JobRow> &jobs)
 
 QString table(const std::vector<JobRow> &jobs)
 {
-    QString text;
-    std::vector<qsizetype> widths;
+    std::vector<TableColumn> columns;
+    std::vector<QStringList> rows(jobs.size());
     for (const CellName &name : cellNames) {
-        qsizetype width = name.heading ? QLatin1String(name.heading).size() : 0;
-        for (const JobRow &job : jobs)
-            width = std::max(width, name.heading ? job[name.cell].size() : 0);
-        widths.push_back(width);
+        if (!name.heading)
+            continue;
+        columns.push_back({QString::fromLatin1(name.heading), name.isNumber});
+        for (size_t i = 0; i < jobs.size(); ++i)
+            rows[i] += jobs[i][name.cell];
     }
-    const auto addLine = [&](const std::function<QString(const CellName &)> &value) {
-        QString line;
-        for (size_t i = 0; i < std::size(cellNames); ++i) {
-            const CellName &name = cellNames[i];
-            if (!name.heading)
-                continue;
-            const QString cell = value(name);
-            line += name.isNumber ? cell.rightJustified(widths[i]) : cell.leftJustified(widths[i]);
-            line += QStringLiteral("  ");
-        }
-        while (line.endsWith(QLatin1Char(' ')))
-            line.chop(1);
-        text += line + QLatin1Char('\n');
-    };
-    addLine([](const CellName &name) { return QString::fromLatin1(name.heading); });
-    for (const JobRow &job : jobs)
-        addLine([&job](const CellName &name) { return job[name.cell]; });
-    text.chop(1);
-    return text;
+    return table(columns, rows);
 }
 
 /// The one job of the number or name; tells why there is none.
@@ -117,16 +98,6 @@ void recover(const ProgramFolder &folder)
         printMessage(QStringLiteral("Job [%1] was interrupted; it is paused after the last "
                                     "recipient handled.")
                          .arg(name));
-}
-
-ExitStatus withStorage(const std::function<ExitStatus()> &action)
-{
-    try {
-        return action();
-    } catch (const StorageError &e) {
-        printMessage(e.report());
-        return StorageFailure;
-    }
 }
 
 ExitStatus exitStatus(SendRun::Result result, int failed)
@@ -174,8 +145,9 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
         SignalYield yield;
         SmtpSendMail mail(yield);
         const SettingsStore settings(folder);
-        ConsoleOperator op(options.reruns);
-        ConsoleView view;
+        ProgressBar bar;
+        ConsoleOperator op(options.reruns, bar);
+        ConsoleView view(bar);
         SendRun run(folder, mail, settings, op, view, clock, yield,
                     {.batchPause = std::chrono::milliseconds(options.batchPauseMs)});
         yield.onSignal([&run] { run.requestPause(); });

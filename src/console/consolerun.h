@@ -1,18 +1,10 @@
 #pragma once
 
+#include "exitstatus.h"
+
 #include "jobrow.h"
 
 class ProgramFolder;
-
-/// The program's exit statuses.
-enum ExitStatus {
-    Complete = 0,
-    CompleteWithFailures = 1,
-    WrongUsage = 2,
-    Paused = 3,
-    Refused = 4,
-    StorageFailure = 5,
-};
 
 struct StartOptions {
     bool failedOnly = false;
