@@ -1,7 +1,7 @@
 #include "consolemessages.h"
 
 #include "terminal.h"
-#include "texttable.h"
+#include "table.h"
 
 #include "connection.h"
 #include "jobmessage.h"
@@ -38,7 +38,7 @@ QString table(const std::vector<MessageHead> &messages)
     for (const MessageHead &message : messages)
         rows.push_back({QString::number(message.number), message.subject, message.senderName,
                         message.senderAddress, message.format});
-    return textTable({{QStringLiteral("Mail ID"), true},
+    return table({{QStringLiteral("Mail ID"), true},
                       {QStringLiteral("Subject")},
                       {QStringLiteral("Sender Name")},
                       {QStringLiteral("Sender Email")},
