@@ -49,8 +49,8 @@ Main::Main(const MainSeams &seams)
     Timer2.setInterval(100ms);
     m_panels = std::make_unique<StatusPanels>(*m_ui->StatusBar1);
     addPanels();
-    m_windows = std::make_unique<Windows>(m_seams.folder, m_seams.op, m_seams.clock,
-                                          m_seams.makeHtmlView, *this);
+    m_windows = std::make_unique<Windows>(m_seams.folder, m_seams.op, m_seams.clock, m_seams.yield,
+                                          m_seams.spreadsheet, m_seams.makeHtmlView, *this);
     m_screen = std::make_unique<RunScreen>(*m_jobs, *m_panels, *m_ui->ProgressBar1, *this);
     addToolbar();
     connectCommands();
@@ -158,8 +158,7 @@ void Main::connectPanels()
     connect(m_ui->TabStrip1, &QTabWidget::currentChanged, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::refreshRequested, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::editRequested, this, &Main::browseList);
-    connect(m_maillist, &MaillistPanel::exportRequested, this,
-            [this] { m_windows->exportRecipients(); });
+    connect(m_maillist, &MaillistPanel::exportRequested, this, [this] { exportRecipients(); });
     connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
     connect(m_preview, &PreviewPanel::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
@@ -171,6 +170,9 @@ void Main::connectPanels()
     connect(m_screen.get(), &RunScreen::runningChanged, this,
             [this](bool running) { enableCommands(!running); });
     connect(m_screen.get(), &RunScreen::rowReloaded, m_jobs, &JobListPanel::clickSelectedRow);
+    connect(m_windows.get(), &Windows::jobsOfListWanted, this, [this](qint64 listId) {
+        m_jobs->search(JobListPanel::MaillistIdEquals, QString::number(listId));
+    });
     connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
     connect(&Timer2, &QTimer::timeout, this, [this] {
         if (m_jobs->count() == 0)
@@ -319,6 +321,16 @@ void Main::browseList()
     withSelectedJob([this](const JobRow &job) {
         m_windows->browseList(job.number(JobCell::MaillistId), job[JobCell::Maillist]);
     });
+}
+
+/// Of exactly the rows that the grid shows.
+void Main::exportRecipients()
+{
+    const MaillistPanel::Shown &shown = m_maillist->shown();
+    if (shown.listConnectionString.isEmpty())
+        m_seams.op.tell(tr("Click a job first: its recipients are what is exported."));
+    else
+        m_windows->exportRecipients(shown.listConnectionString, shown.query);
 }
 
 void Main::editMessage()

@@ -20,6 +20,7 @@ class ProgramFolder;
 class RunScreen;
 class SendMail;
 class SendRun;
+class Spreadsheet;
 class StatusPanels;
 class Windows;
 class Yield;
@@ -35,6 +36,7 @@ struct MainSeams {
     Operator &op;
     Clock &clock;
     Yield &yield;
+    Spreadsheet &spreadsheet;
     HtmlViewFactory makeHtmlView;
     std::function<std::unique_ptr<SendMail>()> makeMail;
 };
@@ -76,6 +78,7 @@ private:
     void showDetails(const JobRow &job);
     void showTab();
     void browseList();
+    void exportRecipients();
     void editMessage();
     void showPreview();
     void withSelectedJob(const std::function<void(const JobRow &)> &action);

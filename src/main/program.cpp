@@ -6,6 +6,7 @@
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
+#include "spreadsheet.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"
@@ -59,7 +60,8 @@ int main(int argc, char *argv[])
     MessageBoxOperator op;
     SystemClock clock;
     EventLoopYield yield;
-    Main window({folder, op, clock, yield, &makeHtmlView,
+    DesktopSpreadsheet spreadsheet;
+    Main window({folder, op, clock, yield, spreadsheet, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

@@ -1,6 +1,13 @@
 #include "windows.h"
 
+#include "frmemail.h"
+#include "frmexport.h"
+#include "frmexportdata.h"
+#include "frmimport.h"
+#include "frmmerge.h"
+#include "frmmgrlist.h"
 #include "frmnewjob.h"
+#include "frmnewlist.h"
 #include "frmpinfo.h"
 #include "frmpreview.h"
 #include "jobmessage.h"
@@ -9,11 +16,13 @@
 #include "operator.h"
 #include "programfolder.h"
 
-Windows::Windows(const ProgramFolder &folder, Operator &op, const Clock &clock,
-                 const HtmlViewFactory &makeHtmlView, QWidget &owner)
+Windows::Windows(const ProgramFolder &folder, Operator &op, const Clock &clock, Yield &yield,
+                 Spreadsheet &spreadsheet, const HtmlViewFactory &makeHtmlView, QWidget &owner)
     : m_folder(folder)
     , m_operator(op)
     , m_clock(clock)
+    , m_yield(yield)
+    , m_spreadsheet(spreadsheet)
     , m_makeHtmlView(makeHtmlView)
     , m_owner(owner)
     , m_store(folder)
@@ -58,7 +67,10 @@ void Windows::showPreview(const JobRow &job, const JobMessage &message)
 
 void Windows::showListManager()
 {
-    tellNotBuilt(tr("The maillist manager"));
+    if (!m_listManager)
+        m_listManager =
+            std::make_unique<frmMgrList>(m_folder, m_operator, listCommands(), &m_owner);
+    m_listManager->exec();
 }
 
 void Windows::showMessageManager()
@@ -68,8 +80,7 @@ void Windows::showMessageManager()
 
 bool Windows::createList()
 {
-    tellNotBuilt(tr("The window for a new maillist"));
-    return false;
+    return newList().createList() != 0;
 }
 
 bool Windows::createMessage()
@@ -84,20 +95,61 @@ bool Windows::editMessage(qint64)
     return false;
 }
 
-void Windows::browseList(qint64, const QString &)
+void Windows::browseList(qint64 listId, const QString &listName, const QString &address)
 {
-    tellNotBuilt(tr("The maillist browser"));
+    if (!m_browser)
+        m_browser = std::make_unique<frmemail>(m_folder, m_operator, &m_owner);
+    if (!m_browser->Load_db(m_folder.listConnectionString(listId), listName, listId))
+        return;
+    m_browser->setWindowTitle(tr("Maillist [ %1-%2 ]").arg(QString::number(listId), listName));
+    if (!address.isEmpty())
+        m_browser->search(RecipientQuery::Email, address);
+    m_browser->exec();
 }
 
-void Windows::exportRecipients()
+void Windows::exportRecipients(const QString &listConnectionString, const RecipientQuery &query)
 {
-    tellNotBuilt(tr("The export of recipients"));
+    if (!m_exportData)
+        m_exportData =
+            std::make_unique<frmExportData>(m_folder, m_spreadsheet, m_operator, m_yield, &m_owner);
+    m_exportData->exportRecords(listConnectionString, query);
+}
+
+ListCommands Windows::listCommands()
+{
+    return {
+        .create = [this] { createList(); },
+        .import = [this](const MailList &list) { import().importInto(list.id, list.name); },
+        .exportList =
+            [this](const MailList &list) {
+                if (!m_export)
+                    m_export = std::make_unique<frmExport>(m_folder, m_spreadsheet, m_operator,
+                                                           m_yield, &m_owner);
+                m_export->exportList(list.id, list.name);
+            },
+        .merge = [this] { merge().run(); },
+        .append =
+            [this](const MailList *list) {
+                append().run(list ? frmMerge::entry(*list) : QString());
+            },
+        .browse = [this](const MailList &list,
+                         const QString &address) { browseList(list.id, list.name, address); },
+        .findJobs = [this](qint64 listId) { emit jobsOfListWanted(listId); },
+    };
 }
 
 void Windows::unload()
 {
+    m_listManager.reset();
+    m_newList.reset();
+    m_import.reset();
     m_newJob.reset();
     m_options.reset();
+    m_export.reset();
+    m_exportData.reset();
+    m_merge.reset();
+    m_append.reset();
+    m_browser.reset();
     m_preview.reset();
 }
 
@@ -115,6 +167,40 @@ frmNewJob &Windows::jobEditor()
             m_folder, m_operator, [this] { return createList(); },
             [this] { return createMessage(); }, &m_owner);
     return *m_newJob;
+}
+
+frmNewList &Windows::newList()
+{
+    if (!m_newList)
+        m_newList = std::make_unique<frmNewList>(
+            m_folder, m_operator,
+            [this](qint64 listId, const QString &name) { import().importInto(listId, name); },
+            &m_owner);
+    return *m_newList;
+}
+
+frmImport &Windows::import()
+{
+    if (!m_import)
+        m_import =
+            std::make_unique<frmImport>(m_folder, m_spreadsheet, m_operator, m_yield, &m_owner);
+    return *m_import;
+}
+
+frmMerge &Windows::merge()
+{
+    if (!m_merge)
+        m_merge = std::make_unique<frmMerge>(frmMerge::Kind::Merge, m_folder, m_operator, m_yield,
+                                             &m_owner);
+    return *m_merge;
+}
+
+frmMerge &Windows::append()
+{
+    if (!m_append)
+        m_append = std::make_unique<frmMerge>(frmMerge::Kind::Append, m_folder, m_operator, m_yield,
+                                              &m_owner);
+    return *m_append;
 }
 
 void Windows::tellNotBuilt(const QString &what)

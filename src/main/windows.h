@@ -5,14 +5,25 @@
 
 #include <memory>
 
+class frmemail;
+class frmExport;
+class frmExportData;
+class frmImport;
+class frmMerge;
+class frmMgrList;
 class frmNewJob;
+class frmNewList;
 class frmPinfo;
 class frmPreview;
 class Clock;
 class JobRow;
 class Operator;
 class ProgramFolder;
+class Spreadsheet;
+class Yield;
 struct JobMessage;
+struct ListCommands;
+struct RecipientQuery;
 
 /// The windows that the main window opens, each made when it is first needed and kept until the
 /// program ends. The commands reach every window through here.
@@ -22,8 +33,8 @@ class Windows final : public QObject, public LiveSettings
 
 public:
     /// `owner`: the main window. All of them must outlive the object.
-    Windows(const ProgramFolder &folder, Operator &op, const Clock &clock,
-            const HtmlViewFactory &makeHtmlView, QWidget &owner);
+    Windows(const ProgramFolder &folder, Operator &op, const Clock &clock, Yield &yield,
+            Spreadsheet &spreadsheet, const HtmlViewFactory &makeHtmlView, QWidget &owner);
     ~Windows() override;
 
     /// What the boxes of the Options window hold.
@@ -45,13 +56,24 @@ public:
     bool createMessage();
     /// True when the message was stored.
     bool editMessage(qint64 messageId);
-    void browseList(qint64 listId, const QString &listName);
-    void exportRecipients();
+    /// `address`: what to search the recipients' addresses for; empty for all of them.
+    void browseList(qint64 listId, const QString &listName, const QString &address = {});
+    /// The recipients of a list that the query selects.
+    void exportRecipients(const QString &listConnectionString, const RecipientQuery &query);
 
     /// Unloads them all, in their order.
     void unload();
 
+signals:
+    /// The person wants to see the jobs that use the list.
+    void jobsOfListWanted(qint64 listId);
+
 private:
+    ListCommands listCommands();
+    frmNewList &newList();
+    frmImport &import();
+    frmMerge &merge();
+    frmMerge &append();
     frmPinfo &options() const;
     frmNewJob &jobEditor();
     void tellNotBuilt(const QString &what);
@@ -59,10 +81,20 @@ private:
     const ProgramFolder &m_folder;
     Operator &m_operator;
     const Clock &m_clock;
+    Yield &m_yield;
+    Spreadsheet &m_spreadsheet;
     HtmlViewFactory m_makeHtmlView;
     QWidget &m_owner;
     SettingsStore m_store;
+    std::unique_ptr<frmMgrList> m_listManager;
+    std::unique_ptr<frmNewList> m_newList;
+    std::unique_ptr<frmImport> m_import;
     std::unique_ptr<frmNewJob> m_newJob;
     mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
+    std::unique_ptr<frmExport> m_export;
+    std::unique_ptr<frmExportData> m_exportData;
+    std::unique_ptr<frmMerge> m_merge;
+    std::unique_ptr<frmMerge> m_append;
+    std::unique_ptr<frmemail> m_browser;
     std::unique_ptr<frmPreview> m_preview;
 };

@@ -10,6 +10,7 @@
 #include "mainwindow.h"
 #include "programfolder.h"
 #include "recordinghtmlview.h"
+#include "recordingspreadsheet.h"
 #include "smtpsendmail.h"
 #include "smtpserver.h"
 #include "sortablelist.h"
@@ -139,7 +140,8 @@ struct Desk {
     ScriptedOperator op;
     FakeClock clock;
     EventLoopYield yield;
-    Main window{{folder.folder(), op, clock, yield,
+    RecordingSpreadsheet spreadsheet;
+    Main window{{folder.folder(), op, clock, yield, spreadsheet,
                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
                  [this] { return std::make_unique<SmtpSendMail>(yield); }}};
 };
