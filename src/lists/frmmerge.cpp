@@ -47,6 +47,11 @@ frmMerge::frmMerge(Kind kind, const ProgramFolder &folder, Operator &op, Yield &
 
 frmMerge::~frmMerge() = default;
 
+QString frmMerge::entry(const MailList &list)
+{
+    return QString::number(list.id) + QLatin1Char('-') + list.name;
+}
+
 bool frmMerge::run(const QString &target)
 {
     m_isComplete = false;
@@ -81,11 +86,10 @@ void frmMerge::list_refresh()
     m_ui->ListView1->clear();
     m_ui->combMaillist->clear();
     for (const MailList &list : lists) {
-        const QString entry = QString::number(list.id) + QLatin1Char('-') + list.name;
-        auto *row = new QTreeWidgetItem(m_ui->ListView1, {entry});
+        auto *row = new QTreeWidgetItem(m_ui->ListView1, {entry(list)});
         row->setData(0, listIdRole, list.id);
         row->setCheckState(0, Qt::Unchecked);
-        m_ui->combMaillist->addItem(entry, list.id);
+        m_ui->combMaillist->addItem(entry(list), list.id);
     }
     showStatus({});
     showCount({});

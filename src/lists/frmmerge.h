@@ -26,8 +26,11 @@ public:
              QWidget *parent = nullptr);
     ~frmMerge() override;
 
-    /// Offers all lists and shows the window. `target`: the list to append to, as the window shows
-    /// it ("3-Members"). True when a copy went to its end.
+    /// A list as the window shows it: "3-Members".
+    static QString entry(const MailList &list);
+
+    /// Offers all lists and shows the window. `target`: the entry of the list to append to. True
+    /// when a copy went to its end.
     bool run(const QString &target = {});
 
 public slots:

@@ -9,12 +9,12 @@
 namespace
 {
 
-enum Field { Email = 1, Status = 8 };
+constexpr int statusField = 8;
 
 QString value(int field, const QString &text)
 {
-    const bool isNull =
-        (field == Email && text.trimmed().isEmpty()) || (field == Status && text.isEmpty());
+    const bool isNull = (field == RecipientQuery::Email && text.trimmed().isEmpty()) ||
+                        (field == statusField && text.isEmpty());
     return isNull ? QStringLiteral("null") : quoted(text);
 }
 

@@ -9,6 +9,7 @@ class Clock;
 class Operator;
 class ProgramFolder;
 class SendMail;
+class Spreadsheet;
 class WebFetch;
 class Yield;
 
@@ -20,6 +21,7 @@ struct MainSeams {
     Clock &clock;
     Yield &yield;
     WebFetch &web;
+    Spreadsheet &spreadsheet;
     HtmlViewFactory makeHtmlView;
     std::function<std::unique_ptr<SendMail>()> makeMail;
 };

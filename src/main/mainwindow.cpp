@@ -160,8 +160,7 @@ void Main::connectPanels()
     connect(m_ui->TabStrip1, &QTabWidget::currentChanged, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::refreshRequested, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::editRequested, this, &Main::browseList);
-    connect(m_maillist, &MaillistPanel::exportRequested, this,
-            [this] { m_windows->exportRecipients(); });
+    connect(m_maillist, &MaillistPanel::exportRequested, this, [this] { exportRecipients(); });
     connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
     connect(m_preview, &PreviewPanel::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
@@ -333,6 +332,16 @@ void Main::browseList()
     withSelectedJob([this](const JobRow &job) {
         m_windows->browseList(job.number(JobCell::MaillistId), job[JobCell::Maillist]);
     });
+}
+
+/// Of exactly the rows that the grid shows.
+void Main::exportRecipients()
+{
+    const MaillistPanel::Shown &shown = m_maillist->shown();
+    if (shown.listConnectionString.isEmpty())
+        m_seams.op.tell(tr("Click a job first: its recipients are what is exported."));
+    else
+        m_windows->exportRecipients(shown.listConnectionString, shown.query);
 }
 
 void Main::editMessage()

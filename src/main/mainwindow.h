@@ -61,6 +61,7 @@ private:
     void showDetails(const JobRow &job);
     void showTab();
     void browseList();
+    void exportRecipients();
     void editMessage();
     void showPreview();
     void withSelectedJob(const std::function<void(const JobRow &)> &action);

@@ -7,6 +7,7 @@
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
+#include "spreadsheet.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"
@@ -61,7 +62,8 @@ int main(int argc, char *argv[])
     SystemClock clock;
     EventLoopYield yield;
     CurlWebFetch web(yield);
-    Main window({folder, op, clock, yield, web, &makeHtmlView,
+    DesktopSpreadsheet spreadsheet;
+    Main window({folder, op, clock, yield, web, spreadsheet, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

@@ -1,8 +1,15 @@
 #include "windows.h"
 
+#include "frmemail.h"
+#include "frmexport.h"
+#include "frmexportdata.h"
+#include "frmimport.h"
 #include "frmimwebfile.h"
+#include "frmmerge.h"
+#include "frmmgrlist.h"
 #include "frmmgrmsg.h"
 #include "frmnewjob.h"
+#include "frmnewlist.h"
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmpreview.h"
@@ -13,6 +20,20 @@
 #include "jobrow.h"
 #include "operator.h"
 #include "programfolder.h"
+
+namespace
+{
+
+/// The window, made of these arguments when it is not there yet.
+template <typename Window, typename... Arguments>
+Window &made(std::unique_ptr<Window> &window, Arguments &&...arguments)
+{
+    if (!window)
+        window = std::make_unique<Window>(std::forward<Arguments>(arguments)...);
+    return *window;
+}
+
+} // namespace
 
 Windows::Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
                  QWidget &owner)
@@ -47,42 +68,30 @@ bool Windows::editJob(const JobRow &job)
 
 void Windows::showPreview(const JobRow &job, const JobMessage &message)
 {
-    if (!m_preview)
-        m_preview =
-            std::make_unique<frmPreview>(m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView, &m_owner);
-    m_preview->Load_db(m_seams.folder.listConnectionString(job.number(JobCell::MaillistId)),
-                       message.format, message.body);
-    m_preview->setSubject(job[JobCell::Subject]);
-    m_preview->exec();
+    frmPreview &preview = made(m_preview, m_seams.folder, m_seams.op, m_seams.clock,
+                               m_seams.makeHtmlView, &m_owner);
+    preview.Load_db(m_seams.folder.listConnectionString(job.number(JobCell::MaillistId)),
+                    message.format, message.body);
+    preview.setSubject(job[JobCell::Subject]);
+    preview.exec();
 }
 
 void Windows::showListManager()
 {
-    tellNotBuilt(tr("The maillist manager"));
+    made(m_mgrList, m_seams.folder, m_seams.op, listCommands(), &m_owner).exec();
 }
 
 void Windows::showMessageManager()
 {
-    if (!m_mgrMsg) {
-        const MessageCommands commands = {
-            .create = [this] { return createMessage(); },
-            .edit = [this](qint64 number,
-                           const QString &caption) { return editMessage(number, caption); },
-            .sendTest = [this](qint64 number) { sendTest(number); },
-            .findJobs =
-                [this](qint64 number) {
-                    m_jobs.search(JobListPanel::EmailIdEquals, QString::number(number));
-                },
-        };
-        m_mgrMsg = std::make_unique<frmMgrMsg>(m_seams.folder, m_seams.op, commands, &m_owner);
-    }
-    m_mgrMsg->exec();
+    made(m_mgrMsg, m_seams.folder, m_seams.op, messageCommands(), &m_owner).exec();
 }
 
 bool Windows::createList()
 {
-    tellNotBuilt(tr("The window for a new maillist"));
-    return false;
+    const auto import = [this](qint64 listId, const QString &name) {
+        importWindow().importInto(listId, name);
+    };
+    return made(m_newList, m_seams.folder, m_seams.op, import, &m_owner).createList() != 0;
 }
 
 bool Windows::createMessage()
@@ -95,68 +104,115 @@ bool Windows::editMessage(qint64 messageId, const QString &caption)
     return messageEditor().editMessage(messageId, caption);
 }
 
-void Windows::sendTest(qint64 messageId)
+void Windows::browseList(qint64 listId, const QString &listName, const QString &address)
 {
-    if (!m_send)
-        m_send = std::make_unique<frmSend>(
-            m_seams.folder, *this, m_seams.op, [this] { showOptions(); }, &m_owner);
-    m_send->sendTest(messageId, m_mail());
+    frmemail &browser = made(m_browser, m_seams.folder, m_seams.op, &m_owner);
+    if (!browser.Load_db(m_seams.folder.listConnectionString(listId), listName, listId))
+        return;
+    browser.setWindowTitle(
+        frmemail::tr("Maillist [ %1-%2 ]").arg(QString::number(listId), listName));
+    if (!address.isEmpty())
+        browser.search(RecipientQuery::Email, address);
+    browser.exec();
 }
 
-void Windows::browseList(qint64, const QString &)
+void Windows::exportRecipients(const QString &listConnectionString, const RecipientQuery &query)
 {
-    tellNotBuilt(tr("The maillist browser"));
+    made(m_exportData, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield, &m_owner)
+        .exportRecords(listConnectionString, query);
 }
 
-void Windows::exportRecipients()
+ListCommands Windows::listCommands()
 {
-    tellNotBuilt(tr("The export of recipients"));
+    return {
+        .create = [this] { createList(); },
+        .import = [this](const MailList &list) { importWindow().importInto(list.id, list.name); },
+        .exportList =
+            [this](const MailList &list) {
+                made(m_export, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .exportList(list.id, list.name);
+            },
+        .merge =
+            [this] {
+                made(m_merge, frmMerge::Kind::Merge, m_seams.folder, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .run();
+            },
+        .append =
+            [this](const MailList *list) {
+                made(m_append, frmMerge::Kind::Append, m_seams.folder, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .run(list ? frmMerge::entry(*list) : QString());
+            },
+        .browse = [this](const MailList &list,
+                         const QString &address) { browseList(list.id, list.name, address); },
+        .findJobs =
+            [this](qint64 listId) {
+                m_jobs.search(JobListPanel::MaillistIdEquals, QString::number(listId));
+            },
+    };
+}
+
+MessageCommands Windows::messageCommands()
+{
+    return {
+        .create = [this] { return createMessage(); },
+        .edit = [this](qint64 number,
+                       const QString &caption) { return editMessage(number, caption); },
+        .sendTest =
+            [this](qint64 number) {
+                made(m_send, m_seams.folder, *this, m_seams.op, [this] { showOptions(); },
+                     &m_owner)
+                    .sendTest(number, m_mail());
+            },
+        .findJobs =
+            [this](qint64 number) {
+                m_jobs.search(JobListPanel::EmailIdEquals, QString::number(number));
+            },
+    };
 }
 
 void Windows::unload()
 {
+    m_mgrList.reset();
+    m_newList.reset();
     m_newMail.reset();
     m_mgrMsg.reset();
+    m_import.reset();
     m_newJob.reset();
     m_options.reset();
+    m_export.reset();
+    m_exportData.reset();
     m_imWebFile.reset();
     m_send.reset();
+    m_merge.reset();
+    m_append.reset();
+    m_browser.reset();
     m_preview.reset();
 }
 
 frmPinfo &Windows::options() const
 {
-    if (!m_options)
-        m_options = std::make_unique<frmPinfo>(m_store, m_seams.op, &m_owner);
-    return *m_options;
+    return made(m_options, m_store, m_seams.op, &m_owner);
 }
 
 frmNewJob &Windows::jobEditor()
 {
-    if (!m_newJob)
-        m_newJob = std::make_unique<frmNewJob>(
-            m_seams.folder, m_seams.op, [this] { return createList(); },
-            [this] { return createMessage(); }, &m_owner);
-    return *m_newJob;
+    return made(
+        m_newJob, m_seams.folder, m_seams.op, [this] { return createList(); },
+        [this] { return createMessage(); }, &m_owner);
 }
 
 frmNewMail &Windows::messageEditor()
 {
-    if (!m_newMail)
-        m_newMail = std::make_unique<frmNewMail>(
-            m_seams.folder, m_seams.op, m_seams.makeHtmlView,
-            [this] { return webImport().importDocument(); }, &m_owner);
-    return *m_newMail;
+    const auto importWeb = [this] {
+        return made(m_imWebFile, m_seams.web, m_seams.op, &m_owner).importDocument();
+    };
+    return made(m_newMail, m_seams.folder, m_seams.op, m_seams.makeHtmlView, importWeb, &m_owner);
 }
 
-frmImWebFile &Windows::webImport()
+frmImport &Windows::importWindow()
 {
-    if (!m_imWebFile)
-        m_imWebFile = std::make_unique<frmImWebFile>(m_seams.web, m_seams.op, &m_owner);
-    return *m_imWebFile;
-}
-
-void Windows::tellNotBuilt(const QString &what)
-{
-    m_seams.op.tell(tr("%1 is not built yet.").arg(what));
+    return made(m_import, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield, &m_owner);
 }

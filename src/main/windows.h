@@ -4,23 +4,32 @@
 
 #include "settingsstore.h"
 
+class frmemail;
+class frmExport;
+class frmExportData;
+class frmImport;
 class frmImWebFile;
+class frmMerge;
+class frmMgrList;
 class frmMgrMsg;
 class frmNewJob;
+class frmNewList;
 class frmNewMail;
 class frmPinfo;
 class frmPreview;
 class frmSend;
 class JobListPanel;
 class JobRow;
+class QWidget;
 struct JobMessage;
+struct ListCommands;
+struct MessageCommands;
+struct RecipientQuery;
 
 /// The windows that the main window opens, each made when it is first needed and kept until the
 /// program ends. The commands reach every window through here.
-class Windows final : public QObject, public LiveSettings
+class Windows final : public LiveSettings
 {
-    Q_OBJECT
-
 public:
     /// `mail`: the program's one mail component. All of them must outlive the object.
     Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
@@ -46,30 +55,42 @@ public:
     bool createMessage();
     /// True when the message was stored; `caption` is the window's, where it is not its usual one.
     bool editMessage(qint64 messageId, const QString &caption = {});
-    void browseList(qint64 listId, const QString &listName);
-    void exportRecipients();
+    /// `address`: what to search the recipients' addresses for; empty for all of them.
+    void browseList(qint64 listId, const QString &listName, const QString &address = {});
+    /// The recipients of a list that the query selects.
+    void exportRecipients(const QString &listConnectionString, const RecipientQuery &query);
 
     /// Unloads them all, in their order.
     void unload();
 
 private:
+    ListCommands listCommands();
+    MessageCommands messageCommands();
     frmPinfo &options() const;
     frmNewJob &jobEditor();
     frmNewMail &messageEditor();
-    frmImWebFile &webImport();
-    void sendTest(qint64 messageId);
-    void tellNotBuilt(const QString &what);
+    frmImport &importWindow();
 
     const MainSeams m_seams;
     JobListPanel &m_jobs;
     std::function<SendMail &()> m_mail;
     QWidget &m_owner;
     SettingsStore m_store;
+
+    // In the order in which they are unloaded.
+    std::unique_ptr<frmMgrList> m_mgrList;
+    std::unique_ptr<frmNewList> m_newList;
     std::unique_ptr<frmNewMail> m_newMail;
     std::unique_ptr<frmMgrMsg> m_mgrMsg;
+    std::unique_ptr<frmImport> m_import;
     std::unique_ptr<frmNewJob> m_newJob;
     mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
+    std::unique_ptr<frmExport> m_export;
+    std::unique_ptr<frmExportData> m_exportData;
     std::unique_ptr<frmImWebFile> m_imWebFile;
     std::unique_ptr<frmSend> m_send;
+    std::unique_ptr<frmMerge> m_merge;
+    std::unique_ptr<frmMerge> m_append;
+    std::unique_ptr<frmemail> m_browser;
     std::unique_ptr<frmPreview> m_preview;
 };

@@ -11,6 +11,7 @@
 #include "mainwindow.h"
 #include "programfolder.h"
 #include "recordinghtmlview.h"
+#include "recordingspreadsheet.h"
 #include "smtpsendmail.h"
 #include "smtpserver.h"
 #include "sortablelist.h"
@@ -141,7 +142,8 @@ struct Desk {
     FakeClock clock;
     EventLoopYield yield;
     CurlWebFetch web{yield};
-    Main window{{folder.folder(), op, clock, yield, web,
+    RecordingSpreadsheet spreadsheet;
+    Main window{{folder.folder(), op, clock, yield, web, spreadsheet,
                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
                  [this] { return std::make_unique<SmtpSendMail>(yield); }}};
 };
