@@ -1,5 +1,6 @@
 #include "consolemessages.h"
 
+#include "progressbar.h"
 #include "terminal.h"
 #include "table.h"
 
@@ -90,11 +91,12 @@ ExitStatus testSend(const ProgramFolder &folder, const QString &message, const Q
         EventLoopYield yield;
         SmtpSendMail mail(yield);
         const SettingsStore settings(folder);
-        ConsoleOperator op(0);
+        ProgressBar bar;
+        ConsoleOperator op(0, bar);
         TestSend test(mail, settings, op);
         const TestSend::Obstacle obstacle = test.check(stored, address);
         if (obstacle == TestSend::Obstacle::NoServer)
-            ConsoleView().openOptions();
+            ConsoleView(bar).openOptions();
         if (obstacle != TestSend::Obstacle::None)
             return Refused;
         if (!test.send(stored, address))
