@@ -1,16 +1,17 @@
 #include "textdecoding.h"
 
-#include <QStringDecoder>
-
 QString decodeText(const QByteArray &bytes)
 {
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = utf8(bytes);
-    if (!utf8.hasError())
-        return text;
-    QStringDecoder windows1252("windows-1252", QStringDecoder::Flag::Stateless);
+    return utf8.hasError() ? QString(windows1252Decoder()(bytes)) : text;
+}
+
+QStringDecoder windows1252Decoder()
+{
+    QStringDecoder windows1252("windows-1252");
     // Without the conversion library Latin 1 is the same but for typographic marks.
-    return windows1252.isValid() ? QString(windows1252(bytes)) : QString::fromLatin1(bytes);
+    return windows1252.isValid() ? std::move(windows1252) : QStringDecoder(QStringDecoder::Latin1);
 }
 
 QString decodeFile(const QByteArray &content)

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringDecoder>
 
 /// Text of unknown origin: UTF-8 where it is valid, otherwise Windows-1252, the usual encoding of
 /// older files.
@@ -10,3 +11,6 @@ QString decodeText(const QByteArray &bytes);
 /// The same for the content of a whole file, whose byte-order mark, if it has one, names its
 /// encoding.
 QString decodeFile(const QByteArray &content);
+
+/// For text that is not UTF-8: Windows-1252.
+QStringDecoder windows1252Decoder();

@@ -1,9 +1,9 @@
 #include "recipientgrid.h"
 
-#include <QGuiApplication>
+#include "waitpointer.h"
+
 #include <QHeaderView>
 #include <QPainter>
-#include <QScopeGuard>
 
 namespace
 {
@@ -38,14 +38,37 @@ RecipientGrid::RecipientGrid(QWidget *parent)
 
 void RecipientGrid::load(const QString &listConnectionString, const RecipientQuery &query)
 {
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor); // sorting a long list takes its time
-    const auto restore = qScopeGuard(&QGuiApplication::restoreOverrideCursor);
+    const WaitPointer pointer; // sorting a long list takes its time
     m_recipients.load(listConnectionString, query);
     m_emptyText =
         query.condition().isEmpty()
-            ? tr("This list has no recipients yet. “Edit Maillist” adds some.")
+            ? m_emptyListText
             : tr("No recipient matches the search. Empty its text to see the whole list.");
     setColumnWidths();
+}
+
+void RecipientGrid::setEmptyListText(const QString &text)
+{
+    m_emptyListText = text;
+}
+
+void RecipientGrid::setEditable(bool editable)
+{
+    setEditTriggers(editable ? DoubleClicked | EditKeyPressed | AnyKeyPressed : NoEditTriggers);
+}
+
+void RecipientGrid::commitEditor()
+{
+    if (QWidget *editor = indexWidget(currentIndex())) {
+        commitData(editor);
+        closeEditor(editor, QAbstractItemDelegate::NoHint);
+    }
+}
+
+void RecipientGrid::discardEditor()
+{
+    if (QWidget *editor = indexWidget(currentIndex()))
+        closeEditor(editor, QAbstractItemDelegate::RevertModelCache);
 }
 
 void RecipientGrid::paintEvent(QPaintEvent *event)

@@ -15,6 +15,15 @@ public:
 
     /// Throws StorageError, and then still shows what it did.
     void load(const QString &listConnectionString, const RecipientQuery &query);
+    RecipientModel &recipients() { return m_recipients; }
+    /// Shown in place of rows when the list has none.
+    void setEmptyListText(const QString &text);
+
+    /// Whether cells can be typed into. What is typed goes into the model's changed row.
+    void setEditable(bool editable);
+    /// Ends typing in a cell; what was typed counts, or not.
+    void commitEditor();
+    void discardEditor();
 
 signals:
     /// Reading rows failed after load() had returned.
@@ -28,6 +37,7 @@ private:
     void setColumnWidths();
 
     RecipientModel m_recipients;
+    QString m_emptyListText;
     QString m_emptyText;
     bool m_isSettingWidths = false;
     bool m_hasOwnWidths = false; // somebody dragged one

@@ -1,6 +1,7 @@
 #include "recipientmodel.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTimerEvent>
 
 namespace
@@ -21,13 +22,23 @@ void RecipientModel::load(const QString &listConnectionString, const RecipientQu
                                                 query.condition(), query.order(), firstKeys);
     beginResetModel();
     m_rows = std::move(rows);
+    m_listConnectionString = listConnectionString;
     m_rowCount = int(m_rows->size());
     m_hasFailed = false;
+    m_changedRow = -1;
+    m_isAdded = false;
+    m_changes.clear();
     endResetModel();
     if (m_rows->isComplete())
         m_timer.stop();
     else
         m_timer.start(0, this);
+}
+
+void RecipientModel::complete()
+{
+    if (!isComplete())
+        readKeys([] { return true; });
 }
 
 int RecipientModel::rowCount(const QModelIndex &parent) const
@@ -43,22 +54,51 @@ int RecipientModel::columnCount(const QModelIndex &parent) const
 QVariant RecipientModel::data(const QModelIndex &index, int role) const
 {
     // Most texts are longer than their column; the tip shows them whole.
-    if (!index.isValid() || (role != Qt::DisplayRole && role != Qt::ToolTipRole))
+    if (!index.isValid() ||
+        (role != Qt::DisplayRole && role != Qt::EditRole && role != Qt::ToolTipRole))
         return {};
     try {
-        if (const Record *row = m_rows->row(index.row()))
-            return row->value(index.column() + 1).value_or(QString());
+        return text(index);
     } catch (const StorageError &e) {
         if (!m_hasFailed) {
             m_hasFailed = true;
             // The view asks while it paints, which is no time for a message box.
             auto *self = const_cast<RecipientModel *>(this);
             QMetaObject::invokeMethod(
-                self, [self, text = e.description()] { emit self->failed(text); },
+                self, [self, description = e.description()] { emit self->failed(description); },
                 Qt::QueuedConnection);
         }
     }
     return {};
+}
+
+QString RecipientModel::text(const QModelIndex &index) const
+{
+    const int field = index.column() + 1;
+    if (index.row() == m_changedRow && (m_isAdded || m_changes.contains(field)))
+        return m_changes.value(field);
+    const Record *row = m_rows->row(index.row());
+    return row ? row->value(field).value_or(QString()) : QString();
+}
+
+bool RecipientModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
+    if (!index.isValid() || role != Qt::EditRole ||
+        (m_changedRow >= 0 && index.row() != m_changedRow))
+        return false;
+    // Leaving a cell as it was is no change.
+    if (value.toString() != data(index, Qt::EditRole).toString()) {
+        m_changedRow = index.row();
+        m_changes.insert(index.column() + 1, value.toString());
+        emit dataChanged(index, index);
+    }
+    return true;
+}
+
+Qt::ItemFlags RecipientModel::flags(const QModelIndex &index) const
+{
+    const Qt::ItemFlags flags = QAbstractTableModel::flags(index);
+    return index.isValid() ? flags | Qt::ItemIsEditable : flags;
 }
 
 QVariant RecipientModel::headerData(int section, Qt::Orientation orientation, int role) const
@@ -69,29 +109,96 @@ QVariant RecipientModel::headerData(int section, Qt::Orientation orientation, in
     return titles.value(section);
 }
 
+void RecipientModel::addRow()
+{
+    complete();
+    beginInsertRows({}, m_rowCount, m_rowCount);
+    m_changedRow = m_rowCount++;
+    m_isAdded = true;
+    endInsertRows();
+}
+
+void RecipientModel::deleteRow(int row)
+{
+    if (!isAdded(row))
+        deleteRecipient(m_listConnectionString, m_rows->key(row));
+    dropRow(row);
+}
+
+/// Takes out a row that the database has not, or no longer.
+void RecipientModel::dropRow(int row)
+{
+    beginRemoveRows({}, row, row);
+    if (!isAdded(row))
+        m_rows->remove(row);
+    --m_rowCount;
+    if (row == m_changedRow) {
+        m_changedRow = -1;
+        m_isAdded = false;
+        m_changes.clear();
+    } else if (row < m_changedRow) {
+        --m_changedRow;
+    }
+    endRemoveRows();
+}
+
+void RecipientModel::saveChanges()
+{
+    if (m_changedRow < 0)
+        return;
+    if (m_isAdded && m_changes.isEmpty())
+        return dropRow(m_changedRow);
+    if (m_isAdded) {
+        m_rows->append(insertRecipient(m_listConnectionString, m_changes));
+    } else {
+        updateRecipient(m_listConnectionString, m_rows->key(m_changedRow), m_changes);
+        m_rows->forgetRows();
+    }
+    m_isAdded = false;
+    cancelChanges(); // they are in the database
+}
+
+void RecipientModel::cancelChanges()
+{
+    if (m_changedRow < 0)
+        return;
+    if (m_isAdded)
+        return dropRow(m_changedRow);
+    const int row = m_changedRow;
+    m_changedRow = -1;
+    m_changes.clear();
+    emit dataChanged(index(row, 0), index(row, columnCount() - 1));
+}
+
 void RecipientModel::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() != m_timer.timerId())
         return QAbstractTableModel::timerEvent(event);
-    QString failure;
     try {
         QElapsedTimer timer;
         timer.start();
-        do
-            m_rows->readKeys(keysPerStep);
-        while (!m_rows->isComplete() && timer.elapsed() < stepMs);
+        readKeys([&timer] { return timer.elapsed() < stepMs; });
     } catch (const StorageError &e) {
-        failure = e.description();
+        if (!m_hasFailed) {
+            m_hasFailed = true;
+            emit failed(e.description());
+        }
     }
-    if (m_rows->isComplete())
-        m_timer.stop();
-    if (m_rows->size() > m_rowCount) {
+}
+
+void RecipientModel::readKeys(const std::function<bool()> &goOn)
+{
+    // What was read before a failure is shown as well.
+    const auto show = qScopeGuard([this] {
+        if (m_rows->isComplete())
+            m_timer.stop();
+        if (m_rows->size() == m_rowCount)
+            return;
         beginInsertRows({}, m_rowCount, int(m_rows->size()) - 1);
         m_rowCount = int(m_rows->size());
         endInsertRows();
-    }
-    if (!failure.isEmpty() && !m_hasFailed) {
-        m_hasFailed = true;
-        emit failed(failure);
-    }
+    });
+    do
+        m_rows->readKeys(keysPerStep);
+    while (!m_rows->isComplete() && goOn());
 }

@@ -1,17 +1,21 @@
 #pragma once
 
+#include "recipientedits.h"
 #include "recipientquery.h"
 #include "recipientrows.h"
 
 #include <QAbstractTableModel>
 #include <QBasicTimer>
 
+#include <functional>
 #include <memory>
 
 /// The recipients of a list for a grid: nine columns, rows read when they are shown.
 ///
 /// The first rows are there when load() returns; the others appear in the following moments while
 /// the window goes on living, so that a list of a million opens at once.
+///
+/// What is typed into a row is kept aside until saveChanges(); one row at a time can be changed.
 class RecipientModel final : public QAbstractTableModel
 {
     Q_OBJECT
@@ -19,16 +23,33 @@ class RecipientModel final : public QAbstractTableModel
 public:
     using QAbstractTableModel::QAbstractTableModel;
 
-    /// Throws StorageError, and then still shows what it did.
+    /// Throws StorageError, and then still shows what it did. Changes that were not saved are lost.
     void load(const QString &listConnectionString, const RecipientQuery &query);
     /// False while rows are still appearing.
     bool isComplete() const { return !m_rows || m_rows->isComplete(); }
+    /// Lets all rows appear now. Throws StorageError.
+    void complete();
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
     QVariant headerData(int section, Qt::Orientation orientation,
                         int role = Qt::DisplayRole) const override;
+
+    /// Adds an empty row at the end, which becomes a recipient when it is saved. Earlier changes
+    /// must have been saved. Throws StorageError.
+    void addRow();
+    /// Deletes the recipient of the row. Throws StorageError.
+    void deleteRow(int row);
+    /// The row with changes that are not saved, or the added one; -1 where there is none.
+    int changedRow() const { return m_changedRow; }
+    /// Writes the changes to the list's database. An added row into which nothing was typed goes
+    /// away. Throws StorageError, and then keeps the changes.
+    void saveChanges();
+    /// Shows the changed row as it is in the database; an added row goes away.
+    void cancelChanges();
 
 signals:
     /// Reading rows failed after load() had returned; said once for each load.
@@ -38,8 +59,17 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
+    void readKeys(const std::function<bool()> &goOn);
+    void dropRow(int row);
+    bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
+    QString text(const QModelIndex &index) const;
+
     std::unique_ptr<RecipientRows> m_rows;
-    int m_rowCount = 0;
+    QString m_listConnectionString;
+    int m_rowCount = 0; ///< with the added row
     QBasicTimer m_timer;
     mutable bool m_hasFailed = false;
+    int m_changedRow = -1;
+    bool m_isAdded = false; ///< the changed row is not in the database yet
+    RecipientChanges m_changes;
 };

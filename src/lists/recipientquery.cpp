@@ -24,6 +24,11 @@ QStringList RecipientQuery::titles()
             QStringLiteral("Memo"),  QStringLiteral("Status"),    QStringLiteral("Fail Reason")};
 }
 
+QString RecipientQuery::columnName(int field)
+{
+    return columnNames[field - 1];
+}
+
 QString RecipientQuery::columns()
 {
     return columnNames.join(QLatin1Char(','));
@@ -33,8 +38,8 @@ QString RecipientQuery::condition() const
 {
     if (searchField == 0 || searchText.isEmpty())
         return {};
-    return QStringLiteral(" where email.") + columnNames[searchField - 1] +
-           QStringLiteral(" like '%") + searchText + QStringLiteral("%'");
+    return QStringLiteral(" where email.") + columnName(searchField) + QStringLiteral(" like '%") +
+           searchText + QStringLiteral("%'");
 }
 
 QString RecipientQuery::order() const
@@ -42,6 +47,6 @@ QString RecipientQuery::order() const
     if (sortField == 0)
         return {};
     // Letter case does not part names in the grid; equal ones keep the list's order.
-    return QStringLiteral(" order by email.") + columnNames[sortField - 1] +
+    return QStringLiteral(" order by email.") + columnName(sortField) +
            QStringLiteral(" collate nocase, mid");
 }

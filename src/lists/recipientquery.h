@@ -8,6 +8,8 @@
 /// Fields are counted from 1 as in the search and sort boxes: email, first name, last name, title,
 /// contact, company, memo, status, reason. Field 0 searches nothing and leaves the list's order.
 struct RecipientQuery {
+    static constexpr int Email = 1;
+
     int searchField = 0;
     QString searchText;
     int sortField = 0;
@@ -16,6 +18,8 @@ struct RecipientQuery {
     static QStringList fieldNames();
     /// The column titles of a grid, from field 1.
     static QStringList titles();
+    /// The database's name of a field.
+    static QString columnName(int field);
     /// The select list whose columns are the fields, in order.
     static QString columns();
 

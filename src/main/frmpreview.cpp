@@ -1,5 +1,7 @@
 #include "frmpreview.h"
 
+#include "recordkeys.h"
+
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLabel>
@@ -64,26 +66,26 @@ bool frmPreview::eventFilter(QObject *watched, QEvent *event)
 
 bool frmPreview::handle(const QKeyEvent &key)
 {
-    const bool isFar = key.modifiers() & Qt::ControlModifier;
-    switch (key.key()) {
-    case Qt::Key_Home:
-        m_preview->first();
-        return true;
-    case Qt::Key_End:
-        m_preview->last();
-        return true;
-    case Qt::Key_Up:
-    case Qt::Key_PageUp:
-        isFar ? m_preview->first() : m_preview->previous();
-        return true;
-    case Qt::Key_Down:
-    case Qt::Key_PageDown:
-        isFar ? m_preview->last() : m_preview->next();
-        return true;
-    case Qt::Key_Escape:
+    if (key.key() == Qt::Key_Escape) {
         reject();
         return true;
-    default:
-        return false;
     }
+    const std::optional<RecordMove> move = recordMove(key);
+    if (!move)
+        return false;
+    switch (*move) {
+    case RecordMove::First:
+        m_preview->first();
+        break;
+    case RecordMove::Previous:
+        m_preview->previous();
+        break;
+    case RecordMove::Next:
+        m_preview->next();
+        break;
+    case RecordMove::Last:
+        m_preview->last();
+        break;
+    }
+    return true;
 }

@@ -10,6 +10,8 @@ MaillistPanel::MaillistPanel(Operator &op, QWidget *parent)
     , m_ui(std::make_unique<Ui::fmMaillist>())
 {
     m_ui->setupUi(this);
+    m_ui->DataGrid1->setEmptyListText(
+        tr("This list has no recipients yet. “Edit Maillist” adds some."));
     m_ui->combSearch->addItem(tr("-- Search By --"));
     m_ui->combSearch->addItems(RecipientQuery::fieldNames());
     m_ui->combSort->addItem(tr("- Sort By --"));
@@ -44,7 +46,8 @@ void MaillistPanel::resetSearch()
     m_ui->txtSEmail->clear();
 }
 
-void MaillistPanel::enableEditing()
+void MaillistPanel::enableCommands(bool enabled)
 {
-    m_ui->cmdBrowse->setEnabled(true);
+    m_ui->cmdBrowse->setEnabled(enabled);
+    m_ui->cmdCopy->setEnabled(enabled);
 }

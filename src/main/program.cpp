@@ -3,9 +3,11 @@
 #include "mainwindow.h"
 
 #include "clock.h"
+#include "curlwebfetch.h"
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
+#include "spreadsheet.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"
@@ -59,7 +61,9 @@ int main(int argc, char *argv[])
     MessageBoxOperator op;
     SystemClock clock;
     EventLoopYield yield;
-    Main window({folder, op, clock, yield, &makeHtmlView,
+    CurlWebFetch web(yield);
+    DesktopSpreadsheet spreadsheet;
+    Main window({folder, op, clock, yield, web, spreadsheet, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

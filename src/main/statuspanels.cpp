@@ -1,5 +1,7 @@
 #include "statuspanels.h"
 
+#include "statuspanel.h"
+
 #include <QLabel>
 #include <QStatusBar>
 
@@ -8,13 +10,9 @@ StatusPanels::StatusPanels(QStatusBar &bar)
     // The panels that name servers, addresses and outcomes share what the counts leave.
     constexpr std::array<int, count> stretch = {1, 4, 4, 2, 1, 1, 1};
     for (size_t i = 0; i < m_labels.size(); ++i) {
-        auto *label = new QLabel(&bar);
-        label->setObjectName(QStringLiteral("Panel%1").arg(i + 1));
-        label->setTextFormat(Qt::PlainText);
+        QLabel *label = addStatusPanel(bar, stretch[i]);
         label->setSizePolicy(stretch[i] > 1 ? QSizePolicy::Ignored : QSizePolicy::Preferred,
                              QSizePolicy::Preferred);
-        label->setMargin(2);
-        bar.addWidget(label, stretch[i]);
         m_labels[i] = label;
     }
 }

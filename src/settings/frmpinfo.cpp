@@ -4,20 +4,9 @@
 
 #include "operator.h"
 #include "settingsstore.h"
+#include "waitpointer.h"
 
 #include <QApplication>
-
-namespace
-{
-
-/// The unsubscribe list can be long; the pointer tells that reading or writing it takes its time.
-struct WaitPointer {
-    WaitPointer() { QApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~WaitPointer() { QApplication::restoreOverrideCursor(); }
-    Q_DISABLE_COPY(WaitPointer)
-};
-
-} // namespace
 
 frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     : ButtonDialog(parent)

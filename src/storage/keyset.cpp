@@ -42,6 +42,18 @@ bool Keyset::holds(qsizetype index) const
            index < m_windowStart + qsizetype(m_window.size());
 }
 
+void Keyset::append(qint64 key)
+{
+    m_keys.push_back(key);
+    forgetRows();
+}
+
+void Keyset::remove(qsizetype index)
+{
+    m_keys.erase(m_keys.begin() + index);
+    forgetRows();
+}
+
 const Record *Keyset::row(qsizetype index)
 {
     if (!holds(index))
@@ -52,7 +64,7 @@ const Record *Keyset::row(qsizetype index)
 
 void Keyset::fetch(qsizetype first)
 {
-    m_windowStart = -1;
+    forgetRows();
     const qsizetype last = std::min(first + windowSize, size());
     QHash<qint64, qsizetype> place;
     QString numbers;

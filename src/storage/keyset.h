@@ -42,6 +42,13 @@ public:
     /// Whether row() finds it without a query.
     bool holds(qsizetype index) const;
 
+    /// Adds a recipient that the condition did not select, as the last row; to be called when the
+    /// keyset is complete.
+    void append(qint64 key);
+    void remove(qsizetype index);
+    /// Reads the rows again when they are next asked for.
+    void forgetRows() { m_windowStart = -1; }
+
 private:
     void fetch(qsizetype first);
 

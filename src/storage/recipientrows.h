@@ -22,6 +22,13 @@ public:
     void readKeys(qsizetype count);
     bool isComplete() const { return m_keyset.isComplete(); }
 
+    /// The recipient number of row `index`.
+    qint64 key(qsizetype index) const { return m_keyset.key(index); }
+    /// What was changed in the database, so that the rows show it.
+    void append(qint64 key) { m_keyset.append(key); }
+    void remove(qsizetype index) { m_keyset.remove(index); }
+    void forgetRows() { m_keyset.forgetRows(); }
+
 private:
     void closeWhenComplete();
 

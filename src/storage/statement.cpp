@@ -18,6 +18,12 @@ void Statement::bind(int index, const QString &value)
     m_statement->bind(index, value.toStdString());
 }
 
+void Statement::bind(int index, const std::string &value)
+{
+    // run() binds every value anew and returns when the statement is done with them.
+    m_statement->bindNoCopy(index, value);
+}
+
 void Statement::bind(int index, qint64 value)
 {
     m_statement->bind(index, static_cast<int64_t>(value));

@@ -125,7 +125,7 @@ void TestConsole::wrongUsage_data()
     QTest::addColumn<QStringList>("arguments");
     for (const char *line :
          {"", "jobs extra", "start", "start 1 --json", "start 1 --rerun x", "start 1 --rerun -1",
-          "reset", "dance", "jobs --loud", "messages extra", "messages --rerun 1", "test-send 1",
+          "reset", "dance", "jobs --loud", "jobs --folder=", "messages extra", "messages --rerun 1", "test-send 1",
           "test-send 1 a@b.c --json"})
         QTest::newRow(line) << QString::fromLatin1(line).split(QLatin1Char(' '),
                                                                Qt::SkipEmptyParts);

@@ -1,0 +1,232 @@
+#include "frmmgrlist.h"
+
+#include "frmeditlist.h"
+#include "ui_frmmgrlist.h"
+
+#include "operator.h"
+#include "storageerror.h"
+#include "toolbarkeys.h"
+#include "waitpointer.h"
+#include "windowlayout.h"
+
+#include <QShortcut>
+#include <QShowEvent>
+
+namespace
+{
+
+enum Column { Name, ListId, Type, CreateTime, Count };
+
+std::vector<ListColumn> listColumns()
+{
+    using Window = frmMgrList;
+    return {{Window::tr("List Name"), 2. / 5},
+            {Window::tr("List ID"), 3. / 20, SortKind::Number, Qt::AlignRight},
+            {Window::tr("Type"), 3. / 20},
+            {Window::tr("Create Time"), 3. / 20, SortKind::Text, Qt::AlignRight},
+            {Window::tr("Count"), 1. / 10, SortKind::Number, Qt::AlignRight}};
+}
+
+ListRow listRow(const MailList &list)
+{
+    return {list.id, {list.name, QString::number(list.id), list.type, list.created, list.count}};
+}
+
+MailList mailList(const ListRow &row)
+{
+    return {row.number, row.cells[Name], row.cells[Type], row.cells[CreateTime], row.cells[Count]};
+}
+
+QString report(const StorageError &error)
+{
+    return error.report(QStringLiteral("Error #  "));
+}
+
+} // namespace
+
+frmMgrList::frmMgrList(const ProgramFolder &folder, Operator &op, ListCommands commands,
+                       QWidget *parent)
+    : QDialog(parent)
+    , m_catalogue(folder)
+    , m_op(op)
+    , m_commands(std::move(commands))
+    , m_ui(std::make_unique<Ui::frmMgrList>())
+    , m_editor(std::make_unique<frmEditList>(op, this))
+{
+    m_ui->setupUi(this);
+    m_ui->ViewDetails->setObjectName(QStringLiteral("View Details"));
+    letTabReachButtons(*m_ui->Toolbar1);
+    m_ui->ListView1->setColumns(listColumns());
+    const QIcon icon = QIcon::fromTheme(QStringLiteral("x-office-address-book"));
+    m_ui->ListView1->setIcons(icon, icon);
+    connectCommands();
+    restoreWindowLayout(*this, *m_ui->ListView1);
+}
+
+frmMgrList::~frmMgrList()
+{
+    // Hiding saves the layout: not later, when the list is gone.
+    hide();
+}
+
+void frmMgrList::connectCommands()
+{
+    connect(m_ui->New, &QAction::triggered, this, [this] { selectingNewList(m_commands.create); });
+    connect(m_ui->Copy, &QAction::triggered, this, &frmMgrList::duplicate);
+    connect(m_ui->Properties, &QAction::triggered, this, &frmMgrList::edit);
+    connect(m_ui->Delete, &QAction::triggered, this, &frmMgrList::deleteSelected);
+    connect(m_ui->Open, &QAction::triggered, this, [this] {
+        withSelected([this](const MailList &list) {
+            m_commands.import(list);
+            list_refresh();
+        });
+    });
+    connect(m_ui->Export, &QAction::triggered, this,
+            [this] { withSelected(m_commands.exportList); });
+    connect(m_ui->Merge, &QAction::triggered, this, [this] { selectingNewList(m_commands.merge); });
+    connect(m_ui->Append, &QAction::triggered, this, &frmMgrList::append);
+    connect(m_ui->ViewDetails, &QAction::triggered, this, &frmMgrList::browse);
+    connect(m_ui->Search, &QAction::triggered, this, [this] {
+        withSelected([this](const MailList &list) { m_commands.findJobs(list.id); });
+    });
+    SortableList *list = m_ui->ListView1;
+    connect(list, &SortableList::rowDoubleClicked, this, &frmMgrList::browse);
+    connect(list, &SortableList::rowEntered, this, &frmMgrList::browse);
+    // Del in the search box means the box's text.
+    new QShortcut(Qt::Key_Delete, list, this, &frmMgrList::deleteSelected, Qt::WidgetShortcut);
+    connect(m_ui->cmdSearch, &QPushButton::clicked, this, &frmMgrList::list_refresh);
+}
+
+void frmMgrList::showEvent(QShowEvent *event)
+{
+    QDialog::showEvent(event);
+    if (event->spontaneous())
+        return;
+    m_ui->combType->setCurrentIndex(0);
+    m_ui->txtSearch->clear();
+    m_ui->ListView1->setRows({});
+    list_refresh();
+    m_ui->ListView1->sortDescending(ListId);
+    m_ui->ListView1->selectRow(0);
+    m_ui->ListView1->setFocus();
+}
+
+void frmMgrList::hideEvent(QHideEvent *event)
+{
+    saveWindowLayout(*this, *m_ui->ListView1);
+    QDialog::hideEvent(event);
+}
+
+/// A failure is told and leaves the rows as they are.
+void frmMgrList::list_refresh()
+{
+    SortableList *list = m_ui->ListView1;
+    const auto field = ListCatalogue::SearchField(m_ui->combType->currentIndex());
+    const QString text = m_ui->txtSearch->text();
+    QStringList failures;
+    try {
+        const WaitPointer pointer; // a search for an address opens every list
+        std::vector<ListRow> rows;
+        for (const MailList &found :
+             m_catalogue.search(field, text, [&](const QString &why) { failures += why; }))
+            rows.push_back(listRow(found));
+        list->setRows(std::move(rows));
+        list->setEmptyText(
+            text.isEmpty() ? tr("There are no lists yet. “New” makes the first one and can fill "
+                                "it from a file.")
+                           : tr("No list matches the search. Search for an empty text to see "
+                                "every list."));
+        if (list->selectedRow() >= 0)
+            list->setFocus();
+    } catch (const StorageError &e) {
+        list->setEmptyText(tr("The lists could not be read."));
+        m_op.tell(report(e), tr("Error"));
+    }
+    for (const QString &failure : failures)
+        m_op.tell(failure);
+}
+
+void frmMgrList::selectingNewList(const std::function<void()> &command)
+{
+    const qint64 highest = m_ui->ListView1->highestNumber();
+    command();
+    list_refresh();
+    m_ui->ListView1->selectNewerThan(highest);
+}
+
+void frmMgrList::duplicate()
+{
+    withSelected([this](const MailList &list) {
+        selectingNewList([&] {
+            try {
+                const WaitPointer pointer;
+                m_catalogue.duplicate(list);
+            } catch (const StorageError &e) {
+                m_op.tell(e.description());
+            }
+        });
+    });
+}
+
+void frmMgrList::edit()
+{
+    withSelected([this](MailList list) {
+        if (!m_editor->edit(list))
+            return;
+        try {
+            m_catalogue.rename(list.id, list.name, list.type);
+            const int row = m_ui->ListView1->rowOf(list.id);
+            m_ui->ListView1->selectRow(row);
+            m_ui->ListView1->setFocus();
+            m_ui->ListView1->setCells(row, listRow(list).cells);
+        } catch (const StorageError &e) {
+            m_op.tell(report(e), tr("Error"));
+        }
+    });
+}
+
+void frmMgrList::deleteSelected()
+{
+    withSelected([this](const MailList &list) {
+        if (!m_op.ask(tr("Delete : %1").arg(list.name), tr("Delete ")))
+            return;
+        try {
+            if (m_catalogue.remove(list.id))
+                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(list.id));
+            else
+                m_op.tell(tr("You cannot delete this maillist, becase it is being used in other "
+                             "jobs !"),
+                          tr("Maillist Manager"));
+        } catch (const StorageError &e) {
+            m_op.tell(report(e), tr("Error"));
+            list_refresh(); // the row may be gone where the file is not
+        }
+    });
+}
+
+void frmMgrList::append()
+{
+    selectingNewList([this] {
+        const int selected = m_ui->ListView1->selectedRow();
+        if (selected < 0)
+            return m_commands.append(nullptr);
+        const MailList list = mailList(m_ui->ListView1->row(selected));
+        m_commands.append(&list);
+    });
+}
+
+void frmMgrList::browse()
+{
+    withSelected([this](const MailList &list) {
+        const bool isAddressSearch = m_ui->combType->currentIndex() == ListCatalogue::EmailAddress;
+        m_commands.browse(list, isAddressSearch ? m_ui->txtSearch->text().trimmed() : QString());
+        list_refresh();
+    });
+}
+
+void frmMgrList::withSelected(const std::function<void(const MailList &)> &action)
+{
+    const int selected = m_ui->ListView1->selectedRow();
+    if (selected >= 0)
+        action(mailList(m_ui->ListView1->row(selected)));
+}

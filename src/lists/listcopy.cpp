@@ -1,0 +1,167 @@
+#include "listcopy.h"
+
+#include "listcatalogue.h"
+
+#include "connection.h"
+#include "listcount.h"
+#include "operator.h"
+#include "recipientinserter.h"
+#include "recipientreader.h"
+#include "yield.h"
+
+#include <utility>
+
+/// All that tells the two kinds of copy apart.
+struct ListCopy::Texts {
+    const char *logStart;
+    const char *status;
+    const char *errorPrefix;
+};
+
+namespace
+{
+
+const QString lineEnd = QStringLiteral("\r\n");
+
+QString logLine(qint64 number, const RecipientRecord &record, QString refusal)
+{
+    QStringList cells{QString::number(number)};
+    for (const std::string &field : record)
+        // As the statement shows it to somebody who wants to try it by hand.
+        cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
+    cells += refusal.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
+    return cells.join(QLatin1Char('\t')) + lineEnd;
+}
+
+} // namespace
+
+ListCopy::ListCopy(const ProgramFolder &folder, Operator &op, ListCopyView &view, Yield &yield,
+                   std::chrono::milliseconds paintEvery)
+    : m_folder(folder)
+    , m_operator(op)
+    , m_view(view)
+    , m_yield(yield)
+    , m_paintEvery(paintEvery)
+{
+}
+
+ListCopy::Result ListCopy::append(const std::vector<Source> &sources, qint64 target)
+{
+    if (!hasSources(sources))
+        return Result::Refused;
+    return run({"Adding emails from : ", "Adding emails from : ", "Append Error # "}, sources,
+               target);
+}
+
+ListCopy::Result ListCopy::merge(const std::vector<Source> &sources, const QString &name,
+                                 const QString &type)
+{
+    constexpr Texts texts{"Import : ", "Merging: ", "Merge Error # "};
+    if (name.isEmpty()) {
+        m_operator.tell(QStringLiteral("Please enter the listname !"));
+        return Result::Refused;
+    }
+    if (!hasSources(sources))
+        return Result::Refused;
+    try {
+        return run(texts, sources, ListCatalogue(m_folder).create(name, type));
+    } catch (const StorageError &e) {
+        tellError(texts, e);
+        return Result::Failed;
+    }
+}
+
+bool ListCopy::hasSources(const std::vector<Source> &sources)
+{
+    if (sources.empty())
+        m_operator.tell(QStringLiteral("You must select a least one maillist from the list!"));
+    return !sources.empty();
+}
+
+ListCopy::Result ListCopy::run(const Texts &texts, const std::vector<Source> &sources,
+                               qint64 target)
+{
+    m_abort = false;
+    m_log.clear();
+    m_view.appendLog(QStringLiteral("Error Log:") + lineEnd);
+    m_view.showWaiting(true);
+    Result result = Result::Failed;
+    try {
+        result = copyAll(texts, sources, target);
+        if (result == Result::Complete)
+            storeRecipientCount(m_folder, target);
+    } catch (const StorageError &e) {
+        m_view.showWaiting(false);
+        tellError(texts, e);
+        return Result::Failed;
+    }
+    m_view.showWaiting(false);
+    if (result == Result::Aborted)
+        m_operator.tell(QStringLiteral("Abort !"));
+    return result;
+}
+
+ListCopy::Result ListCopy::copyAll(const Texts &texts, const std::vector<Source> &sources,
+                                   qint64 target)
+{
+    Connection list(m_folder.listConnectionString(target));
+    for (const Source &source : sources) {
+        m_view.appendLog(QLatin1String(texts.logStart) + source.entry + lineEnd);
+        m_view.showStatus(QLatin1String(texts.status) + source.entry);
+        copyList(texts, source, list);
+        if (m_abort)
+            return Result::Aborted;
+    }
+    m_view.showStatus({});
+    m_view.showCount({});
+    return Result::Complete;
+}
+
+void ListCopy::copyList(const Texts &texts, const Source &source, Connection &target)
+{
+    RecipientInserter inserter(target);
+    Pacer pacer(m_paintEvery);
+    RecipientRecord record;
+    qint64 number = 0;
+    try {
+        Connection list(m_folder.listConnectionString(source.listId));
+        RecipientReader reader(list);
+        while (!m_abort && reader.next(record)) {
+            ++number;
+            if (const auto refusal = inserter.insert(record))
+                m_log += logLine(number, record, *refusal);
+            inserter.commitWhenDue();
+            if (pacer.isDue())
+                show(number);
+        }
+        inserter.commit();
+    } catch (const StorageError &e) {
+        // A target that takes nothing more ends the run; a source that cannot be read only itself.
+        if (inserter.hasFailed())
+            throw;
+        inserter.commit();
+        show(number);
+        tellError(texts, e);
+        return;
+    }
+    show(number);
+    m_view.appendLog(QStringLiteral("Total : %1\r\nSuccess : %2\r\nFail : %3\r\n\r\n")
+                         .arg(number)
+                         .arg(inserter.added())
+                         .arg(number - inserter.added()));
+}
+
+void ListCopy::show(qint64 number)
+{
+    if (!m_log.isEmpty())
+        m_view.appendLog(std::exchange(m_log, {}));
+    m_view.showCount(QString::number(number));
+    m_yield.yield();
+}
+
+void ListCopy::tellError(const Texts &texts, const StorageError &error)
+{
+    // The number has room for a sign before it.
+    m_operator.tell(error.report(QLatin1String(texts.errorPrefix) + QLatin1Char(' ')),
+                    QStringLiteral("Error"));
+}

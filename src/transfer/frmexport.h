@@ -1,0 +1,46 @@
+#pragma once
+
+#include "recipientexport.h"
+
+#include <QDialog>
+
+#include <memory>
+
+class ExportScreen;
+
+namespace Ui
+{
+class frmExport;
+}
+
+/// The window that exports a whole list, or its failed recipients, or the others. It is made once
+/// and hidden between uses.
+class frmExport final : public QDialog
+{
+    Q_OBJECT
+
+public:
+    /// All must outlive the window.
+    frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op, Yield &yield,
+              QWidget *parent = nullptr);
+    ~frmExport() override;
+
+    /// Shows the window for a list.
+    void exportList(qint64 listId, const QString &listName);
+
+public slots:
+    /// Hides the window; an export in progress ends after the record it is on.
+    void reject() override;
+
+private:
+    void SetAttribute(qint64 listId, const QString &listName);
+    void runExport();
+    void enableFile();
+
+    std::unique_ptr<Ui::frmExport> m_ui;
+    Operator &m_op;
+    std::unique_ptr<ExportScreen> m_screen;
+    RecipientExport m_export;
+    qint64 m_listId = 0;
+    QString m_listName;
+};

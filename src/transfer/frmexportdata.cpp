@@ -1,0 +1,105 @@
+#include "frmexportdata.h"
+
+#include "exportscreen.h"
+#include "ui_frmexportdata.h"
+
+#include "operator.h"
+#include "recipientrows.h"
+
+namespace
+{
+
+std::unique_ptr<Ui::frmExportData> setUp(QDialog &window)
+{
+    auto ui = std::make_unique<Ui::frmExportData>();
+    ui->setupUi(&window);
+    return ui;
+}
+
+} // namespace
+
+frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
+                             Yield &yield, QWidget *parent)
+    : QDialog(parent)
+    , m_ui(setUp(*this))
+    , m_op(op)
+    , m_screen(std::make_unique<ExportScreen>(*m_ui->lbStatus, *m_ui->ProgressBar1))
+    , m_export(folder, spreadsheet, op, *m_screen, yield)
+{
+    connectOptions();
+    connect(m_ui->cmdFile, &QPushButton::clicked, this,
+            [this] { chooseExportFile(*m_ui->txtFile, m_op); });
+    connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExportData::runExport);
+    connect(m_ui->cmdCancel, &QPushButton::clicked, this, [this] { m_export.abort(); });
+    connect(m_ui->Command1, &QPushButton::clicked, this, &frmExportData::reject);
+    m_ui->cmdCancel->setEnabled(false);
+}
+
+frmExportData::~frmExportData() = default;
+
+/// A workbook and the clipboard exclude each other; neither needs a file.
+void frmExportData::connectOptions()
+{
+    connect(m_ui->chkExcel, &QCheckBox::toggled, this, [this](bool isChecked) {
+        if (isChecked)
+            m_ui->chkMem->setChecked(false);
+        enableFile();
+    });
+    connect(m_ui->chkMem, &QCheckBox::toggled, this, [this](bool isChecked) {
+        if (isChecked)
+            m_ui->chkExcel->setChecked(false);
+        enableFile();
+    });
+}
+
+void frmExportData::enableFile()
+{
+    const bool isText = !m_ui->chkExcel->isChecked() && !m_ui->chkMem->isChecked();
+    m_ui->txtFile->setEnabled(isText);
+    m_ui->cmdFile->setEnabled(isText);
+}
+
+void frmExportData::exportRecords(const QString &listConnectionString, const RecipientQuery &query)
+{
+    m_listConnectionString = listConnectionString;
+    m_query = query;
+    exec();
+}
+
+void frmExportData::runExport()
+{
+    const auto setRunning = [this](bool isRunning) {
+        for (QWidget *widget :
+             std::initializer_list<QWidget *>{m_ui->FrameOptions, m_ui->cmdExport, m_ui->Command1})
+            widget->setEnabled(!isRunning);
+        m_ui->cmdCancel->setEnabled(isRunning);
+        m_screen->setRunning(isRunning);
+    };
+    setRunning(true);
+    writeRecords();
+    setRunning(false);
+    m_ui->lbStatus->clear();
+}
+
+void frmExportData::writeRecords()
+{
+    const auto kind = m_ui->chkMem->isChecked()     ? ExportDestination::Clipboard
+                      : m_ui->chkExcel->isChecked() ? ExportDestination::Workbook
+                                                    : ExportDestination::TextFile;
+    const QString path = kind == ExportDestination::TextFile ? m_ui->txtFile->text() : QString();
+    try {
+        RecipientRows rows(m_listConnectionString, RecipientQuery::columns(), m_query.condition(),
+                           m_query.order());
+        m_export.exportRecords(rows, RecipientQuery::titles(), m_ui->chkHeader->isChecked(),
+                               {kind, path, m_ui->CombSep->currentText(), tr("Records")});
+    } catch (const StorageError &e) {
+        m_op.tell(e.report(), tr("Error"));
+    }
+}
+
+void frmExportData::reject()
+{
+    m_export.abort();
+    m_ui->lbStatus->clear();
+    QDialog::reject();
+}

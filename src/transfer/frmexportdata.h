@@ -1,0 +1,48 @@
+#pragma once
+
+#include "recipientexport.h"
+#include "recipientquery.h"
+
+#include <QDialog>
+
+#include <memory>
+
+class ExportScreen;
+
+namespace Ui
+{
+class frmExportData;
+}
+
+/// The window that exports or copies the recipients that a grid shows. It is made once and hidden
+/// between uses.
+class frmExportData final : public QDialog
+{
+    Q_OBJECT
+
+public:
+    /// All must outlive the window.
+    frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op, Yield &yield,
+                  QWidget *parent = nullptr);
+    ~frmExportData() override;
+
+    /// Shows the window for the recipients of a list that the query selects, in its order.
+    void exportRecords(const QString &listConnectionString, const RecipientQuery &query);
+
+public slots:
+    /// Hides the window; an export in progress ends after the record it is on.
+    void reject() override;
+
+private:
+    void connectOptions();
+    void enableFile();
+    void runExport();
+    void writeRecords();
+
+    std::unique_ptr<Ui::frmExportData> m_ui;
+    Operator &m_op;
+    std::unique_ptr<ExportScreen> m_screen;
+    RecipientExport m_export;
+    QString m_listConnectionString;
+    RecipientQuery m_query;
+};

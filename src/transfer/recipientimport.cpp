@@ -1,0 +1,157 @@
+#include "recipientimport.h"
+
+#include "delimitedsource.h"
+#include "separator.h"
+#include "spreadsheet.h"
+
+#include "listcount.h"
+#include "operator.h"
+#include "programfolder.h"
+#include "recipientinserter.h"
+#include "yield.h"
+
+#include <QScopeGuard>
+
+namespace
+{
+
+const QString lineEnd = QStringLiteral("\r\n");
+
+QString logLine(const RecipientSource &source, QString refusal)
+{
+    QStringList cells{QString::number(source.number())};
+    for (const std::string &field : source.record())
+        // As the statement shows it to somebody who wants to try it by hand.
+        cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
+    refusal.replace(QLatin1Char('\r'), QLatin1Char(' '))
+        .replace(QLatin1Char('\n'), QLatin1Char(' '));
+    cells += refusal;
+    return cells.join(QLatin1Char('\t')) + lineEnd;
+}
+
+} // namespace
+
+QStringList ImportCounts::panels() const
+{
+    return {QStringLiteral("Total:%1").arg(total()), QStringLiteral("S:%1").arg(successes),
+            QStringLiteral("F:%1").arg(failures)};
+}
+
+QString ImportCounts::summary() const
+{
+    return QStringLiteral("Total Number of Records Imported : %1").arg(total()) + lineEnd +
+           QStringLiteral("Number of Success : %1").arg(successes) + lineEnd +
+           QStringLiteral("Number of Fail : %1").arg(failures);
+}
+
+RecipientImport::RecipientImport(const ProgramFolder &folder, Spreadsheet &spreadsheet,
+                                 Operator &op, ImportView &view, Yield &yield,
+                                 std::chrono::milliseconds paintEvery)
+    : m_folder(folder)
+    , m_spreadsheet(spreadsheet)
+    , m_operator(op)
+    , m_view(view)
+    , m_yield(yield)
+    , m_paintEvery(paintEvery)
+{
+}
+
+bool RecipientImport::isWorkbook(const QString &path)
+{
+    QString name = path;
+    while (name.endsWith(QLatin1Char(' ')))
+        name.chop(1);
+    return name.endsWith(QStringLiteral(".xls")) || name.endsWith(QStringLiteral(".XLS"));
+}
+
+RecipientImport::Result RecipientImport::run(qint64 listId, const QString &path, bool asWorkbook,
+                                             const QString &separator)
+{
+    m_counts = {};
+    m_abort = false;
+    m_log.clear();
+    m_view.appendLog(QStringLiteral("Error Log:") + lineEnd);
+    const Result result = import(listId, path, asWorkbook, separator);
+    try {
+        m_recordCount = storeRecipientCount(m_folder, listId);
+    } catch (const StorageError &e) {
+        // A list that could not be opened a moment ago was told about already.
+        if (result != Result::ListFailed)
+            tellFailure(e.description());
+        return Result::ListFailed;
+    }
+    return result;
+}
+
+RecipientImport::Result RecipientImport::import(qint64 listId, const QString &path, bool asWorkbook,
+                                                const QString &separator)
+{
+    try {
+        Connection list(m_folder.listConnectionString(listId));
+        if (path.isEmpty()) {
+            m_operator.tell(QStringLiteral("Please select a import file."),
+                            QStringLiteral("Import"));
+            return Result::NoFile;
+        }
+        const auto source = asWorkbook
+                                ? m_spreadsheet.read(path)
+                                : std::make_unique<DelimitedSource>(path, separatorText(separator));
+        copy(*source, list);
+    } catch (const StorageError &e) {
+        tellFailure(e.description());
+        return e.isOfFile() ? Result::BadFile : Result::ListFailed;
+    }
+    m_operator.tell(m_counts.summary());
+    return m_abort ? Result::Aborted : Result::Complete;
+}
+
+void RecipientImport::copy(RecipientSource &source, Connection &list)
+{
+    RecipientInserter inserter(list);
+    // However it ends, the counters say what is in the list.
+    const auto settle = qScopeGuard([&] {
+        m_counts.successes = inserter.added();
+        show(source.progress());
+    });
+    Pacer pacer(m_paintEvery);
+    try {
+        while (!m_abort && source.next()) {
+            if (!source.isEmpty())
+                addRecord(source, inserter);
+            inserter.commitWhenDue();
+            if (pacer.isDue())
+                show(source.progress());
+        }
+    } catch (const StorageError &) {
+        // What comes before the place where a file cannot be read any more is kept.
+        if (!inserter.hasFailed())
+            inserter.commit();
+        throw;
+    }
+    inserter.commit();
+}
+
+void RecipientImport::addRecord(RecipientSource &source, RecipientInserter &inserter)
+{
+    if (source.record().front().empty()) {
+        ++m_counts.failures;
+    } else if (const auto refusal = inserter.insert(source.record())) {
+        ++m_counts.failures;
+        m_log += logLine(source, *refusal);
+    } else {
+        ++m_counts.successes;
+    }
+}
+
+void RecipientImport::show(double progress)
+{
+    if (!m_log.isEmpty())
+        m_view.appendLog(std::exchange(m_log, {}));
+    m_view.showCounts(m_counts, progress);
+    m_yield.yield();
+}
+
+void RecipientImport::tellFailure(const QString &description)
+{
+    m_operator.tell(description, QStringLiteral("ImportError"));
+}

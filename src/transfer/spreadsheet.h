@@ -1,0 +1,36 @@
+#pragma once
+
+#include "recipientsource.h"
+#include "recordtarget.h"
+
+#include <QStringList>
+
+#include <memory>
+
+/// Workbooks, and the program of the desktop that shows them.
+class Spreadsheet
+{
+public:
+    virtual ~Spreadsheet() = default;
+
+    /// The recipients of an .xls workbook. Throws StorageError.
+    virtual std::unique_ptr<RecipientSource> read(const QString &path) = 0;
+    /// A new .xlsx workbook of one sheet that begins with a row of headings. It replaces a file of
+    /// the name when it is finished. Throws StorageError.
+    virtual std::unique_ptr<RecordTarget> create(const QString &path,
+                                                 const QStringList &headings) = 0;
+    /// Opens a workbook in the desktop's spreadsheet program. False where there is none.
+    virtual bool show(const QString &path) = 0;
+};
+
+/// The real ones.
+class DesktopSpreadsheet final : public Spreadsheet
+{
+public:
+    std::unique_ptr<RecipientSource> read(const QString &path) override;
+    std::unique_ptr<RecordTarget> create(const QString &path, const QStringList &headings) override;
+    bool show(const QString &path) override;
+};
+
+/// The path of a new workbook in the person's documents folder that is named after `name`.
+QString newWorkbookPath(const QString &name);

@@ -1,0 +1,256 @@
+#include "workbookrecords.h"
+
+#include <QFile>
+
+#include <gsf/gsf-infile-msole.h>
+#include <gsf/gsf-infile.h>
+#include <gsf/gsf-input-stdio.h>
+
+#include <bit>
+#include <memory>
+
+namespace
+{
+
+using Shows = WorkbookRecords::Result::Shows;
+
+enum RecordId : unsigned {
+    FormulaRecord = 0x0006,
+    EndRecord = 0x000a,
+    EncryptionRecord = 0x002f,
+    ContinueRecord = 0x003c,
+    WindowRecord = 0x003d,
+    SheetRecord = 0x0085,
+    CellFormatRecord = 0x00e0,
+    TextRecord = 0x0207,
+    FormatRecord = 0x041e,
+    BeginRecord = 0x0809,
+};
+
+struct Unref {
+    void operator()(gpointer object) const { g_object_unref(object); }
+};
+template <typename T>
+using Object = std::unique_ptr<T, Unref>;
+
+QByteArray workbookStream(const QString &path)
+{
+    const Object<GsfInput> file(gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr));
+    if (!file)
+        return {};
+    const Object<GsfInfile> compound(gsf_infile_msole_new(file.get(), nullptr));
+    if (!compound)
+        return {};
+    Object<GsfInput> workbook(gsf_infile_child_by_name(compound.get(), "Workbook"));
+    if (!workbook)
+        workbook.reset(gsf_infile_child_by_name(compound.get(), "Book"));
+    if (!workbook)
+        return {};
+    QByteArray stream(qsizetype(gsf_input_size(workbook.get())), Qt::Uninitialized);
+    if (!gsf_input_read(workbook.get(), size_t(stream.size()),
+                        reinterpret_cast<guint8 *>(stream.data())))
+        return {};
+    return stream;
+}
+
+/// What a format makes of a number. Only letters that stand for a part of a date or time count, not
+/// those in quotes, in brackets or after a backslash.
+Shows classified(const QString &format)
+{
+    bool hasDate = false;
+    bool hasTime = false;
+    QChar closing;
+    for (qsizetype i = 0; i < format.size(); ++i) {
+        const QChar c = format[i].toLower();
+        if (!closing.isNull()) {
+            if (c == closing)
+                closing = QChar();
+        } else if (c == QLatin1Char('"')) {
+            closing = c;
+        } else if (c == QLatin1Char('[')) {
+            closing = QLatin1Char(']');
+        } else if (c == QLatin1Char('\\')) {
+            ++i;
+        } else {
+            hasDate = hasDate || c == QLatin1Char('y') || c == QLatin1Char('d');
+            hasTime = hasTime || c == QLatin1Char('h') || c == QLatin1Char('s');
+        }
+    }
+    if (hasDate)
+        return hasTime ? Shows::DateTime : Shows::Date;
+    return hasTime ? Shows::Time : Shows::Number;
+}
+
+} // namespace
+
+/// A part of the stream, in the byte order of the format; what lies behind its end reads as 0.
+class WorkbookRecords::Bytes
+{
+public:
+    explicit Bytes(QByteArrayView bytes)
+        : m_bytes(bytes)
+    {
+    }
+
+    qsizetype size() const { return m_bytes.size(); }
+    unsigned u8(qsizetype at) const
+    {
+        return at < size() ? static_cast<unsigned char>(m_bytes[at]) : 0;
+    }
+    unsigned u16(qsizetype at) const { return u8(at) | u8(at + 1) << 8; }
+    unsigned u32(qsizetype at) const { return u16(at) | u16(at + 2) << 16; }
+    double number(qsizetype at) const
+    {
+        return std::bit_cast<double>(quint64(u32(at)) | quint64(u32(at + 4)) << 32);
+    }
+    /// Up to `length` characters of one byte or two.
+    QString text(qsizetype at, qsizetype length, bool isWide) const
+    {
+        QString text;
+        for (; at < size() && text.size() < length; at += isWide ? 2 : 1)
+            text += QChar(char16_t(isWide ? u16(at) : u8(at)));
+        return text;
+    }
+
+private:
+    QByteArrayView m_bytes;
+};
+
+/// The records of a stream, one after the other.
+class WorkbookRecords::Records
+{
+public:
+    Records(const QByteArray &stream, qsizetype offset)
+        : m_stream(stream)
+        , m_next(offset)
+    {
+    }
+
+    /// False at the end of the stream, and where it is cut off.
+    bool next()
+    {
+        const Bytes stream{m_stream};
+        if (m_next + 4 > stream.size() || m_next + 4 + stream.u16(m_next + 2) > stream.size())
+            return false;
+        m_id = stream.u16(m_next);
+        m_length = stream.u16(m_next + 2);
+        m_next += 4 + m_length;
+        return true;
+    }
+    unsigned id() const { return m_id; }
+    Bytes bytes() const
+    {
+        return Bytes(QByteArrayView(m_stream).sliced(m_next - m_length, m_length));
+    }
+
+private:
+    const QByteArray &m_stream;
+    qsizetype m_next;
+    qsizetype m_length = 0;
+    unsigned m_id = 0;
+};
+
+WorkbookRecords::WorkbookRecords(const QString &path)
+    : m_stream(workbookStream(path))
+{
+    readGlobals();
+}
+
+std::optional<unsigned> WorkbookRecords::cellSheet(unsigned sheet) const
+{
+    if (sheet >= m_sheets.size() || !m_sheets[sheet].hasCells)
+        return {};
+    unsigned number = 0;
+    for (unsigned i = 0; i < sheet; ++i)
+        number += m_sheets[i].hasCells;
+    return number;
+}
+
+WorkbookRecords::Results WorkbookRecords::results(unsigned sheet, unsigned columns) const
+{
+    Results results;
+    if (sheet >= m_sheets.size())
+        return results;
+    Records records(m_stream, m_sheets[sheet].offset);
+    Result *text = nullptr; // the formula whose text is about to come
+    qsizetype length = 0;
+    int depth = 0; // a chart inside the sheet is a stream in the stream
+    while (records.next()) {
+        const Bytes bytes = records.bytes();
+        if (records.id() == BeginRecord) {
+            ++depth;
+        } else if (records.id() == EndRecord) {
+            if (--depth <= 0)
+                break;
+        } else if (records.id() == FormulaRecord) {
+            text = nullptr;
+            if (depth > 1 || bytes.u16(2) >= columns)
+                continue;
+            Result result;
+            if (bytes.u16(12) != 0xffff) {
+                result.number = bytes.number(6);
+                result.shows = shows(bytes.u16(4));
+            } else if (bytes.u8(6) == 1) { // a truth value
+                result.number = bytes.u8(8);
+            }
+            text = &(results[{bytes.u16(0), bytes.u16(2)}] = result);
+        } else if (records.id() == TextRecord && text) {
+            length = bytes.u16(0);
+            text->text = this->text(bytes, 2, length);
+        } else if (records.id() == ContinueRecord && text) {
+            text->text += this->text(bytes, 0, length - text->text.size());
+        }
+    }
+    return results;
+}
+
+void WorkbookRecords::readGlobals()
+{
+    Records records(m_stream, 0);
+    while (records.next() && records.id() != EndRecord) {
+        const Bytes bytes = records.bytes();
+        switch (records.id()) {
+        case BeginRecord:
+            m_hasTextFlags = bytes.u16(0) >= 0x0600;
+            break;
+        case EncryptionRecord:
+            m_isEncrypted = true;
+            break;
+        case WindowRecord:
+            m_opensOn = bytes.u16(10);
+            break;
+        case SheetRecord:
+            m_sheets.push_back({bytes.u32(0), bytes.u8(5) == 0});
+            break;
+        case CellFormatRecord:
+            m_cellFormats.push_back(bytes.u16(2));
+            break;
+        case FormatRecord:
+            // A format's length takes a byte more where texts have flags.
+            m_formats[bytes.u16(0)] = classified(m_hasTextFlags ? text(bytes, 4, bytes.u16(2))
+                                                                : text(bytes, 3, bytes.u8(2)));
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+QString WorkbookRecords::text(const Bytes &bytes, qsizetype at, qsizetype length) const
+{
+    return m_hasTextFlags ? bytes.text(at + 1, length, bytes.u8(at) & 1)
+                          : bytes.text(at, length, false);
+}
+
+WorkbookRecords::Result::Shows WorkbookRecords::shows(unsigned cellFormat) const
+{
+    const unsigned format = cellFormat < m_cellFormats.size() ? m_cellFormats[cellFormat] : 0;
+    if (const auto defined = m_formats.find(format); defined != m_formats.end())
+        return defined->second;
+    // The formats that every workbook has.
+    if (format >= 14 && format <= 17)
+        return Shows::Date;
+    if ((format >= 18 && format <= 21) || (format >= 45 && format <= 47))
+        return Shows::Time;
+    return format == 22 ? Shows::DateTime : Shows::Number;
+}

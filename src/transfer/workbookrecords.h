@@ -1,0 +1,55 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+/// What the cell reader does not tell of an .xls workbook, from its records: which sheet it opens
+/// on, and what its formulas had come to when it was saved.
+class WorkbookRecords
+{
+    class Bytes;
+    class Records;
+
+public:
+    struct Result {
+        std::optional<double> number; ///< otherwise a text
+        QString text;
+        enum class Shows { Number, Date, DateTime, Time } shows = Shows::Number;
+    };
+    /// By row and column, from 0.
+    using Results = std::map<std::pair<unsigned, unsigned>, Result>;
+
+    /// A file that cannot be understood has no sheets.
+    explicit WorkbookRecords(const QString &path);
+
+    bool isEncrypted() const { return m_isEncrypted; }
+    /// The sheet that the workbook opens on, counted from 0 among its sheets of all kinds.
+    unsigned opensOn() const { return m_opensOn; }
+    /// The sheet's number among those with cells; nothing for a sheet of another kind.
+    std::optional<unsigned> cellSheet(unsigned sheet) const;
+    /// The formulas' results in the first `columns` columns of a sheet.
+    Results results(unsigned sheet, unsigned columns) const;
+
+private:
+    struct Sheet {
+        unsigned offset = 0;
+        bool hasCells = true;
+    };
+
+    void readGlobals();
+    QString text(const Bytes &bytes, qsizetype at, qsizetype length) const;
+    Result::Shows shows(unsigned cellFormat) const;
+
+    QByteArray m_stream;
+    std::vector<Sheet> m_sheets;
+    std::vector<unsigned> m_cellFormats;         // the number format of each
+    std::map<unsigned, Result::Shows> m_formats; // of the formats that the workbook defines
+    unsigned m_opensOn = 0;
+    bool m_isEncrypted = false;
+    bool m_hasTextFlags = false; // a byte before each text that tells its width
+};

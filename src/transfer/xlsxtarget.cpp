@@ -1,0 +1,162 @@
+#include "xlsxtarget.h"
+
+#include "storageerror.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QUuid>
+
+#include <gsf/gsf-infile-zip.h>
+#include <gsf/gsf-infile.h>
+#include <gsf/gsf-input-stdio.h>
+#include <xlsxwriter.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+constexpr qsizetype longestCell = 32'767;
+
+/// The value as a cell can hold it: without NULs and what is no character, and not too long.
+QByteArray cellText(const std::string &value, qint64 &cut)
+{
+    const QByteArray utf8 = QByteArray::fromStdString(value);
+    // Nearly all values: nothing to change, and no more bytes than a cell holds characters.
+    if (utf8.size() < longestCell && !utf8.contains('\0') && !utf8.contains('\xef') &&
+        utf8.isValidUtf8()) {
+        return utf8;
+    }
+    QString text = QString::fromUtf8(utf8);
+    text.remove(QChar());
+    for (const char16_t noCharacter : {u'\xfffe', u'\xffff'})
+        text.replace(QChar(noCharacter), QChar(QChar::ReplacementCharacter));
+    if (text.size() > longestCell) {
+        ++cut;
+        text.truncate(text[longestCell - 1].isHighSurrogate() ? longestCell - 1 : longestCell);
+    }
+    return text.toUtf8();
+}
+
+/// How many bytes the sheet of a finished workbook has.
+gsf_off_t sheetSize(const QString &path)
+{
+    gsf_off_t size = 0;
+    GsfInput *file = gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr);
+    GsfInfile *zip = file ? gsf_infile_zip_new(file, nullptr) : nullptr;
+    GsfInput *sheet =
+        zip ? gsf_infile_child_by_vname(zip, "xl", "worksheets", "sheet1.xml", nullptr) : nullptr;
+    if (sheet)
+        size = gsf_input_size(sheet);
+    for (gpointer object : {gpointer(sheet), gpointer(zip), gpointer(file)}) {
+        if (object)
+            g_object_unref(object);
+    }
+    return size;
+}
+
+QString reason(lxw_error error)
+{
+    return QString::fromUtf8(errno == ENOSPC ? std::strerror(errno) : lxw_strerror(error));
+}
+
+} // namespace
+
+XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
+    : m_path(path)
+    , m_temporaryPath(path + QLatin1Char('.') + QUuid::createUuid().toString(QUuid::Id128))
+{
+    if (QFileInfo(path).isDir())
+        fail(QStringLiteral("it is a folder."));
+    // The library writes the file when all is over; better to know at once that it cannot.
+    if (QFile file(m_temporaryPath); !file.open(QIODevice::WriteOnly))
+        fail(file.errorString());
+
+    lxw_workbook_options options = {};
+    options.constant_memory = LXW_TRUE;
+    m_workbook = workbook_new_opt(QFile::encodeName(m_temporaryPath).constData(), &options);
+    m_sheet = m_workbook ? workbook_add_worksheet(m_workbook, nullptr) : nullptr;
+    std::vector<std::string> cells;
+    for (const QString &heading : headings)
+        cells.push_back(heading.toStdString());
+    try {
+        checkTemporaryFile();
+        write(cells);
+    } catch (const StorageError &) {
+        discard();
+        throw;
+    }
+}
+
+XlsxTarget::~XlsxTarget()
+{
+    discard();
+}
+
+void XlsxTarget::write(std::span<const std::string> fields)
+{
+    if (m_rows == LXW_ROW_MAX)
+        fail(QStringLiteral("a workbook holds at most %1 records.").arg(LXW_ROW_MAX - 1));
+    lxw_col_t column = 0;
+    for (const std::string &field : fields) {
+        if (!field.empty())
+            worksheet_write_string(m_sheet, m_rows, column, cellText(field, m_cut).constData(),
+                                   nullptr);
+        ++column;
+    }
+    ++m_rows;
+    constexpr unsigned rowsPerCheck = 1000;
+    if (m_rows % rowsPerCheck == 0)
+        checkTemporaryFile();
+}
+
+void XlsxTarget::finish()
+{
+    checkTemporaryFile();
+    const long rowBytes = std::ftell(m_sheet->optimize_tmpfile);
+    errno = 0;
+    const lxw_error error = workbook_close(std::exchange(m_workbook, nullptr));
+    if (error != LXW_NO_ERROR)
+        fail(reason(error));
+    // The library copies the rows once more without looking whether the disk took them.
+    if (sheetSize(m_temporaryPath) < rowBytes)
+        fail(QStringLiteral("the disk for temporary files is full."));
+    if (std::rename(QFile::encodeName(m_temporaryPath).constData(),
+                    QFile::encodeName(m_path).constData()) != 0) {
+        fail(QString::fromLocal8Bit(std::strerror(errno)));
+    }
+}
+
+QString XlsxTarget::remark() const
+{
+    if (m_cut == 0)
+        return {};
+    return QStringLiteral("A cell holds %1 characters: %2 longer values were cut.")
+        .arg(longestCell)
+        .arg(m_cut);
+}
+
+void XlsxTarget::checkTemporaryFile()
+{
+    std::FILE *rows = m_sheet ? m_sheet->optimize_tmpfile : nullptr;
+    if (!rows || std::fflush(rows) != 0 || std::ferror(rows))
+        fail(QStringLiteral("the disk for temporary files is full or cannot be written to."));
+}
+
+void XlsxTarget::discard()
+{
+    if (m_workbook)
+        lxw_workbook_free(m_workbook);
+    m_workbook = nullptr;
+    QFile::remove(m_temporaryPath);
+}
+
+void XlsxTarget::fail(const QString &reason) const
+{
+    throw StorageError(0, QStringLiteral("File system"),
+                       QStringLiteral("Cannot write %1: %2").arg(m_path, reason));
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "recordtarget.h"
+
+#include <QString>
+#include <QStringList>
+
+struct lxw_workbook;
+struct lxw_worksheet;
+
+/// Writes an .xlsx workbook row by row, in constant memory. Every cell is text: nothing from a
+/// recipient's data is calculated, and leading zeros stay.
+class XlsxTarget final : public RecordTarget
+{
+public:
+    /// Throws StorageError.
+    XlsxTarget(const QString &path, const QStringList &headings);
+    ~XlsxTarget() override;
+
+    XlsxTarget(const XlsxTarget &) = delete;
+    XlsxTarget &operator=(const XlsxTarget &) = delete;
+
+    void write(std::span<const std::string> fields) override;
+    void finish() override;
+    QString remark() const override;
+
+private:
+    void checkTemporaryFile();
+    void discard();
+    [[noreturn]] void fail(const QString &reason) const;
+
+    const QString m_path;
+    const QString m_temporaryPath;
+    lxw_workbook *m_workbook = nullptr;
+    lxw_worksheet *m_sheet = nullptr;
+    unsigned m_rows = 0;
+    qint64 m_cut = 0;
+};
