@@ -22,7 +22,7 @@ class Bench:
         self.rows = []
 
     def program(self, name):
-        for folder in ("Quillbright", "tools"):
+        for folder in ("Quillbright", "tools", "benchmarks"):
             path = os.path.join(self.build, folder, name)
             if os.path.exists(path):
                 return path

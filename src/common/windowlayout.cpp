@@ -25,16 +25,24 @@ QString columnsKey(const QWidget &window)
 
 } // namespace
 
+void restoreWindowLayout(QWidget &window)
+{
+    window.restoreGeometry(layoutStore().value(geometryKey(window)).toByteArray());
+}
+
+void saveWindowLayout(const QWidget &window)
+{
+    layoutStore().setValue(geometryKey(window), window.saveGeometry());
+}
+
 void restoreWindowLayout(QWidget &window, SortableList &list)
 {
-    const QSettings store = layoutStore();
-    window.restoreGeometry(store.value(geometryKey(window)).toByteArray());
-    list.restoreColumns(store.value(columnsKey(window)).toByteArray());
+    restoreWindowLayout(window);
+    list.restoreColumns(layoutStore().value(columnsKey(window)).toByteArray());
 }
 
 void saveWindowLayout(const QWidget &window, const SortableList &list)
 {
-    QSettings store = layoutStore();
-    store.setValue(geometryKey(window), window.saveGeometry());
-    store.setValue(columnsKey(window), list.saveColumns());
+    saveWindowLayout(window);
+    layoutStore().setValue(columnsKey(window), list.saveColumns());
 }

@@ -1,7 +1,8 @@
 #include "consolemessages.h"
 
+#include "progressbar.h"
 #include "terminal.h"
-#include "texttable.h"
+#include "table.h"
 
 #include "connection.h"
 #include "jobmessage.h"
@@ -38,7 +39,7 @@ QString table(const std::vector<MessageHead> &messages)
     for (const MessageHead &message : messages)
         rows.push_back({QString::number(message.number), message.subject, message.senderName,
                         message.senderAddress, message.format});
-    return textTable({{QStringLiteral("Mail ID"), true},
+    return table({{QStringLiteral("Mail ID"), true},
                       {QStringLiteral("Subject")},
                       {QStringLiteral("Sender Name")},
                       {QStringLiteral("Sender Email")},
@@ -90,11 +91,12 @@ ExitStatus testSend(const ProgramFolder &folder, const QString &message, const Q
         EventLoopYield yield;
         SmtpSendMail mail(yield);
         const SettingsStore settings(folder);
-        ConsoleOperator op(0);
+        ProgressBar bar;
+        ConsoleOperator op(0, bar);
         TestSend test(mail, settings, op);
         const TestSend::Obstacle obstacle = test.check(stored, address);
         if (obstacle == TestSend::Obstacle::NoServer)
-            ConsoleView().openOptions();
+            ConsoleView(bar).openOptions();
         if (obstacle != TestSend::Obstacle::None)
             return Refused;
         if (!test.send(stored, address))

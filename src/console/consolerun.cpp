@@ -1,7 +1,7 @@
 #include "consolerun.h"
 
+#include "table.h"
 #include "terminal.h"
-#include "texttable.h"
 
 #include "clock.h"
 #include "connection.h"
@@ -15,8 +15,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-#include <functional>
 
 namespace
 {
@@ -61,20 +59,16 @@ QString json(const std::vector<JobRow> &jobs)
 
 QString table(const std::vector<JobRow> &jobs)
 {
-    std::vector<TextColumn> columns;
+    std::vector<TableColumn> columns;
+    std::vector<QStringList> rows(jobs.size());
     for (const CellName &name : cellNames) {
-        if (name.heading)
-            columns.push_back({QString::fromLatin1(name.heading), name.isNumber});
+        if (!name.heading)
+            continue;
+        columns.push_back({QString::fromLatin1(name.heading), name.isNumber});
+        for (size_t i = 0; i < jobs.size(); ++i)
+            rows[i] += jobs[i][name.cell];
     }
-    std::vector<QStringList> rows;
-    for (const JobRow &job : jobs) {
-        QStringList &row = rows.emplace_back();
-        for (const CellName &name : cellNames) {
-            if (name.heading)
-                row += job[name.cell];
-        }
-    }
-    return textTable(columns, rows);
+    return table(columns, rows);
 }
 
 /// The one job of the number or name; tells why there is none.
@@ -125,16 +119,6 @@ ExitStatus exitStatus(SendRun::Result result, int failed)
 
 } // namespace
 
-ExitStatus withStorage(const std::function<ExitStatus()> &action)
-{
-    try {
-        return action();
-    } catch (const StorageError &e) {
-        printMessage(e.report());
-        return StorageFailure;
-    }
-}
-
 ExitStatus listJobs(const ProgramFolder &folder, bool asJson)
 {
     return withStorage([&] {
@@ -161,8 +145,9 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
         SignalYield yield;
         SmtpSendMail mail(yield);
         const SettingsStore settings(folder);
-        ConsoleOperator op(options.reruns);
-        ConsoleView view;
+        ProgressBar bar;
+        ConsoleOperator op(options.reruns, bar);
+        ConsoleView view(bar);
         SendRun run(folder, mail, settings, op, view, clock, yield,
                     {.batchPause = std::chrono::milliseconds(options.batchPauseMs)});
         yield.onSignal([&run] { run.requestPause(); });
@@ -180,7 +165,12 @@ ExitStatus resetJob(const ProgramFolder &folder, const QString &job)
         auto row = findJob(folder, job);
         if (!row)
             return Refused;
-        resetJob(folder, *row);
+        try {
+            resetJob(folder, *row);
+        } catch (const ListInUse &e) {
+            printMessage(e.description());
+            return Refused;
+        }
         printResult(table({*row}));
         return Complete;
     });

@@ -1,5 +1,6 @@
 // quillbright-console: the program without a window, for servers, cron and tests.
 
+#include "consolelists.h"
 #include "consolemessages.h"
 #include "consolerun.h"
 #include "terminal.h"
@@ -9,6 +10,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include <vector>
+
 namespace
 {
 
@@ -16,19 +19,24 @@ const QString usage = QStringLiteral(
     "usage: quillbright-console [--folder DIR] jobs [--json]\n"
     "       quillbright-console [--folder DIR] start JOB [--resend-failed] [--rerun N]\n"
     "       quillbright-console [--folder DIR] reset JOB\n"
+    "       quillbright-console [--folder DIR] lists [--json]\n"
+    "       quillbright-console [--folder DIR] import LIST FILE [--separator S]\n"
+    "       quillbright-console [--folder DIR] export LIST FILE [--filter all|success|fail]\n"
     "       quillbright-console [--folder DIR] messages [--json]\n"
     "       quillbright-console [--folder DIR] test-send MESSAGE ADDRESS\n"
     "\n"
-    "JOB is a job number or a job's exact name.\n"
-    "MESSAGE is a message number or a message's exact subject.\n"
+    "JOB, LIST and MESSAGE are a number or an exact name (a message's is its subject). An import reads delimited text or an .xls\n"
+    "workbook; an export writes delimited text, or a workbook where FILE ends in .xlsx.\n"
     "  --folder DIR      the program folder; default: the folder of this program\n"
-    "  --json            print the jobs or messages as JSON\n"
+    "  --json            print the jobs, lists or messages as JSON\n"
     "  --resend-failed   send to the failed recipients only\n"
     "  --rerun N         without a terminal to ask on, rerun over failures N more times\n"
     "  --batch-pause MS  wait between two batches of 50 recipients; default: 1000\n"
+    "  --separator S     what parts the fields of a line, or TAB; default: ,\n"
+    "  --filter F        all recipients, those that have not failed, or those that have\n"
     "\n"
-    "Exit status: 0 complete, 1 complete with failures, 2 wrong usage, 3 paused,\n"
-    "4 refused to start, 5 storage error.");
+    "Exit status: 0 complete, 1 complete with failures, 2 wrong usage, 3 paused or\n"
+    "interrupted, 4 refused to start, 5 storage error.");
 
 ExitStatus wrongUsage(const QString &why)
 {
@@ -36,14 +44,98 @@ ExitStatus wrongUsage(const QString &why)
     return WrongUsage;
 }
 
-/// The options that belong to `command`; others given are wrong usage.
-bool onlyHas(const QCommandLineParser &parser, const QStringList &allowed)
+/// What was typed: the words after the command, and the options.
+struct Request {
+    const ProgramFolder &folder;
+    QStringList words;
+    const QCommandLineParser &options;
+
+    bool isSet(const char *option) const { return options.isSet(QLatin1String(option)); }
+    QString value(const char *option) const { return options.value(QLatin1String(option)); }
+};
+
+ExitStatus start(const Request &request)
 {
-    for (const QString &name : parser.optionNames()) {
-        if (name != QLatin1String("folder") && !allowed.contains(name))
-            return false;
+    StartOptions options;
+    options.failedOnly = request.isSet("resend-failed");
+    bool ok = true;
+    const auto number = [&](const char *name, int fallback) {
+        if (!ok || !request.isSet(name))
+            return fallback;
+        const int value = request.value(name).toInt(&ok);
+        ok = ok && value >= 0;
+        return value;
+    };
+    options.reruns = number("rerun", options.reruns);
+    options.batchPauseMs = number("batch-pause", options.batchPauseMs);
+    if (!ok)
+        return wrongUsage(QStringLiteral("A whole number is needed."));
+    return startJob(request.folder, request.words[0], options);
+}
+
+ExitStatus exportTo(const Request &request)
+{
+    const QStringList filters{QStringLiteral("all"), QStringLiteral("success"),
+                              QStringLiteral("fail")};
+    const qsizetype filter = request.isSet("filter") ? filters.indexOf(request.value("filter")) : 0;
+    if (filter < 0)
+        return wrongUsage(QStringLiteral("The filter is all, success or fail."));
+    return exportList(request.folder, request.words[0], request.words[1],
+                      static_cast<ExportFilter>(filter));
+}
+
+struct Command {
+    const char *name;
+    qsizetype words; ///< that it takes
+    QStringList options;
+    ExitStatus (*run)(const Request &request);
+};
+
+const std::vector<Command> commands = {
+    {"jobs",
+     0,
+     {QStringLiteral("json")},
+     [](const Request &r) { return listJobs(r.folder, r.isSet("json")); }},
+    {"start",
+     1,
+     {QStringLiteral("resend-failed"), QStringLiteral("rerun"), QStringLiteral("batch-pause")},
+     start},
+    {"reset", 1, {}, [](const Request &r) { return resetJob(r.folder, r.words[0]); }},
+    {"lists",
+     0,
+     {QStringLiteral("json")},
+     [](const Request &r) { return listMailLists(r.folder, r.isSet("json")); }},
+    {"import",
+     2,
+     {QStringLiteral("separator")},
+     [](const Request &r) {
+         return importList(r.folder, r.words[0], r.words[1],
+                           r.isSet("separator") ? r.value("separator") : QStringLiteral(","));
+     }},
+    {"export", 2, {QStringLiteral("filter")}, exportTo},
+    {"messages",
+     0,
+     {QStringLiteral("json")},
+     [](const Request &r) { return listMessages(r.folder, r.isSet("json")); }},
+    {"test-send",
+     2,
+     {},
+     [](const Request &r) { return testSend(r.folder, r.words[0], r.words[1]); }},
+};
+
+/// The command of the name with these words; an option that it does not take is wrong usage.
+const Command *find(const QStringList &words, const QStringList &options)
+{
+    for (const Command &command : commands) {
+        if (words.value(0) != QLatin1String(command.name) || words.size() != 1 + command.words)
+            continue;
+        for (const QString &option : options) {
+            if (option != QLatin1String("folder") && !command.options.contains(option))
+                return nullptr;
+        }
+        return &command;
     }
-    return true;
+    return nullptr;
 }
 
 ExitStatus run(const QStringList &arguments)
@@ -54,6 +146,8 @@ ExitStatus run(const QStringList &arguments)
                        {QStringLiteral("resend-failed"), {}},
                        {QStringLiteral("rerun"), {}, QStringLiteral("N")},
                        {QStringLiteral("batch-pause"), {}, QStringLiteral("MS")},
+                       {QStringLiteral("separator"), {}, QStringLiteral("S")},
+                       {QStringLiteral("filter"), {}, QStringLiteral("F")},
                        {QStringLiteral("help"), {}}});
     if (!parser.parse(arguments))
         return wrongUsage(parser.errorText());
@@ -61,46 +155,16 @@ ExitStatus run(const QStringList &arguments)
         printResult(usage);
         return Complete;
     }
+    if (parser.isSet(QStringLiteral("folder")) && parser.value(QStringLiteral("folder")).isEmpty())
+        return wrongUsage(QStringLiteral("--folder names no folder."));
     const QStringList words = parser.positionalArguments();
-    const QString command = words.value(0);
+    const Command *command = find(words, parser.optionNames());
+    if (!command)
+        return wrongUsage(QStringLiteral("Wrong or missing command."));
     const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))
                                      ? ProgramFolder(parser.value(QStringLiteral("folder")))
                                      : ProgramFolder::ofExecutable();
-
-    if (command == QLatin1String("jobs") && words.size() == 1 &&
-        onlyHas(parser, {QStringLiteral("json")}))
-        return listJobs(folder, parser.isSet(QStringLiteral("json")));
-
-    if (command == QLatin1String("start") && words.size() == 2 &&
-        onlyHas(parser, {QStringLiteral("resend-failed"), QStringLiteral("rerun"),
-                         QStringLiteral("batch-pause")})) {
-        StartOptions options;
-        options.failedOnly = parser.isSet(QStringLiteral("resend-failed"));
-        bool ok = true;
-        const auto number = [&](const QString &name, int fallback) {
-            if (!ok || !parser.isSet(name))
-                return fallback;
-            const int value = parser.value(name).toInt(&ok);
-            ok = ok && value >= 0;
-            return value;
-        };
-        options.reruns = number(QStringLiteral("rerun"), options.reruns);
-        options.batchPauseMs = number(QStringLiteral("batch-pause"), options.batchPauseMs);
-        if (!ok)
-            return wrongUsage(QStringLiteral("A whole number is needed."));
-        return startJob(folder, words.at(1), options);
-    }
-
-    if (command == QLatin1String("reset") && words.size() == 2 && onlyHas(parser, {}))
-        return resetJob(folder, words.at(1));
-
-    if (command == QLatin1String("messages") && words.size() == 1 &&
-        onlyHas(parser, {QStringLiteral("json")}))
-        return listMessages(folder, parser.isSet(QStringLiteral("json")));
-
-    if (command == QLatin1String("test-send") && words.size() == 3 && onlyHas(parser, {}))
-        return testSend(folder, words.at(1), words.at(2));
-    return wrongUsage(QStringLiteral("Wrong or missing command."));
+    return command->run({folder, words.mid(1), parser});
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 #include "terminal.h"
 
-#include "jobrow.h"
+#include "settingsstore.h"
 
+#include <QStringList>
 #include <QTextStream>
 
 #include <csignal>
@@ -12,8 +13,6 @@
 namespace
 {
 
-/// Slow enough for a slow terminal, fast enough to look alive.
-constexpr qint64 redrawMs = 100;
 constexpr int linesEvery = 100;
 
 volatile std::sig_atomic_t signalled = 0;
@@ -23,22 +22,28 @@ void print(std::FILE *file, const QString &text)
     QTextStream(file) << text;
 }
 
-/// Message texts are made for message boxes and may break lines as those do.
+/// Message texts are made for message boxes and may break lines as those do; names and replies in
+/// them may hold what a terminal would obey.
 QString withLineFeeds(QString text)
 {
-    return text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))
-        .replace(QLatin1Char('\r'), QLatin1Char('\n'));
-}
-
-QString duration(qint64 seconds)
-{
-    return QStringLiteral("%1:%2:%3")
-        .arg(seconds / 3600)
-        .arg(seconds / 60 % 60, 2, 10, QLatin1Char('0'))
-        .arg(seconds % 60, 2, 10, QLatin1Char('0'));
+    QStringList lines = text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"))
+                            .replace(QLatin1Char('\r'), QLatin1Char('\n'))
+                            .split(QLatin1Char('\n'));
+    for (QString &line : lines)
+        line = withoutControls(line);
+    return lines.join(QLatin1Char('\n'));
 }
 
 } // namespace
+
+QString withoutControls(QString text)
+{
+    for (QChar &c : text) {
+        if (c.category() == QChar::Other_Control)
+            c = QLatin1Char(' ');
+    }
+    return text;
+}
 
 void printResult(const QString &text)
 {
@@ -50,13 +55,20 @@ void printMessage(const QString &text)
     print(stderr, withLineFeeds(text) + QLatin1Char('\n'));
 }
 
+void printRaw(const QString &text)
+{
+    print(stderr, text);
+}
+
 void ConsoleOperator::tell(const QString &text, const QString &)
 {
+    m_bar.clear();
     printMessage(text);
 }
 
 bool ConsoleOperator::ask(const QString &text, const QString &)
 {
+    m_bar.clear();
     if (!isatty(STDIN_FILENO)) {
         const bool yes = m_yesLeft-- > 0;
         printMessage(text + (yes ? QStringLiteral(" Yes") : QStringLiteral(" No")));
@@ -75,11 +87,6 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
-ConsoleView::ConsoleView()
-    : m_terminal(isatty(STDERR_FILENO))
-{
-}
-
 void ConsoleView::showRow(const JobRow &) {}
 
 void ConsoleView::showPanel(Panel panel, const QString &text)
@@ -90,7 +97,7 @@ void ConsoleView::showPanel(Panel panel, const QString &text)
     } else if (panel == Failed) {
         m_failed = count();
         draw();
-    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_terminal &&
+    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_bar.isOnTerminal() &&
                !text.startsWith(QLatin1Char(' '))) {
         printMessage(text.trimmed());
     }
@@ -103,9 +110,7 @@ void ConsoleView::showProgress(float percent)
 
 void ConsoleView::setRunning(bool running)
 {
-    clearBar();
-    m_elapsed.start();
-    m_lastDrawn = 0;
+    m_bar.start();
     m_percent = 0;
     if (running)
         m_handled = m_failed = 0;
@@ -113,43 +118,16 @@ void ConsoleView::setRunning(bool running)
 
 void ConsoleView::openOptions()
 {
-    printMessage(QStringLiteral("The settings are in the file Quillbright/Quillbright.conf of the "
-                                "configuration folder (~/.config); SMTP=host names the server."));
+    printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
+                     .arg(SettingsStore::location()));
 }
 
 void ConsoleView::draw()
 {
-    const qint64 elapsed = m_elapsed.elapsed();
-    const double rate = elapsed > 0 ? 1000.0 * m_handled / double(elapsed) : 0;
-    if (!m_terminal) {
-        if (m_handled % linesEvery == 0)
-            printMessage(QStringLiteral("%1 sent, %2 failed, %3/s")
-                             .arg(m_handled - m_failed)
-                             .arg(m_failed)
-                             .arg(rate, 0, 'f', 1));
-        return;
-    }
-    if (m_barVisible && elapsed - m_lastDrawn < redrawMs)
-        return;
-    m_lastDrawn = elapsed;
-    m_barVisible = true;
-    constexpr int width = 30;
-    const int full = int(m_percent) * width / 100;
-    const qint64 left =
-        m_percent > 0 ? qint64(double(elapsed) * (100 / double(m_percent) - 1) / 1000) : 0;
-    print(stderr, QStringLiteral("\r[%1%2] %3 sent, %4 failed, %5/s, %6 left \033[K")
-                      .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')))
-                      .arg(m_handled - m_failed)
-                      .arg(m_failed)
-                      .arg(rate, 0, 'f', 1)
-                      .arg(duration(left)));
-}
-
-void ConsoleView::clearBar()
-{
-    if (m_barVisible)
-        print(stderr, QStringLiteral("\r\033[K"));
-    m_barVisible = false;
+    const QString counts = QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
+    if (!m_bar.isOnTerminal() && m_handled % linesEvery == 0)
+        printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_handled));
+    m_bar.show(double(m_percent) / 100, m_handled, counts);
 }
 
 SignalYield::SignalYield()

@@ -1,23 +1,31 @@
 #pragma once
 
+#include "progressbar.h"
+
 #include "operator.h"
 #include "runview.h"
 #include "yield.h"
-
-#include <QElapsedTimer>
 
 #include <functional>
 
 /// Results go to standard output, everything else to standard error.
 void printResult(const QString &text);
 void printMessage(const QString &text);
+/// To standard error as it is, without a line end.
+void printRaw(const QString &text);
+
+/// Names are printed on one line, whatever they hold: control characters, which a terminal would
+/// obey, become blanks.
+QString withoutControls(QString text);
 
 /// Asks on a terminal; elsewhere answers Yes a fixed number of times and then No.
 class ConsoleOperator final : public Operator
 {
 public:
-    explicit ConsoleOperator(int yesAnswers)
-        : m_yesLeft(yesAnswers)
+    /// `bar` makes room for what is said.
+    ConsoleOperator(int yesAnswers, ProgressBar &bar)
+        : m_bar(bar)
+        , m_yesLeft(yesAnswers)
     {
     }
 
@@ -29,6 +37,7 @@ public:
     QString saveFile(const QString &, const QString &, const QString &) override { return {}; }
 
 private:
+    ProgressBar &m_bar;
     int m_yesLeft;
 };
 
@@ -36,7 +45,10 @@ private:
 class ConsoleView final : public RunView
 {
 public:
-    ConsoleView();
+    explicit ConsoleView(ProgressBar &bar)
+        : m_bar(bar)
+    {
+    }
 
     void showRow(const JobRow &row) override;
     void showPanel(Panel panel, const QString &text) override;
@@ -48,12 +60,8 @@ public:
 
 private:
     void draw();
-    void clearBar();
 
-    const bool m_terminal;
-    QElapsedTimer m_elapsed;
-    qint64 m_lastDrawn = 0; // ms since the pass began
-    bool m_barVisible = false;
+    ProgressBar &m_bar;
     float m_percent = 0;
     int m_handled = 0;
     int m_failed = 0;

@@ -168,6 +168,7 @@ void JobListPanel::list_refresh()
         for (const JobRow &job : loadJobs(m_shared, *where))
             rows.push_back(listRow(job));
         m_ui->lvTask->setRows(std::move(rows));
+        m_isFilled = true;
         m_ui->lvTask->setEmptyText(where->trimmed().isEmpty() ? noJobsText() : noMatchText());
     } catch (const StorageError &error) {
         m_ui->lvTask->setEmptyText(tr("The jobs could not be read."));

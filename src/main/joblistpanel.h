@@ -41,6 +41,8 @@ public:
                  QWidget *parent = nullptr);
     ~JobListPanel() override;
 
+    /// False while no refresh has succeeded: that no job is listed then says nothing.
+    bool isFilled() const { return m_isFilled; }
     /// The number of jobs listed.
     int count() const;
     /// `row` from 0 to count() - 1, as shown.
@@ -88,4 +90,5 @@ private:
     Operator &m_operator;
     std::unique_ptr<Ui::JobListPanel> m_ui;
     QShortcut *m_deleteKey;
+    bool m_isFilled = false;
 };

@@ -46,7 +46,8 @@ void MaillistPanel::resetSearch()
     m_ui->txtSEmail->clear();
 }
 
-void MaillistPanel::enableEditing()
+void MaillistPanel::enableCommands(bool enabled)
 {
-    m_ui->cmdBrowse->setEnabled(true);
+    m_ui->cmdBrowse->setEnabled(enabled);
+    m_ui->cmdCopy->setEnabled(enabled);
 }

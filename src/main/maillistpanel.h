@@ -34,8 +34,8 @@ public:
     /// Empties the search and takes the order back, for another job.
     void resetSearch();
     const Shown &shown() const { return m_shown; }
-    /// A list can be edited once a job was looked at.
-    void enableEditing();
+    /// The buttons that open other windows.
+    void enableCommands(bool enabled);
 
 signals:
     /// The person wants the list read again, by what the search bar says now.

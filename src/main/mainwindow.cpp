@@ -5,6 +5,7 @@
 #include "maillistpanel.h"
 #include "messagepane.h"
 #include "previewpanel.h"
+#include "quietoperator.h"
 #include "runscreen.h"
 #include "statuspanels.h"
 #include "ui_mainwindow.h"
@@ -48,9 +49,10 @@ Main::Main(const MainSeams &seams)
     Timer2.setSingleShot(true);
     Timer2.setInterval(100ms);
     m_panels = std::make_unique<StatusPanels>(*m_ui->StatusBar1);
+    m_quiet = std::make_unique<QuietOperator>(m_seams.op, *m_panels);
     addPanels();
-    m_windows = std::make_unique<Windows>(m_seams.folder, m_seams.op, m_seams.clock, m_seams.yield,
-                                          m_seams.spreadsheet, m_seams.makeHtmlView, *this);
+    m_windows = std::make_unique<Windows>(
+        m_seams, *m_jobs, [this]() -> SendMail & { return *poSendMail; }, *this);
     m_screen = std::make_unique<RunScreen>(*m_jobs, *m_panels, *m_ui->ProgressBar1, *this);
     addToolbar();
     connectCommands();
@@ -61,12 +63,12 @@ Main::~Main() = default;
 
 void Main::addPanels()
 {
-    m_jobs = new JobListPanel(m_seams.folder, m_shared, m_seams.op, m_ui->jobListArea);
+    m_jobs = new JobListPanel(m_seams.folder, m_shared, *m_quiet, m_ui->jobListArea);
     m_ui->jobListLayout->addWidget(m_jobs);
-    m_message = std::make_unique<MessagePane>(m_seams.folder, m_seams.op, m_seams.makeHtmlView);
-    m_maillist = new MaillistPanel(m_seams.op, this);
+    m_message = std::make_unique<MessagePane>(m_seams.folder, *m_quiet, m_seams.makeHtmlView);
+    m_maillist = new MaillistPanel(*m_quiet, this);
     m_preview =
-        new PreviewPanel(m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView, this);
+        new PreviewPanel(m_seams.folder, *m_quiet, m_seams.clock, m_seams.makeHtmlView, this);
     m_ui->TabStrip1->addTab(m_message->body(), tr("General"));
     m_ui->TabStrip1->addTab(m_message->header(), tr("Details"));
     m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
@@ -162,20 +164,21 @@ void Main::connectPanels()
     connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
     connect(m_preview, &PreviewPanel::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
-                m_panels->setText(StatusPanels::Current,
+                m_panels->setText(RunView::Current,
                                   tr("Record: %1/%2").arg(position).arg(count));
             });
     connect(m_ui->cmdEditMail, &QPushButton::clicked, this, &Main::editMessage);
     connect(m_ui->cmdPreview, &QPushButton::clicked, this, &Main::showPreview);
     connect(m_screen.get(), &RunScreen::runningChanged, this,
-            [this](bool running) { enableCommands(!running); });
+            [this](bool running) {
+                m_quiet->setQuiet(running);
+                enableCommands(!running);
+                enableJobCommands(!running);
+            });
     connect(m_screen.get(), &RunScreen::rowReloaded, m_jobs, &JobListPanel::clickSelectedRow);
-    connect(m_windows.get(), &Windows::jobsOfListWanted, this, [this](qint64 listId) {
-        m_jobs->search(JobListPanel::MaillistIdEquals, QString::number(listId));
-    });
     connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
     connect(&Timer2, &QTimer::timeout, this, [this] {
-        if (m_jobs->count() == 0)
+        if (m_jobs->isFilled() && m_jobs->count() == 0)
             newJob();
     });
 }
@@ -187,7 +190,7 @@ void Main::load()
     m_seams.yield.yield();
     poSendMail = m_seams.makeMail();
     connect(poSendMail.get(), &SendMail::Status, this,
-            [this](const QString &text) { m_panels->setText(StatusPanels::Transport, text); });
+            [this](const QString &text) { m_panels->setText(StatusPanels::transport, text); });
     m_run = std::make_unique<SendRun>(m_seams.folder, *poSendMail, *m_windows, m_seams.op,
                                       *m_screen, m_seams.clock, m_seams.yield);
     restoreLayout();
@@ -204,7 +207,7 @@ void Main::recoverRuns()
         const QStringList names = recoverInterruptedRuns(m_seams.folder);
         if (!names.isEmpty())
             m_panels->setText(
-                StatusPanels::Transport,
+                StatusPanels::transport,
                 tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
     } catch (const StorageError &) {
         // What is wrong with the databases, the job list tells.
@@ -277,6 +280,15 @@ void Main::enableCommands(bool enabled)
         action->setEnabled(enabled || action->objectName() == QLatin1String("Pause"));
 }
 
+/// The commands beside the job's tabs. Each opens a window, which would hold up a run.
+void Main::enableJobCommands(bool enabled)
+{
+    m_maillist->enableCommands(enabled);
+    m_preview->enablePreview(enabled);
+    m_ui->cmdPreview->setEnabled(enabled);
+    m_ui->cmdEditMail->setEnabled(enabled);
+}
+
 void Main::openPage(const QUrl &address)
 {
     if (!QDesktopServices::openUrl(address))
@@ -287,11 +299,10 @@ void Main::openPage(const QUrl &address)
 
 void Main::handleRowClick(const JobRow &job)
 {
-    m_maillist->enableEditing();
-    m_ui->cmdPreview->setEnabled(true);
-    m_ui->cmdEditMail->setEnabled(true);
-    if (!m_run->isRunning())
+    if (!m_run->isRunning()) {
+        enableJobCommands(true);
         m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(true);
+    }
     m_maillist->resetSearch();
     showDetails(job);
     showTab();
@@ -376,7 +387,7 @@ void Main::closeEvent(QCloseEvent *event)
         // The recipient at work is finished and recorded first; then the window closes by itself.
         m_closeAfterRun = true;
         m_run->requestEnd();
-        m_panels->setText(StatusPanels::Transport, tr("Closing after this recipient ..."));
+        m_panels->setText(StatusPanels::transport, tr("Closing after this recipient ..."));
         event->ignore();
         return;
     }

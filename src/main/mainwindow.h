@@ -1,45 +1,27 @@
 #pragma once
 
 #include "connection.h"
-#include "htmlview.h"
 #include "jobrow.h"
+#include "mainseams.h"
 
 #include <QMainWindow>
 #include <QTimer>
 
-#include <functional>
-#include <memory>
 
-class Clock;
 class JobListPanel;
 class MaillistPanel;
 class MessagePane;
-class Operator;
 class PreviewPanel;
-class ProgramFolder;
+class QuietOperator;
 class RunScreen;
-class SendMail;
 class SendRun;
-class Spreadsheet;
 class StatusPanels;
 class Windows;
-class Yield;
 
 namespace Ui
 {
 class Main;
 }
-
-/// What the main window needs of the world outside. Everything must outlive the window.
-struct MainSeams {
-    const ProgramFolder &folder;
-    Operator &op;
-    Clock &clock;
-    Yield &yield;
-    Spreadsheet &spreadsheet;
-    HtmlViewFactory makeHtmlView;
-    std::function<std::unique_ptr<SendMail>()> makeMail;
-};
 
 /// The main window: the job list above, the selected job below, and every command of the program.
 /// It owns the panels, the mail component and the run; what a panel shows is the panel's own work.
@@ -72,6 +54,7 @@ private:
     void startRun(bool failedOnly);
     void pauseRun();
     void enableCommands(bool enabled);
+    void enableJobCommands(bool enabled);
     void openPage(const QUrl &address);
 
     void handleRowClick(const JobRow &job);
@@ -87,6 +70,7 @@ private:
     std::unique_ptr<Ui::Main> m_ui;
     Connection m_shared; ///< on the system database, reopened by each query
     std::unique_ptr<StatusPanels> m_panels;
+    std::unique_ptr<QuietOperator> m_quiet; ///< for the panels, which live on during a run
     JobListPanel *m_jobs = nullptr;
     std::unique_ptr<MessagePane> m_message;
     MaillistPanel *m_maillist = nullptr;

@@ -32,11 +32,13 @@ void MessagePane::loadMessage(qint64 msgid)
     try {
         Connection system(m_folder.systemConnectionString());
         m_message = ::loadMessage(system, msgid);
+    } catch (const StorageError &e) {
+        m_operator.tell(e.report(), tr("Error"));
+    }
+    // Where it failed, nothing: another job's message under this job's name would mislead.
+    try {
         showMessage();
     } catch (const StorageError &e) {
-        // Another job's message under this job's name would mislead.
-        m_message = {};
-        showMessage();
         m_operator.tell(e.report(), tr("Error"));
     }
 }

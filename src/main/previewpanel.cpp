@@ -41,3 +41,8 @@ void PreviewPanel::Load_prev_db(const QString &listConnectionString, const QStri
 {
     m_preview->load(listConnectionString, format, body);
 }
+
+void PreviewPanel::enablePreview(bool enabled)
+{
+    findChild<QAction *>(QStringLiteral("Preview"))->setEnabled(enabled);
+}

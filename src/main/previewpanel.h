@@ -14,6 +14,9 @@ public:
     void Load_prev_db(const QString &listConnectionString, const QString &format,
                       const QString &body);
 
+    /// Of the "Preview" button, which opens a window.
+    void enablePreview(bool enabled);
+
 signals:
     /// The person wants the preview in its own window.
     void previewRequested();

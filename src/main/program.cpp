@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 
 #include "clock.h"
+#include "curlwebfetch.h"
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
@@ -60,8 +61,9 @@ int main(int argc, char *argv[])
     MessageBoxOperator op;
     SystemClock clock;
     EventLoopYield yield;
+    CurlWebFetch web(yield);
     DesktopSpreadsheet spreadsheet;
-    Main window({folder, op, clock, yield, spreadsheet, &makeHtmlView,
+    Main window({folder, op, clock, yield, web, spreadsheet, &makeHtmlView,
                  [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     window.load();
     return QApplication::exec();

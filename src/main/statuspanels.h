@@ -11,8 +11,10 @@ class QStatusBar;
 class StatusPanels
 {
 public:
-    enum Number { Jobs = 1, Transport = 2, Current = 3, LastStatus = 4, Sent = 5, Failed = 7 };
     static constexpr int count = 7;
+    /// The panel of the transport's status. The preview's position is in RunView::Current, and the
+    /// others are the run's.
+    static constexpr int transport = 2;
 
     explicit StatusPanels(QStatusBar &bar);
     void setText(int panel, const QString &text);

@@ -4,28 +4,40 @@
 #include "frmexport.h"
 #include "frmexportdata.h"
 #include "frmimport.h"
+#include "frmimwebfile.h"
 #include "frmmerge.h"
 #include "frmmgrlist.h"
+#include "frmmgrmsg.h"
 #include "frmnewjob.h"
 #include "frmnewlist.h"
+#include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmpreview.h"
+#include "frmsend.h"
+#include "joblistpanel.h"
+
 #include "jobmessage.h"
 #include "jobrow.h"
-
 #include "operator.h"
 #include "programfolder.h"
 
-Windows::Windows(const ProgramFolder &folder, Operator &op, const Clock &clock, Yield &yield,
-                 Spreadsheet &spreadsheet, const HtmlViewFactory &makeHtmlView, QWidget &owner)
-    : m_folder(folder)
-    , m_operator(op)
-    , m_clock(clock)
-    , m_yield(yield)
-    , m_spreadsheet(spreadsheet)
-    , m_makeHtmlView(makeHtmlView)
-    , m_owner(owner)
-    , m_store(folder)
+namespace
+{
+
+/// The window, made of these arguments when it is not there yet.
+template <typename Window, typename... Arguments>
+Window &made(std::unique_ptr<Window> &window, Arguments &&...arguments)
+{
+    if (!window)
+        window = std::make_unique<Window>(std::forward<Arguments>(arguments)...);
+    return *window;
+}
+
+} // namespace
+
+Windows::Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
+                 QWidget &owner)
+    : m_seams(seams), m_jobs(jobs), m_mail(std::move(mail)), m_owner(owner), m_store(seams.folder)
 {
 }
 
@@ -56,97 +68,124 @@ bool Windows::editJob(const JobRow &job)
 
 void Windows::showPreview(const JobRow &job, const JobMessage &message)
 {
-    if (!m_preview)
-        m_preview =
-            std::make_unique<frmPreview>(m_folder, m_operator, m_clock, m_makeHtmlView, &m_owner);
-    m_preview->Load_db(m_folder.listConnectionString(job.number(JobCell::MaillistId)),
-                       message.format, message.body);
-    m_preview->setSubject(job[JobCell::Subject]);
-    m_preview->exec();
+    frmPreview &preview = made(m_preview, m_seams.folder, m_seams.op, m_seams.clock,
+                               m_seams.makeHtmlView, &m_owner);
+    preview.Load_db(m_seams.folder.listConnectionString(job.number(JobCell::MaillistId)),
+                    message.format, message.body);
+    preview.setSubject(job[JobCell::Subject]);
+    preview.exec();
 }
 
 void Windows::showListManager()
 {
-    if (!m_listManager)
-        m_listManager =
-            std::make_unique<frmMgrList>(m_folder, m_operator, listCommands(), &m_owner);
-    m_listManager->exec();
+    made(m_mgrList, m_seams.folder, m_seams.op, listCommands(), &m_owner).exec();
 }
 
 void Windows::showMessageManager()
 {
-    tellNotBuilt(tr("The email manager"));
+    made(m_mgrMsg, m_seams.folder, m_seams.op, messageCommands(), &m_owner).exec();
 }
 
 bool Windows::createList()
 {
-    return newList().createList() != 0;
+    const auto import = [this](qint64 listId, const QString &name) {
+        importWindow().importInto(listId, name);
+    };
+    return made(m_newList, m_seams.folder, m_seams.op, import, &m_owner).createList() != 0;
 }
 
 bool Windows::createMessage()
 {
-    tellNotBuilt(tr("The email editor"));
-    return false;
+    return messageEditor().createMessage();
 }
 
-bool Windows::editMessage(qint64)
+bool Windows::editMessage(qint64 messageId, const QString &caption)
 {
-    tellNotBuilt(tr("The email editor"));
-    return false;
+    return messageEditor().editMessage(messageId, caption);
 }
 
 void Windows::browseList(qint64 listId, const QString &listName, const QString &address)
 {
-    if (!m_browser)
-        m_browser = std::make_unique<frmemail>(m_folder, m_operator, &m_owner);
-    if (!m_browser->Load_db(m_folder.listConnectionString(listId), listName, listId))
+    frmemail &browser = made(m_browser, m_seams.folder, m_seams.op, &m_owner);
+    if (!browser.Load_db(m_seams.folder.listConnectionString(listId), listName, listId))
         return;
-    m_browser->setWindowTitle(tr("Maillist [ %1-%2 ]").arg(QString::number(listId), listName));
+    browser.setWindowTitle(
+        frmemail::tr("Maillist [ %1-%2 ]").arg(QString::number(listId), listName));
     if (!address.isEmpty())
-        m_browser->search(RecipientQuery::Email, address);
-    m_browser->exec();
+        browser.search(RecipientQuery::Email, address);
+    browser.exec();
 }
 
 void Windows::exportRecipients(const QString &listConnectionString, const RecipientQuery &query)
 {
-    if (!m_exportData)
-        m_exportData =
-            std::make_unique<frmExportData>(m_folder, m_spreadsheet, m_operator, m_yield, &m_owner);
-    m_exportData->exportRecords(listConnectionString, query);
+    made(m_exportData, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield, &m_owner)
+        .exportRecords(listConnectionString, query);
 }
 
 ListCommands Windows::listCommands()
 {
     return {
         .create = [this] { createList(); },
-        .import = [this](const MailList &list) { import().importInto(list.id, list.name); },
+        .import = [this](const MailList &list) { importWindow().importInto(list.id, list.name); },
         .exportList =
             [this](const MailList &list) {
-                if (!m_export)
-                    m_export = std::make_unique<frmExport>(m_folder, m_spreadsheet, m_operator,
-                                                           m_yield, &m_owner);
-                m_export->exportList(list.id, list.name);
+                made(m_export, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .exportList(list.id, list.name);
             },
-        .merge = [this] { merge().run(); },
+        .merge =
+            [this] {
+                made(m_merge, frmMerge::Kind::Merge, m_seams.folder, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .run();
+            },
         .append =
             [this](const MailList *list) {
-                append().run(list ? frmMerge::entry(*list) : QString());
+                made(m_append, frmMerge::Kind::Append, m_seams.folder, m_seams.op, m_seams.yield,
+                     &m_owner)
+                    .run(list ? frmMerge::entry(*list) : QString());
             },
         .browse = [this](const MailList &list,
                          const QString &address) { browseList(list.id, list.name, address); },
-        .findJobs = [this](qint64 listId) { emit jobsOfListWanted(listId); },
+        .findJobs =
+            [this](qint64 listId) {
+                m_jobs.search(JobListPanel::MaillistIdEquals, QString::number(listId));
+            },
+    };
+}
+
+MessageCommands Windows::messageCommands()
+{
+    return {
+        .create = [this] { return createMessage(); },
+        .edit = [this](qint64 number,
+                       const QString &caption) { return editMessage(number, caption); },
+        .sendTest =
+            [this](qint64 number) {
+                made(m_send, m_seams.folder, *this, m_seams.op, [this] { showOptions(); },
+                     &m_owner)
+                    .sendTest(number, m_mail());
+            },
+        .findJobs =
+            [this](qint64 number) {
+                m_jobs.search(JobListPanel::EmailIdEquals, QString::number(number));
+            },
     };
 }
 
 void Windows::unload()
 {
-    m_listManager.reset();
+    m_mgrList.reset();
     m_newList.reset();
+    m_newMail.reset();
+    m_mgrMsg.reset();
     m_import.reset();
     m_newJob.reset();
     m_options.reset();
     m_export.reset();
     m_exportData.reset();
+    m_imWebFile.reset();
+    m_send.reset();
     m_merge.reset();
     m_append.reset();
     m_browser.reset();
@@ -155,55 +194,25 @@ void Windows::unload()
 
 frmPinfo &Windows::options() const
 {
-    if (!m_options)
-        m_options = std::make_unique<frmPinfo>(m_store, m_operator, &m_owner);
-    return *m_options;
+    return made(m_options, m_store, m_seams.op, &m_owner);
 }
 
 frmNewJob &Windows::jobEditor()
 {
-    if (!m_newJob)
-        m_newJob = std::make_unique<frmNewJob>(
-            m_folder, m_operator, [this] { return createList(); },
-            [this] { return createMessage(); }, &m_owner);
-    return *m_newJob;
+    return made(
+        m_newJob, m_seams.folder, m_seams.op, [this] { return createList(); },
+        [this] { return createMessage(); }, &m_owner);
 }
 
-frmNewList &Windows::newList()
+frmNewMail &Windows::messageEditor()
 {
-    if (!m_newList)
-        m_newList = std::make_unique<frmNewList>(
-            m_folder, m_operator,
-            [this](qint64 listId, const QString &name) { import().importInto(listId, name); },
-            &m_owner);
-    return *m_newList;
+    const auto importWeb = [this] {
+        return made(m_imWebFile, m_seams.web, m_seams.op, &m_owner).importDocument();
+    };
+    return made(m_newMail, m_seams.folder, m_seams.op, m_seams.makeHtmlView, importWeb, &m_owner);
 }
 
-frmImport &Windows::import()
+frmImport &Windows::importWindow()
 {
-    if (!m_import)
-        m_import =
-            std::make_unique<frmImport>(m_folder, m_spreadsheet, m_operator, m_yield, &m_owner);
-    return *m_import;
-}
-
-frmMerge &Windows::merge()
-{
-    if (!m_merge)
-        m_merge = std::make_unique<frmMerge>(frmMerge::Kind::Merge, m_folder, m_operator, m_yield,
-                                             &m_owner);
-    return *m_merge;
-}
-
-frmMerge &Windows::append()
-{
-    if (!m_append)
-        m_append = std::make_unique<frmMerge>(frmMerge::Kind::Append, m_folder, m_operator, m_yield,
-                                              &m_owner);
-    return *m_append;
-}
-
-void Windows::tellNotBuilt(const QString &what)
-{
-    m_operator.tell(tr("%1 is not built yet.").arg(what));
+    return made(m_import, m_seams.folder, m_seams.spreadsheet, m_seams.op, m_seams.yield, &m_owner);
 }

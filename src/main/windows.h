@@ -1,40 +1,39 @@
 #pragma once
 
-#include "htmlview.h"
-#include "settingsstore.h"
+#include "mainseams.h"
 
-#include <memory>
+#include "settingsstore.h"
 
 class frmemail;
 class frmExport;
 class frmExportData;
 class frmImport;
+class frmImWebFile;
 class frmMerge;
 class frmMgrList;
+class frmMgrMsg;
 class frmNewJob;
 class frmNewList;
+class frmNewMail;
 class frmPinfo;
 class frmPreview;
-class Clock;
+class frmSend;
+class JobListPanel;
 class JobRow;
-class Operator;
-class ProgramFolder;
-class Spreadsheet;
-class Yield;
+class QWidget;
 struct JobMessage;
 struct ListCommands;
+struct MessageCommands;
 struct RecipientQuery;
 
 /// The windows that the main window opens, each made when it is first needed and kept until the
 /// program ends. The commands reach every window through here.
-class Windows final : public QObject, public LiveSettings
+class Windows final : public LiveSettings
 {
-    Q_OBJECT
-
 public:
-    /// `owner`: the main window. All of them must outlive the object.
-    Windows(const ProgramFolder &folder, Operator &op, const Clock &clock, Yield &yield,
-            Spreadsheet &spreadsheet, const HtmlViewFactory &makeHtmlView, QWidget &owner);
+    /// `mail`: the program's one mail component. All of them must outlive the object.
+    Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
+            QWidget &owner);
     ~Windows() override;
 
     /// What the boxes of the Options window hold.
@@ -54,8 +53,8 @@ public:
     bool createList();
     /// True when a message was made.
     bool createMessage();
-    /// True when the message was stored.
-    bool editMessage(qint64 messageId);
+    /// True when the message was stored; `caption` is the window's, where it is not its usual one.
+    bool editMessage(qint64 messageId, const QString &caption = {});
     /// `address`: what to search the recipients' addresses for; empty for all of them.
     void browseList(qint64 listId, const QString &listName, const QString &address = {});
     /// The recipients of a list that the query selects.
@@ -64,35 +63,32 @@ public:
     /// Unloads them all, in their order.
     void unload();
 
-signals:
-    /// The person wants to see the jobs that use the list.
-    void jobsOfListWanted(qint64 listId);
-
 private:
     ListCommands listCommands();
-    frmNewList &newList();
-    frmImport &import();
-    frmMerge &merge();
-    frmMerge &append();
+    MessageCommands messageCommands();
     frmPinfo &options() const;
     frmNewJob &jobEditor();
-    void tellNotBuilt(const QString &what);
+    frmNewMail &messageEditor();
+    frmImport &importWindow();
 
-    const ProgramFolder &m_folder;
-    Operator &m_operator;
-    const Clock &m_clock;
-    Yield &m_yield;
-    Spreadsheet &m_spreadsheet;
-    HtmlViewFactory m_makeHtmlView;
+    const MainSeams m_seams;
+    JobListPanel &m_jobs;
+    std::function<SendMail &()> m_mail;
     QWidget &m_owner;
     SettingsStore m_store;
-    std::unique_ptr<frmMgrList> m_listManager;
+
+    // In the order in which they are unloaded.
+    std::unique_ptr<frmMgrList> m_mgrList;
     std::unique_ptr<frmNewList> m_newList;
+    std::unique_ptr<frmNewMail> m_newMail;
+    std::unique_ptr<frmMgrMsg> m_mgrMsg;
     std::unique_ptr<frmImport> m_import;
     std::unique_ptr<frmNewJob> m_newJob;
     mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
     std::unique_ptr<frmExport> m_export;
     std::unique_ptr<frmExportData> m_exportData;
+    std::unique_ptr<frmImWebFile> m_imWebFile;
+    std::unique_ptr<frmSend> m_send;
     std::unique_ptr<frmMerge> m_merge;
     std::unique_ptr<frmMerge> m_append;
     std::unique_ptr<frmemail> m_browser;

@@ -151,6 +151,8 @@ void BodyEdit::keyPressEvent(QKeyEvent *event)
         Redo();
     else if (isControl(*event, Qt::Key_F))
         emit findRequested();
+    else if (isControl(*event, Qt::Key_Tab))
+        insertPlainText(QStringLiteral("\t")); // Tab alone leaves the box
     else
         QPlainTextEdit::keyPressEvent(event);
 }

@@ -3,14 +3,14 @@
 #include "ui_frmnewmail.h"
 
 #include "bodyfile.h"
+#include "connection.h"
 #include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "scratchpage.h"
 #include "sourceeditor.h"
 #include "storageerror.h"
-
-#include "connection.h"
+#include "windowlayout.h"
 
 #include <QKeyEvent>
 
@@ -24,15 +24,18 @@ frmNewMail::frmNewMail(const ProgramFolder &folder, Operator &op, HtmlViewFactor
     , m_op(op)
     , m_makeView(std::move(makeView))
     , m_importWeb(std::move(importWeb))
-    , m_source(new SourceEditor(op, this))
 {
     m_ui->setupUi(this);
     m_attachments = {m_ui->txtAtt01, m_ui->txtAtt02, m_ui->txtAtt03};
+    m_source = new SourceEditor(op, this);
     m_ui->sourceLayout->addWidget(m_source);
+    // From the subject Tab goes on to the body, past the tools.
+    setTabOrder(m_ui->txtSubject, m_source->focusProxy());
     m_ui->TabStrip1->addTab(tr("S&ource"));
     m_ui->TabStrip1->addTab(tr("&Preview"));
     m_ui->TabStrip1->addTab(tr("&Attachment"));
     connectControls();
+    restoreWindowLayout(*this);
 }
 
 frmNewMail::~frmNewMail() = default;
@@ -141,6 +144,7 @@ bool frmNewMail::run()
 void frmNewMail::done(int result)
 {
     m_source->closeFind();
+    saveWindowLayout(*this);
     QDialog::done(result);
 }
 

@@ -72,7 +72,7 @@ private:
     HtmlViewFactory m_makeView;
     ImportWeb m_importWeb;
     std::array<QLineEdit *, 3> m_attachments;
-    SourceEditor *m_source;
+    SourceEditor *m_source = nullptr;
     HtmlView *m_browser = nullptr; // made for the first preview
     bool m_edit = false;
     qint64 m_msgid = 0; ///< of the message edited, or made last

@@ -4,6 +4,7 @@
 
 #include "findreplacedialog.h"
 #include "keystates.h"
+#include "toolbarkeys.h"
 
 #include <QFontDatabase>
 #include <QKeyEvent>
@@ -40,10 +41,14 @@ SourceEditor::SourceEditor(Operator &op, QWidget *parent)
     m_ui->setupUi(this);
     connectToolbar();
     addFields();
+    letTabReachButtons(*m_ui->Toolbar2);
+    setTabOrder(m_ui->Toolbar2->widgetForAction(m_ui->Insert), m_ui->cbFonts);
+    setTabOrder(m_ui->cbFonts, m_ui->cbFontSize);
     fillFonts();
     addStatusPanels();
 
     BodyEdit *body = m_ui->txtSource;
+    setFocusProxy(body);
     body->installEventFilter(this);
     connect(body, &BodyEdit::findRequested, this, &SourceEditor::find);
     connect(body, &QPlainTextEdit::textChanged, this, &SourceEditor::GetCurrentLine);

@@ -38,6 +38,10 @@ bool take(QLockFile &lock)
 /// Made by the first run of a list: an empty list, and one from elsewhere, has only its recipients.
 void ensureTable(Connection &list)
 {
+    // Not into a file that is no list database.
+    if (list.number(QStringLiteral("select count(*) from sqlite_master where name = 'email'")) == 0)
+        throw StorageError(0, QStringLiteral("Quillbright"),
+                           QStringLiteral("The file %1 is not a maillist.").arg(list.path()));
     list.execute(QStringLiteral("create table if not exists sending (jobid integer primary key, "
                                 "start_time text not null, last_mid integer not null)"));
 }
@@ -70,9 +74,18 @@ ListLock::ListLock(const ProgramFolder &folder, qint64 listId)
     : m_file(lockFile(folder, listId))
 {
     // A folder that takes no lock takes no outcome either; the database will say so.
-    if (!take(m_file) && m_file.error() == QLockFile::LockFailedError)
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("Another Quillbright is sending to this maillist."));
+    if (take(m_file) || m_file.error() != QLockFile::LockFailedError)
+        return;
+    qint64 process = 0;
+    QString host;
+    QString program;
+    m_file.getLockInfo(&process, &host, &program);
+    throw ListInUse(
+        0, QStringLiteral("Quillbright"),
+        QStringLiteral("Another Quillbright is sending to this maillist (process %1 on %2). If "
+                       "that is no longer so, delete the file %3 and start again.")
+            .arg(QString::number(process), host.isEmpty() ? QStringLiteral("this machine") : host,
+                 lockFile(folder, listId)));
 }
 
 void RunMarker::begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid)
@@ -120,8 +133,12 @@ QStringList recoverInterruptedRuns(const ProgramFolder &folder)
         QLockFile lock(lockFile(folder, listId));
         if (!take(lock))
             continue; // its run is alive
-        Connection system(folder.systemConnectionString());
-        names += recoverList(folder, system, listId);
+        try {
+            Connection system(folder.systemConnectionString());
+            names += recoverList(folder, system, listId);
+        } catch (const StorageError &) {
+            // Whoever uses this list is told; the other lists, and their jobs, are not held up.
+        }
     }
     return names;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "storageerror.h"
+
 #include <QLockFile>
 #include <QString>
 #include <QStringList>
@@ -11,13 +13,20 @@ class Connection;
 class ProgramFolder;
 class Statement;
 
+/// Thrown where another run works on the list. Its description says which program that is.
+class ListInUse final : public StorageError
+{
+public:
+    using StorageError::StorageError;
+};
+
 /// While it lives, no other run or reset of any Quillbright on this folder works on the list: two
 /// of them would send to the same people. The lock is a file beside the list database that names
 /// its process; one left by a process that is gone does not count.
 class ListLock
 {
 public:
-    /// Throws StorageError when another one holds it.
+    /// Throws ListInUse when another one holds it.
     ListLock(const ProgramFolder &folder, qint64 listId);
 
 private:
@@ -45,6 +54,7 @@ struct RunMarker {
 };
 
 /// Finds the jobs whose run was cut off by a crash and stores them as "Paused" after the last
-/// recipient handled, so that "Start" goes on there and mails nobody twice. Returns their names.
-/// For the start of the program; throws StorageError.
+/// recipient handled, so that "Start" goes on there and mails nobody twice. For the start of the
+/// program. Throws nothing: a list that cannot be read has its error told when it is used.
+/// Returns the jobs' names.
 QStringList recoverInterruptedRuns(const ProgramFolder &folder);

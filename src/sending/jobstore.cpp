@@ -85,7 +85,10 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     const ListLock lock(folder, row.number(JobCell::MaillistId));
     JobRow reset = row;
     Connection list(folder.listConnectionString(row.number(JobCell::MaillistId)));
+    Transaction transaction(list);
     list.execute(QStringLiteral("update email set status=null"));
+    RunMarker::clear(list, row.number(JobCell::Id));
+    transaction.commit();
     reset.setNumber(JobCell::Total, list.number(QStringLiteral("select count(*) from email ")));
     for (const JobCell cell :
          {JobCell::Unsent, JobCell::Success, JobCell::Failed, JobCell::LastSentId})
@@ -93,6 +96,5 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();
     storeJobRow(folder, reset);
-    RunMarker::clear(list, row.number(JobCell::Id));
     row = reset;
 }

@@ -24,5 +24,6 @@ void storeJobRow(const ProgramFolder &folder, const JobRow &row);
 void recountRecipients(Connection &list, JobRow &row);
 
 /// Forgets what was sent: every recipient of the job's list is unsent again, the job begins at the
-/// first, and both are stored. Throws StorageError with `row` and the stored job as they were.
+/// first, and both are stored. Throws StorageError, and ListInUse while the list is being sent to,
+/// with `row` and the stored job as they were.
 void resetJob(const ProgramFolder &folder, JobRow &row);

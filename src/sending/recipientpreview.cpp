@@ -11,8 +11,14 @@ void RecipientPreview::load(const QString &listConnectionString, const QString &
     m_rows.emplace(
         listConnectionString,
         QStringLiteral("company,contact,email,fname,lname,memo,mid,remark,status,title"));
-    if (count() > 0)
+    if (count() == 0)
+        return;
+    try {
         moveTo(1);
+    } catch (const StorageError &) {
+        m_rows.reset();
+        throw;
+    }
 }
 
 void RecipientPreview::first()

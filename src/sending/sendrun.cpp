@@ -20,6 +20,7 @@
 #include <QScopeGuard>
 
 #include <algorithm>
+#include <optional>
 
 namespace
 {
@@ -71,14 +72,32 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
         m_view.showWaiting(false);
         m_running = false;
     });
-    JobRow working = row;
+    std::optional<ListLock> lock;
     try {
-        const ListLock lock(m_folder, row.number(JobCell::MaillistId));
-        return runPasses(working, message, failedOnly);
+        lock.emplace(m_folder, row.number(JobCell::MaillistId));
     } catch (const StorageError &e) {
         m_operator.tell(e.description());
         return Result::ListInUse;
     }
+    JobRow working;
+    try {
+        working = storedRow(row);
+    } catch (const StorageError &e) {
+        m_operator.tell(e.report(), QStringLiteral("Error"));
+        return Result::StorageFailed;
+    }
+    return runPasses(working, message, failedOnly);
+}
+
+JobRow SendRun::storedRow(const JobRow &row) const
+{
+    Connection system(m_folder.systemConnectionString());
+    const std::vector<JobRow> jobs
+        = loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(row[JobCell::Id]));
+    if (jobs.empty())
+        throw StorageError(0, QStringLiteral("Quillbright"),
+                           QStringLiteral("Job [%1] exists no more.").arg(row[JobCell::Name]));
+    return jobs.front();
 }
 
 SendRun::Result SendRun::runPasses(JobRow &row, const JobMessage &message, bool failedOnly)
@@ -130,6 +149,7 @@ SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool fa
         send(row, message, settings, failedOnly, pass);
         const JobRow ended = finished(row, failedOnly);
         storeJobRow(m_folder, ended);
+        clearMarker(ended);
         row = ended;
     } catch (const StorageError &e) {
         stopOnError(row, before, e);
@@ -146,10 +166,7 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     const qint64 jobId = row.number(JobCell::Id);
     const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
     Connection list(listDatabase);
-    if (!failedOnly) {
-        if (const auto left = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start]))
-            row.setNumber(JobCell::LastSentId, left->lastMid);
-    }
+    adoptInterrupted(list, row);
 
     row[JobCell::Progress] = QStringLiteral("Sending");
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
@@ -207,6 +224,28 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
             break;
         if (sent() % m_pace.batchSize == 0)
             reconnect();
+    }
+}
+
+/// Goes on where a run ended that never got stored; forgets one that was.
+void SendRun::adoptInterrupted(Connection &list, JobRow &row)
+{
+    const qint64 jobId = row.number(JobCell::Id);
+    if (const auto left = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start]))
+        row.setNumber(JobCell::LastSentId, left->lastMid);
+    else
+        RunMarker::clear(list, jobId);
+}
+
+/// The stored job knows all that the marker did. One that stays is known by its start to be of this
+/// run.
+void SendRun::clearMarker(const JobRow &row)
+{
+    try {
+        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+        RunMarker::clear(list, row.number(JobCell::Id));
+    } catch (const StorageError &) {
+        // The next run of the job clears it.
     }
 }
 
@@ -301,6 +340,7 @@ void SendRun::stopOnError(JobRow &row, const JobRow &before, const StorageError 
         row[JobCell::LastSentId] = reached[JobCell::LastSentId];
         try {
             storeJobRow(m_folder, row);
+            clearMarker(row);
         } catch (const StorageError &) {
             // The system database is the one that failed, or fails too; the next start of the job
             // finds in the list database how far this one came.

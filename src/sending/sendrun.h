@@ -8,6 +8,7 @@
 #include <chrono>
 
 class Clock;
+class Connection;
 class LiveSettings;
 class MergeFields;
 class Operator;
@@ -61,8 +62,13 @@ public:
     int failed() const { return m_failed; }
 
 private:
+    /// The job as it is stored: another program may have run it since the window read it. Throws
+    /// StorageError.
+    JobRow storedRow(const JobRow &row) const;
     Result runPasses(JobRow &row, const JobMessage &message, bool failedOnly);
     Result runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass);
+    void adoptInterrupted(Connection &list, JobRow &row);
+    void clearMarker(const JobRow &row);
     void send(JobRow &row, const JobMessage &message, const Settings &settings, bool failedOnly,
               int pass);
     JobRow finished(const JobRow &row, bool failedOnly);

@@ -79,6 +79,11 @@ SettingsStore::SettingsStore(const ProgramFolder &folder)
 {
 }
 
+QString SettingsStore::location()
+{
+    return NativeSettings().fileName();
+}
+
 Settings SettingsStore::load() const
 {
     Settings settings;

@@ -16,6 +16,9 @@ public:
     /// `folder` must outlive the store.
     explicit SettingsStore(const ProgramFolder &folder);
 
+    /// Where the person finds the store.
+    static QString location();
+
     Settings load() const;
     void save(const Settings &settings) const;
 

@@ -54,12 +54,7 @@ void copyDatabase(const QString &from, const QString &to)
 
 } // namespace
 
-ProgramFolder::ProgramFolder(const QString &path)
-    : m_path(path)
-{
-    while (m_path.size() > 1 && m_path.endsWith(QLatin1Char('/')))
-        m_path.chop(1);
-}
+ProgramFolder::ProgramFolder(const QString &path) : m_path(QDir(path).absolutePath()) {}
 
 ProgramFolder ProgramFolder::ofExecutable()
 {

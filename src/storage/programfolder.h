@@ -9,7 +9,7 @@
 class ProgramFolder
 {
 public:
-    /// `path` without a trailing separator.
+    /// `path`: absolute, or relative to the working directory.
     explicit ProgramFolder(const QString &path);
 
     /// The folder of the running executable.

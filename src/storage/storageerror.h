@@ -5,7 +5,7 @@
 #include <exception>
 
 /// What every failing storage operation throws.
-class StorageError final : public std::exception
+class StorageError : public std::exception
 {
 public:
     StorageError(int number, const QString &source, const QString &description);

@@ -11,8 +11,6 @@ namespace
 {
 
 constexpr long mostRedirects = 10;
-/// All header lines of a fetch together: a server could send them without end, too.
-constexpr qsizetype mostHeaders = 1024 * 1024;
 
 struct Cleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
@@ -88,7 +86,6 @@ WebDocument CurlWebFetch::fetch(const QString &address)
         return {{}, {}, fault};
 
     m_aborted = m_isTooLarge = false;
-    m_headerSize = 0;
     m_status.clear();
     m_body.clear();
     m_detail.fill('\0');
@@ -161,13 +158,11 @@ size_t CurlWebFetch::takeHeader(char *data, size_t size, size_t count, void *sel
 {
     auto &that = *static_cast<CurlWebFetch *>(self);
     const QByteArrayView line(data, static_cast<qsizetype>(size * count));
-    that.m_headerSize += line.size();
     // The first line of an answer; an earlier answer was a redirect.
     if (line.startsWith("HTTP/"))
         that.m_status =
             line.sliced(std::max<qsizetype>(0, line.indexOf(' '))).trimmed().toByteArray();
-    that.m_isTooLarge = that.m_headerSize > mostHeaders;
-    return that.m_isTooLarge ? 0 : size * count;
+    return size * count;
 }
 
 size_t CurlWebFetch::takeBody(char *data, size_t size, size_t count, void *self)
@@ -220,7 +215,6 @@ QString CurlWebFetch::failure(CURL *easy, CURLcode code) const
         return QStringLiteral("The document of %1 arrived damaged: it cannot be decompressed.")
             .arg(host);
     case CURLE_PARTIAL_FILE:
-    case CURLE_RECV_ERROR:
     case CURLE_GOT_NOTHING:
         return QStringLiteral("%1 closed the connection before the whole document had arrived.")
             .arg(host);

@@ -40,7 +40,6 @@ private:
     bool m_aborted = false;
     bool m_isTooLarge = false;
     std::chrono::milliseconds m_taken{0};
-    qsizetype m_headerSize = 0;
     QByteArray m_status; ///< "404 Not Found"
     QByteArray m_body;
     std::array<char, CURL_ERROR_SIZE> m_detail = {}; ///< the library's own words

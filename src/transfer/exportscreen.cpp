@@ -16,10 +16,10 @@ ExportScreen::ExportScreen(QLabel &status, QProgressBar &progress)
     m_progress.hide();
 }
 
-void ExportScreen::showStatus(const QString &text, double progress)
+void ExportScreen::showStatus(const QString &text, qint64 count, qint64 total)
 {
     m_status.setText(text);
-    m_progress.setValue(int(progress * m_progress.maximum()));
+    m_progress.setValue(total > 0 ? int(count * m_progress.maximum() / total) : 0);
 }
 
 void ExportScreen::setClipboard(const QString &text)

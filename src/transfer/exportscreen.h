@@ -13,7 +13,7 @@ public:
     /// Both must outlive the object.
     ExportScreen(QLabel &status, QProgressBar &progress);
 
-    void showStatus(const QString &text, double progress) override;
+    void showStatus(const QString &text, qint64 count, qint64 total) override;
     void setClipboard(const QString &text) override;
     /// The pointer and the progress bar tell that an export goes on.
     void setRunning(bool isRunning);

@@ -91,7 +91,7 @@ RecipientExport::Result RecipientExport::exportRecords(RecipientRows &rows,
                                                        const ExportDestination &destination)
 {
     return run(destination, [&](RecordTarget &target) -> Ending {
-        show(QStringLiteral("Exporting Records ..."), 0);
+        show(QStringLiteral("Exporting Records ..."), rows.size());
         const QStringList exported = columns.first(columns.size() - columnsLeftOut);
         if (withNames && destination.kind != ExportDestination::Workbook)
             target.write(utf8(exported));
@@ -137,12 +137,12 @@ RecipientExport::run(ExportDestination destination,
         written->finish();
         remark = written->remark();
     } catch (const StorageError &e) {
-        m_view.showStatus({}, 0);
+        m_view.showStatus({}, 0, 0);
         m_operator.tell(e.report(), QStringLiteral("Error"));
         return e.isOfFile() ? Result::TargetFailed : Result::ListFailed;
     }
     const bool isShown = isDocument && m_spreadsheet.show(destination.path);
-    m_view.showStatus(ending.status, 1);
+    m_view.showStatus(ending.status, m_count, m_count);
     m_operator.tell(ending.message);
     if (!remark.isEmpty())
         m_operator.tell(remark);
@@ -177,12 +177,12 @@ void RecipientExport::copy(RecordTarget &target, std::span<const std::string> fi
         target.write(fields);
         ++m_count;
         if (pacer.isDue())
-            show(status + outOf(m_count, total), double(m_count) / double(total));
+            show(status + outOf(m_count, total), total);
     }
 }
 
-void RecipientExport::show(const QString &status, double progress)
+void RecipientExport::show(const QString &status, qint64 total)
 {
-    m_view.showStatus(status, progress);
+    m_view.showStatus(status, m_count, total);
     m_yield.yield();
 }

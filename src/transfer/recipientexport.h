@@ -36,8 +36,8 @@ class ExportView
 public:
     virtual ~ExportView() = default;
 
-    /// `progress`: how much is written, from 0 to 1.
-    virtual void showStatus(const QString &text, double progress) = 0;
+    /// `count` of `total` records are written.
+    virtual void showStatus(const QString &text, qint64 count, qint64 total) = 0;
     virtual void setClipboard(const QString &text) = 0;
 };
 
@@ -85,7 +85,7 @@ private:
     /// `next` puts the next record into `fields`; false at the end.
     void copy(RecordTarget &target, std::span<const std::string> fields, qint64 total,
               const QString &status, const std::function<bool()> &next);
-    void show(const QString &status, double progress);
+    void show(const QString &status, qint64 total);
 
     const ProgramFolder &m_folder;
     Spreadsheet &m_spreadsheet;

@@ -106,7 +106,7 @@ QString SmtpSendMail::sendOne()
     const auto rules = AddressCheck == 1 ? AddressRules::Shape : AddressRules::Always;
     if (const QString fault = addressFault(Recipient, rules); !fault.isEmpty())
         return QStringLiteral("The recipient address %1").arg(fault);
-    if (const QString fault = addressFault(SenderAddress, rules); !fault.isEmpty())
+    if (const QString fault = addressFault(SenderAddress, AddressRules::Always); !fault.isEmpty())
         return QStringLiteral("The sender address %1").arg(fault);
     if (const QString fault = m_attachments.load(Attachments, m_connection.pace());
         !fault.isEmpty())
@@ -181,6 +181,13 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
         }
         if (step == Reset && !reply.isPositive())
             return Start::Stale;
+        // Such a reply belongs to another command, and so would all that follow.
+        if (step == Data ? reply.isPositive() : reply.code() == startOfMessage) {
+            fault = QStringLiteral("%1 answers out of step (%2)")
+                        .arg(m_connection.serverName(), reply.text());
+            m_connection.close();
+            return Start::Failed;
+        }
         if (step == Mail)
             m_leftover = reply.isPositive();
         if (step == Data && together && !fault.isEmpty() && reply.code() == startOfMessage)

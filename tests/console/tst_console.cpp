@@ -115,13 +115,18 @@ private slots:
     void fullDiskStopsTheRun();
     void unreachableServerFailsEveryone();
     void resets();
+    void listsMessages();
+    void sendsATest_data();
+    void sendsATest();
 };
 
 void TestConsole::wrongUsage_data()
 {
     QTest::addColumn<QStringList>("arguments");
-    for (const char *line : {"", "jobs extra", "start", "start 1 --json", "start 1 --rerun x",
-                             "start 1 --rerun -1", "reset", "dance", "jobs --loud"})
+    for (const char *line :
+         {"", "jobs extra", "start", "start 1 --json", "start 1 --rerun x", "start 1 --rerun -1",
+          "reset", "dance", "jobs --loud", "jobs --folder=", "messages extra", "messages --rerun 1", "test-send 1",
+          "test-send 1 a@b.c --json"})
         QTest::newRow(line) << QString::fromLatin1(line).split(QLatin1Char(' '),
                                                                Qt::SkipEmptyParts);
 }
@@ -347,6 +352,70 @@ void TestConsole::resets()
     QCOMPARE(setup.run(startJob).status, 0);
     QCOMPARE(setup.run({QStringLiteral("reset"), QStringLiteral("1")}).status, 0);
     QCOMPARE(setup.stored(), QStringLiteral("|2|0|0|0|0"));
+}
+
+void TestConsole::listsMessages()
+{
+    const Setup setup(1);
+    setup.folder.execute(QStringLiteral("insert into mmsg (subject) values (null)"));
+    const Finished table = setup.run({QStringLiteral("messages")});
+    QCOMPARE(table.status, 0);
+    QCOMPARE(table.output,
+             QStringLiteral("Mail ID  Subject  Sender Name  Sender Email      Format\n"
+                            "      1  News     The Club     club@example.org  TEXT\n"
+                            "      2\n"));
+    const QJsonArray messages =
+        QJsonDocument::fromJson(
+            setup.run({QStringLiteral("messages"), QStringLiteral("--json")}).output.toUtf8())
+            .array();
+    QCOMPARE(messages.size(), 2);
+    const QJsonObject first = messages[0].toObject();
+    QCOMPARE(first.value(QStringLiteral("msgid")).toInt(), 1);
+    QCOMPARE(first.value(QStringLiteral("subject")).toString(), QStringLiteral("News"));
+    QCOMPARE(first.value(QStringLiteral("sendername")).toString(), QStringLiteral("The Club"));
+}
+
+void TestConsole::sendsATest_data()
+{
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("sql");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("told");
+    const QString me = QStringLiteral("me@example.org");
+    QTest::newRow("by number") << "1" << me << "" << 0 << "Send success !";
+    QTest::newRow("by subject") << "News" << me << "" << 0 << "Send success !";
+    QTest::newRow("no such message") << "Olds" << me << "" << 4 << "There is no message \"Olds\".";
+    QTest::newRow("two of the subject")
+        << "News" << me << "insert into mmsg (subject) values ('News')" << 4
+        << "There are 2 messages with the subject \"News\"; give the message's number.";
+    QTest::newRow("no address") << "1"
+                                << ""
+                                << "" << 4 << "Please enter email address !";
+    QTest::newRow("missing attachment") << "1" << me << "update mmsg set attach01='/nowhere'" << 4
+                                        << "Attachment not found : /nowhere !";
+    QTest::newRow("refused") << "1"
+                             << "no@example.org"
+                             << "" << 1 << "550 No such user";
+    QTest::newRow("broken database") << "1" << me << "drop table mmsg" << 5 << "no such table";
+}
+
+void TestConsole::sendsATest()
+{
+    QFETCH(QString, message);
+    QFETCH(QString, address);
+    QFETCH(QString, sql);
+    QFETCH(int, status);
+    QFETCH(QString, told);
+    ServerOptions options;
+    options.rules = {{.command = "RCPT", .text = "no@", .reply = {"550 No such user"}}};
+    const Setup setup(1, options);
+    if (!sql.isEmpty())
+        setup.folder.execute(sql);
+    const Finished done = setup.run({QStringLiteral("test-send"), message, address});
+    QCOMPARE(done.status, status);
+    QVERIFY2(done.messages.contains(told), qPrintable(done.messages));
+    QCOMPARE(setup.received(), status == 0 ? QByteArrayList{address.toUtf8()} : QByteArrayList());
 }
 
 QTEST_GUILESS_MAIN(TestConsole)

@@ -2,6 +2,7 @@
 // loopback where something is sent.
 
 #include "connection.h"
+#include "curlwebfetch.h"
 #include "fakes.h"
 #include "frmnewjob.h"
 #include "frmsplash.h"
@@ -110,8 +111,9 @@ struct Desk {
     ScriptedOperator op;
     FakeClock clock;
     EventLoopYield yield;
+    CurlWebFetch web{yield};
     RecordingSpreadsheet spreadsheet;
-    Main window{{folder.folder(), op, clock, yield, spreadsheet,
+    Main window{{folder.folder(), op, clock, yield, web, spreadsheet,
                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
                  [this] { return std::make_unique<SmtpSendMail>(yield); }}};
 };
@@ -264,8 +266,18 @@ void TestMain::onlyPauseIsEnabledDuringARun()
     desk.clickRow(0);
     QStringList enabled;
     Qt::CursorShape pointer = Qt::ArrowCursor;
+    bool quiet = false;
     const AtTheThird look(desk.server, [&] {
         desk.clickRow(0); // looking at a job starts nothing and enables nothing
+        for (const char *button : {"cmdEditMail", "cmdPreview", "cmdBrowse", "cmdCopy"}) {
+            if (desk.find<QPushButton>(button)->isEnabled())
+                enabled += QString::fromLatin1(button);
+        }
+        // Nor does a failing search hold up the run with a message box.
+        desk.find<QLineEdit>("txtSearchJob")->setText(QStringLiteral("O'Brien"));
+        desk.find<QComboBox>("combField")->setCurrentIndex(1);
+        QTest::mouseClick(desk.find<QAbstractButton>("cmdRefresh"), Qt::LeftButton);
+        quiet = desk.op.told.isEmpty();
         QList<QAction *> commands = desk.find<QToolBar>("Toolbar1")->actions();
         for (const char *menu : {"mmFile", "mmEdit", "mmJob", "mmHelp"})
             commands += desk.find<QMenu>(menu)->actions();
@@ -277,6 +289,7 @@ void TestMain::onlyPauseIsEnabledDuringARun()
     });
     desk.find<QAction>("mmJStart")->trigger();
     QCOMPARE(enabled, QStringList{QStringLiteral("Pause")});
+    QVERIFY(quiet);
     QCOMPARE(pointer, Qt::WaitCursor);
     QCOMPARE(desk.window.cursor().shape(), Qt::ArrowCursor);
     QVERIFY(desk.find<QAction>("mnExit")->isEnabled());
@@ -468,7 +481,8 @@ void TestMain::reportsDatabaseErrors()
     file.close();
     if (damaged == QLatin1String("sys.mdb")) {
         desk.open();
-        QTRY_VERIFY(desk.op.told.size() > 1); // the list, then the editor of a first job
+        QTest::qWait(150); // longer than the timer that leads a first start into making a job
+        QCOMPARE(desk.op.told.size(), 1);
     } else {
         desk.open();
         desk.clickRow(0);

@@ -1,9 +1,8 @@
 #include "bodyfile.h"
+#include "connection.h"
 #include "messagestore.h"
 #include "storageerror.h"
 #include "testfolder.h"
-
-#include "connection.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,9 +18,6 @@ private slots:
     void storesEveryField();
     void storesBodies_data();
     void storesBodies();
-    void keepsEqualSubjectsApart();
-    void failureStoresNothing();
-    void tellsThatAMessageIsGone();
     void readsBodyFiles_data();
     void readsBodyFiles();
     void refusesWhatIsNoFile();
@@ -99,39 +95,6 @@ void TestMessageStore::storesBodies()
     JobMessage message = sampleMessage();
     message.body = body;
     QVERIFY(loaded(folder, insertMessage(folder.folder(), message)).body == body);
-}
-
-void TestMessageStore::keepsEqualSubjectsApart()
-{
-    const TestFolder folder;
-    JobMessage message = sampleMessage();
-    const qint64 first = insertMessage(folder.folder(), message);
-    message.body = QStringLiteral("second");
-    const qint64 second = insertMessage(folder.folder(), message);
-    QVERIFY(second > first);
-    QCOMPARE(loaded(folder, first).body, sampleMessage().body);
-    QCOMPARE(loaded(folder, second).body, message.body);
-}
-
-void TestMessageStore::failureStoresNothing()
-{
-    const TestFolder folder;
-    folder.execute(QStringLiteral("create trigger refuse before update on mmsg begin "
-                                  "select raise(abort, 'no update'); end"));
-    QVERIFY_EXCEPTION_THROWN(insertMessage(folder.folder(), sampleMessage()), StorageError);
-    QCOMPARE(folder.rows(QStringLiteral("select * from mmsg")), QStringList());
-}
-
-void TestMessageStore::tellsThatAMessageIsGone()
-{
-    const TestFolder folder;
-    try {
-        updateMessage(folder.folder(), 7, sampleMessage());
-    } catch (const StorageError &e) {
-        QCOMPARE(e.description(), QStringLiteral("There is no message 7 any more."));
-        return;
-    }
-    QFAIL("Nothing was told");
 }
 
 void TestMessageStore::readsBodyFiles_data()

@@ -12,6 +12,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QSettings>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTest>
@@ -32,6 +33,7 @@ private slots:
     void showsWhatIsStored();
     void cancelStoresNothing_data();
     void cancelStoresNothing();
+    void tabGoesFromTheSubjectToTheBody();
     void escapeAndReturnKeepTheWindow();
     void failedSaveKeepsEverything();
     void failedLoadOpensNothing();
@@ -91,6 +93,7 @@ private:
         return during([this, msgid] { return m_window->editMessage(msgid); }, steps);
     }
 
+    QTemporaryDir m_config;
     std::unique_ptr<TestFolder> m_folder;
     std::unique_ptr<ScriptedOperator> m_op;
     RecordingHtmlView *m_view = nullptr;
@@ -100,6 +103,7 @@ private:
 
 void TestNewMail::initTestCase()
 {
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_config.path());
     // The platform without a screen has no theme of its own.
     QIcon::setThemeSearchPaths({QStringLiteral("/usr/share/icons")});
     QIcon::setThemeName(QStringLiteral("breeze"));
@@ -284,6 +288,19 @@ void TestNewMail::cancelStoresNothing()
         QVERIFY(!m_window->isVisible());
     }));
     QCOMPARE(messages("*"), QStringList());
+}
+
+void TestNewMail::tabGoesFromTheSubjectToTheBody()
+{
+    create([this] {
+        box<QLineEdit>("txtSubject")->setFocus();
+        QTest::keyClick(box<QLineEdit>("txtSubject"), Qt::Key_Tab);
+        QVERIFY(source()->hasFocus());
+        QTest::keyClick(source(), Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(source()->toPlainText(), QStringLiteral("\t"));
+        QTest::keyClick(source(), Qt::Key_Tab);
+        QVERIFY(box<QPushButton>("cmdOK")->hasFocus());
+    });
 }
 
 void TestNewMail::escapeAndReturnKeepTheWindow()

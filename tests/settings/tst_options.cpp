@@ -350,6 +350,8 @@ void TestOptions::asksOnceAtATime()
             QCoreApplication::sendPostedEvents(); // as a dialog does
             return QStringLiteral("new");
         }
+        QString openFile(const QString &, const QString &, const QString &) override { return {}; }
+        QString saveFile(const QString &, const QString &, const QString &) override { return {}; }
         int asked = 0;
     } op;
     open(QStringLiteral("old"), &op);

@@ -31,14 +31,14 @@ public:
                 requests += *request;
             }
             answer(socket, answers.value(request->split(' ').value(1),
-                                         {"HTTP/1.1 404 Not Found\r\n", "Gone"}));
+                                         {"HTTP/1.1 404 Not Found\r\n\r\n", "Gone"}));
         });
     }
 
     /// Sends as fast as it is taken, since a body may be larger than memory.
     void answer(QTcpSocket *socket, const HttpAnswer &scripted)
     {
-        socket->write(scripted.head + (scripted.head.isEmpty() ? "" : "\r\n"));
+        socket->write(scripted.head);
         auto left = std::make_shared<qint64>(scripted.times);
         const auto goOn = [socket, scripted, left] {
             while (*left > 0 && socket->bytesToWrite() < 1024 * 1024) {

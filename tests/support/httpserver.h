@@ -8,7 +8,7 @@
 
 /// What the server sends for a path, byte for byte.
 struct HttpAnswer {
-    QByteArray head; ///< status and header lines, each with its CR LF; without the empty line
+    QByteArray head; ///< status and header lines and the empty line, each with its CR LF
     QByteArray body = {};
     qint64 times = 1;    ///< how often the body is sent
     bool stalls = false; ///< then nothing more comes, and the connection stays open

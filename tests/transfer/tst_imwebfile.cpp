@@ -41,9 +41,9 @@ struct Desk {
         return window.importDocument();
     }
 
-    HttpServer server{{{"/n/p", {"HTTP/1.1 200 OK\r\n", "<img src=a>"}},
-                       {"/empty", {"HTTP/1.1 200 OK\r\n"}},
-                       {"/slow", {"HTTP/1.1 200 OK\r\n", "<p>", 1, true}}}};
+    HttpServer server{{{"/n/p", {"HTTP/1.1 200 OK\r\n\r\n", "<img src=a>"}},
+                       {"/empty", {"HTTP/1.1 200 OK\r\n\r\n"}},
+                       {"/slow", {"HTTP/1.1 200 OK\r\n\r\n", "<p>", 1, true}}}};
     ScriptedOperator op;
     EventLoopYield yield;
     CurlWebFetch fetch{yield};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "operator.h"
+
+class StatusPanels;
+
+/// The operator as the panels reach them: while a job is being sent, a message box would hold up
+/// the run until it was read, so what there is to tell goes to the status bar then, and nothing is
+/// asked.
+class QuietOperator final : public Operator
+{
+public:
+    QuietOperator(Operator &op, StatusPanels &panels) : m_operator(op), m_panels(panels) {}
+
+    void setQuiet(bool quiet) { m_quiet = quiet; }
+
+    void tell(const QString &text, const QString &title = {}) override;
+    void warn(const QString &text, const QString &title) override;
+    bool ask(const QString &text, const QString &title = {}) override;
+    QString inputPassword(const QString &prompt, const QString &title) override;
+    QString openFile(const QString &title, const QString &filter,
+                     const QString &folder = {}) override;
+    QString saveFile(const QString &title, const QString &filter,
+                     const QString &folder = {}) override;
+
+private:
+    Operator &m_operator;
+    StatusPanels &m_panels;
+    bool m_quiet = false;
+};
