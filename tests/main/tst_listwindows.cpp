@@ -1,5 +1,6 @@
 // From the main window through the windows of the mail lists, as a person goes.
 
+#include "curlwebfetch.h"
 #include "fakes.h"
 #include "frmemail.h"
 #include "frmexport.h"
@@ -101,7 +102,8 @@ struct Desk {
     FakeClock clock;
     EventLoopYield yield;
     RecordingSpreadsheet spreadsheet;
-    Main window{{folder.folder(), op, clock, yield, spreadsheet,
+    CurlWebFetch web{yield};
+    Main window{{folder.folder(), op, clock, yield, web, spreadsheet,
                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
                  [] { return std::make_unique<FakeSendMail>(); }}};
 };
