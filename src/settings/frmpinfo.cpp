@@ -33,8 +33,8 @@ frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
 
 frmPinfo::~frmPinfo()
 {
-    // Hiding moves the focus, which is followed: not later, when the boxes are gone.
-    hide();
+    // Its boxes lose the focus while they are destroyed, when nothing is left to follow it.
+    disconnect(qApp, nullptr, this, nullptr);
 }
 
 Settings frmPinfo::current() const
