@@ -22,6 +22,8 @@ public:
     }
     bool ask(const QString &, const QString &) override { return false; }
     QString inputPassword(const QString &, const QString &) override { return {}; }
+    QString openFile(const QString &, const QString &, const QString &) override { return {}; }
+    QString saveFile(const QString &, const QString &, const QString &) override { return {}; }
 };
 
 class SilentView final : public ListCopyView
