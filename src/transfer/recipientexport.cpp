@@ -103,7 +103,7 @@ RecipientExport::Result RecipientExport::exportRecords(RecipientRows &rows,
             while (!row && index < rows.size()) // passing over what was deleted since
                 row = rows.row(index++);
             for (size_t i = 0; row && i < fields.size(); ++i)
-                fields[i] = row->value(int(i)).value_or(QString()).toStdString();
+                fields[i] = row->text(exported[qsizetype(i)]).toStdString();
             return row != nullptr;
         });
         const QString reached = outOf(m_count, rows.size());
