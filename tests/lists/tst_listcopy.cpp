@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "fakes.h"
 #include "listcopy.h"
+#include "smalldisk.h"
 #include "testfolder.h"
 
 #include <QFile>
@@ -86,6 +87,7 @@ private slots:
     void copiesNothingToATargetThatFails();
     void undoesAMergeWithoutATemplate();
     void lockedTargetEndsTheRun();
+    void fullDiskEndsTheRun();
     void aborts_data();
     void aborts();
     void copiesLongLists();
@@ -224,6 +226,32 @@ void TestListCopy::lockedTargetEndsTheRun()
     QVERIFY(!setup.view.log.contains(QStringLiteral("Total")));
 }
 
+void TestListCopy::fullDiskEndsTheRun()
+{
+    Setup setup;
+    setup.folder.execute(
+        QStringLiteral(
+            "insert into email (email) with recursive n(i) as (select 1 union all select "
+            "i + 1 from n where i < 40000) select 'r' || i || '@a.example' from n"),
+        setup.first);
+    // The source lies on the large disk, the target on the small one.
+    const QString source = setup.folder.folder().listDatabaseFile(setup.first);
+    const QString elsewhere = setup.folder.file(QStringLiteral("source.mdb"));
+    QVERIFY(QFile::rename(source, elsewhere));
+    SmallDisk disk(setup.folder.file(QStringLiteral("data")), "1m");
+    if (!disk.isMounted())
+        QSKIP("no right to mount a file system here");
+    QVERIFY(QFile::link(elsewhere, source));
+    QCOMPARE(setup.copy.merge(setup.both(), QStringLiteral("All"), {}), ListCopy::Result::Failed);
+    QCOMPARE(setup.op.told.size(), 1);
+    QVERIFY2(setup.op.told.first().startsWith(QStringLiteral("Error|Merge Error #  13 ")) &&
+                 setup.op.told.first().endsWith(QStringLiteral("m4.mdb is full.")),
+             qPrintable(setup.op.told.first()));
+    disk.grow("100m");
+    const qsizetype kept = setup.recipients(4).size();
+    QVERIFY(kept > 0 && kept < 40'000);
+}
+
 void TestListCopy::aborts_data()
 {
     QTest::addColumn<int>("atRecord");
@@ -265,7 +293,7 @@ void TestListCopy::copiesLongLists()
     const auto shared = setup.view.log.count(refusal);
     QCOMPARE(shared, 201); // 200 of the filled ones, and the old address
     QVERIFY2(setup.view.log.endsWith(
-                 QStringLiteral("Total : 20003\r\nSuccess : 19801\r\nFail : 202\r\n\r\n")),
+                 QStringLiteral("Total : 20003\r\nSuccess : 19802\r\nFail : 201\r\n\r\n")),
              qPrintable(setup.view.log.right(100)));
     QVERIFY(setup.view.log.contains(QStringLiteral("\r\n104\tr101@a.example\t")));
     // In the order of the source.
