@@ -1,7 +1,6 @@
--- A list, a message and a job to try the program with.
+-- A list (its recipients are imported), a message and a job to try the program with.
 
-insert into mlist (listname, listtype, update_time, rec_count)
-values ('Friends of the Library', 'Customer', date('now', 'localtime'), 8);
+insert into mlist (listname, listtype) values ('Friends of the Library', 'Customer');
 
 insert into mmsg (sendername, senderemail, format, replyemail, subject, attach01, attach02,
                   attach03, source)

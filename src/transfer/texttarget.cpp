@@ -63,8 +63,13 @@ void TextFileTarget::finish()
 
 void TextFileTarget::flush()
 {
-    if (m_file->write(m_text.data(), qint64(m_text.size())) != qint64(m_text.size()))
-        fail();
+    // A disk that fills up takes a part and says why only to the next attempt.
+    for (size_t done = 0; done < m_text.size();) {
+        const qint64 written = m_file->write(m_text.data() + done, qint64(m_text.size() - done));
+        if (written <= 0)
+            fail();
+        done += size_t(written);
+    }
     m_text.clear();
 }
 

@@ -73,7 +73,7 @@ void press(const QWidget &window, const char *button)
 void pressTool(const QWidget &window, const char *bar, const char *key)
 {
     auto *toolbar = find<QToolBar>(window, bar);
-    QAction *action = toolbar->findChild<QAction *>(QString::fromLatin1(key));
+    QAction *action = window.findChild<QAction *>(QString::fromLatin1(key));
     if (!action)
         qFatal("There is no button %s", key);
     QTest::mouseClick(toolbar->widgetForAction(action), Qt::LeftButton);

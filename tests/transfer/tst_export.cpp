@@ -1,0 +1,402 @@
+// Recipients to files, workbooks and the clipboard.
+
+#include "connection.h"
+#include "fakes.h"
+#include "fakespreadsheet.h"
+#include "recipientexport.h"
+#include "recipientrows.h"
+#include "testfolder.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+#include <QXmlStreamReader>
+
+#include <gsf/gsf-infile-zip.h>
+#include <gsf/gsf-infile.h>
+#include <gsf/gsf-input-stdio.h>
+
+namespace
+{
+
+class RecordingExportView final : public ExportView
+{
+public:
+    void showStatus(const QString &text, qint64 count, qint64 total) override
+    {
+        statuses += text;
+        QVERIFY(count <= total);
+    }
+    void setClipboard(const QString &text) override { clipboard = text; }
+
+    QStringList statuses;
+    QString clipboard;
+};
+
+const QStringList gridColumns = {
+    QStringLiteral("email"), QStringLiteral("fname"),   QStringLiteral("lname"),
+    QStringLiteral("title"), QStringLiteral("contact"), QStringLiteral("company"),
+    QStringLiteral("memo"),  QStringLiteral("status"),  QStringLiteral("remark")};
+
+struct Setup {
+    Setup()
+    {
+        list = folder.addList(QStringLiteral("Members"),
+                              {QStringLiteral("'a@a.example','Ann','O''Neil','Dr','0042','A,\"B'"),
+                               QStringLiteral("b@a.example"), QStringLiteral("c@a.example"),
+                               QStringLiteral("'d@a.example','Ünï','=1+1'")});
+        folder.execute(QStringLiteral("update email set status='S' where email='b@a.example'"),
+                       list);
+        folder.execute(QStringLiteral("update email set status='F', remark='why' where "
+                                      "email='c@a.example'"),
+                       list);
+    }
+
+    ExportDestination file(const char *name = "out.csv", const char *separator = ",") const
+    {
+        ExportDestination destination;
+        destination.path = folder.file(QLatin1String(name));
+        destination.separator = QLatin1String(separator);
+        if (destination.path.endsWith(QStringLiteral(".xlsx")))
+            destination.kind = ExportDestination::Workbook;
+        return destination;
+    }
+    QByteArray content(const char *name = "out.csv") const
+    {
+        QFile out(folder.file(QLatin1String(name)));
+        return out.open(QIODevice::ReadOnly) ? out.readAll() : QByteArray("none");
+    }
+    RecipientRows rows(const QString &columns) const
+    {
+        return RecipientRows(folder.folder().listConnectionString(list), columns,
+                             QStringLiteral(" where email > 'a@b'"),
+                             QStringLiteral(" order by mid desc"), 1);
+    }
+
+    TestFolder folder;
+    qint64 list = 0;
+    DesktopSpreadsheet spreadsheet;
+    ScriptedOperator op;
+    RecordingExportView view;
+    CountingYield yield;
+    RecipientExport exporter{
+        folder.folder(), spreadsheet, op, view, yield, std::chrono::milliseconds(0)};
+};
+
+QByteArray zipped(const QString &path, const char *folder, const char *name)
+{
+    GsfInput *file = gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr);
+    GsfInfile *zip = gsf_infile_zip_new(file, nullptr);
+    GsfInput *entry = gsf_infile_child_by_vname(zip, "xl", folder, name, nullptr);
+    QByteArray bytes(qsizetype(gsf_input_size(entry)), '\0');
+    gsf_input_read(entry, size_t(bytes.size()), reinterpret_cast<guint8 *>(bytes.data()));
+    for (gpointer object : {gpointer(entry), gpointer(zip), gpointer(file)})
+        g_object_unref(object);
+    return bytes;
+}
+
+/// The rows of an .xlsx workbook: "A1=text" for each cell, all of which have to be text.
+QStringList cells(const QString &path)
+{
+    QStringList rows;
+    QXmlStreamReader xml(zipped(path, "worksheets", "sheet1.xml"));
+    QStringList row;
+    QString name;
+    while (!xml.atEnd()) {
+        xml.readNext();
+        if (xml.isStartElement() && xml.name() == QLatin1String("c")) {
+            name = xml.attributes().value(QLatin1String("r")).toString();
+            if (xml.attributes().value(QLatin1String("t")) != QLatin1String("inlineStr"))
+                name += QStringLiteral(" is no text");
+        } else if (xml.isStartElement() && xml.name() == QLatin1String("t")) {
+            row += name + QLatin1Char('=') + xml.readElementText();
+        } else if (xml.isEndElement() && xml.name() == QLatin1String("row")) {
+            rows += row.join(QLatin1Char('|'));
+            row.clear();
+        }
+    }
+    return xml.hasError() ? QStringList{xml.errorString()} : rows;
+}
+
+} // namespace
+
+class TestExport final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void writesLists_data();
+    void writesLists();
+    void writesWorkbooks();
+    void cutsWhatNoCellHolds();
+    void showsNewDocuments_data();
+    void showsNewDocuments();
+    void writesTheRowsOfAGrid_data();
+    void writesTheRowsOfAGrid();
+    void passesOverDeletedRows();
+    void writesNothingOfNothing();
+    void abortsLists();
+    void abortsRecords();
+    void keepsTheOldFileOnFailure_data();
+    void keepsTheOldFileOnFailure();
+    void needsAFileName();
+};
+
+void TestExport::writesLists_data()
+{
+    QTest::addColumn<int>("filter");
+    QTest::addColumn<QString>("separator");
+    QTest::addColumn<QByteArray>("written");
+    const QByteArray a = "a@a.example,Ann,O'Neil,Dr,0042,A,\"B,\r\n";
+    const QByteArray b = "b@a.example,,,,,,\r\n";
+    const QByteArray c = "c@a.example,,,,,,\r\n";
+    const QByteArray d = "d@a.example,Ünï,=1+1,,,,\r\n";
+    QTest::newRow("all") << int(ExportFilter::All) << QStringLiteral(",") << a + b + c + d;
+    QTest::newRow("not failed") << int(ExportFilter::Success) << QStringLiteral(",") << a + b + d;
+    QTest::newRow("failed") << int(ExportFilter::Fail) << QStringLiteral(",") << c;
+    QTest::newRow("TAB") << int(ExportFilter::Fail) << QStringLiteral("TAB")
+                         << QByteArray(c).replace(',', '\t');
+    QTest::newRow("bar") << int(ExportFilter::Fail) << QStringLiteral("|")
+                         << QByteArray(c).replace(',', '|');
+}
+
+void TestExport::writesLists()
+{
+    QFETCH(int, filter);
+    QFETCH(QString, separator);
+    QFETCH(QByteArray, written);
+    Setup setup;
+    setup.folder.execute(QStringLiteral("update email set fname = '', lname = null where fname is "
+                                        "null"),
+                         setup.list);
+    QFile old(setup.folder.file(QStringLiteral("out.csv")));
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write(QByteArray(1000, 'x'));
+    old.close();
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter(filter),
+                                       setup.file("out.csv", qPrintable(separator))),
+             RecipientExport::Result::Complete);
+    QCOMPARE(setup.content(), written);
+    const auto count = written.count('\n');
+    QStringList statuses;
+    for (int i = 1; i <= count; ++i)
+        statuses += QStringLiteral("Exporting record : %1/%2").arg(i).arg(count);
+    QCOMPARE(setup.view.statuses, statuses + QStringList{QString()});
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Records exported: %1").arg(count)});
+    QCOMPARE(setup.yield.count, count);
+}
+
+void TestExport::writesWorkbooks()
+{
+    Setup setup;
+    setup.folder.execute(QStringLiteral("update email set memo = ' two\nlines <&> ' || char(1) "
+                                        "where fname='Ann'"),
+                         setup.list);
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::Success, setup.file("out.xlsx")),
+             RecipientExport::Result::Complete);
+    QCOMPARE(cells(setup.folder.file(QStringLiteral("out.xlsx"))),
+             (QStringList{QStringLiteral("A1=Email|B1=Firstname|C1=Lastname|D1=Title|E1=Contact|"
+                                         "F1=Company|G1=Memo"),
+                          QStringLiteral("A2=a@a.example|B2=Ann|C2=O'Neil|D2=Dr|E2=0042|F2=A,\"B|"
+                                         "G2= two\nlines <&> _x0001_"),
+                          QStringLiteral("A3=b@a.example"),
+                          QStringLiteral("A4=d@a.example|B4=Ünï|C4==1+1")}));
+    // Nothing else is left in the folder.
+    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
+             QStringList{QStringLiteral("out.xlsx")});
+}
+
+void TestExport::cutsWhatNoCellHolds()
+{
+    Setup setup;
+    setup.folder.execute(
+        QStringLiteral("update email set memo = replace(hex(zeroblob(40000)), '0', 'x'), title = "
+                       "cast(x'41ff42' as text), lname = cast(x'41efbfbf42' as text) where mid=1"),
+        setup.list);
+    setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx"));
+    const QStringList row =
+        cells(setup.folder.file(QStringLiteral("out.xlsx")))[1].split(QLatin1Char('|'));
+    QCOMPARE(row[2], QStringLiteral("C2=A\ufffdB"));
+    QCOMPARE(row[3], QStringLiteral("D2=A\ufffdB"));
+    QCOMPARE(row.last(), QStringLiteral("G2=") + QString(32'767, QLatin1Char('x')));
+    QVERIFY2(setup.op.told.last().contains(QStringLiteral("1 longer values were cut")),
+             qPrintable(setup.op.told.last()));
+}
+
+void TestExport::showsNewDocuments_data()
+{
+    QTest::addColumn<bool>("hasProgram");
+    QTest::newRow("in the program") << true;
+    QTest::newRow("no program: says where it lies") << false;
+}
+
+void TestExport::showsNewDocuments()
+{
+    QFETCH(bool, hasProgram);
+    Setup setup;
+    qputenv("HOME", QFile::encodeName(setup.folder.folder().path()));
+    FakeSpreadsheet spreadsheet;
+    spreadsheet.hasProgram = hasProgram;
+    RecipientExport exporter(setup.folder.folder(), spreadsheet, setup.op, setup.view, setup.yield);
+    ExportDestination document;
+    document.kind = ExportDestination::Workbook;
+    document.name = QStringLiteral("A/B: \"C\"");
+    QCOMPARE(exporter.exportList(setup.list, ExportFilter::Fail, document),
+             RecipientExport::Result::Complete);
+    QCOMPARE(spreadsheet.written.size(), 2);
+    const QString path = spreadsheet.created.first();
+    QVERIFY2(path.startsWith(setup.folder.folder().path()) &&
+                 path.endsWith(QStringLiteral("/A_B_ _C_.xlsx")),
+             qPrintable(path));
+    QCOMPARE(spreadsheet.shown, QStringList{path});
+    QCOMPARE(setup.op.told.size(), hasProgram ? 1 : 2);
+    QCOMPARE(setup.op.told.last().contains(path), !hasProgram);
+
+    // A document that is there is never written over.
+    QFile(path).open(QIODevice::WriteOnly);
+    exporter.exportList(setup.list, ExportFilter::Fail, document);
+    QVERIFY(spreadsheet.created.last().endsWith(QStringLiteral("/A_B_ _C_ (2).xlsx")));
+}
+
+void TestExport::writesTheRowsOfAGrid_data()
+{
+    QTest::addColumn<QStringList>("columns");
+    QTest::addColumn<bool>("withNames");
+    QTest::addColumn<QString>("written");
+    QTest::newRow("nine columns")
+        << gridColumns << false
+        << QStringLiteral("d@a.example;Ünï;=1+1;;;;\r\nc@a.example;;;;;;\r\nb@a.example;;;;;;\r\n");
+    QTest::newRow("five columns, with names")
+        << gridColumns.first(5) << true
+        << QStringLiteral(
+               "email;fname;lname\r\nd@a.example;Ünï;=1+1\r\nc@a.example;;\r\nb@a.example;;\r\n");
+}
+
+void TestExport::writesTheRowsOfAGrid()
+{
+    QFETCH(QStringList, columns);
+    QFETCH(bool, withNames);
+    QFETCH(QString, written);
+    Setup setup;
+    RecipientRows rows = setup.rows(columns.join(QLatin1Char(',')));
+    QCOMPARE(setup.exporter.exportRecords(rows, columns, withNames, setup.file("out.csv", ";")),
+             RecipientExport::Result::Complete);
+    QCOMPARE(QString::fromUtf8(setup.content()), written);
+    QCOMPARE(
+        setup.view.statuses,
+        (QStringList{QStringLiteral("Exporting Records ..."), QStringLiteral("Exporting Row: 1/3"),
+                     QStringLiteral("Exporting Row: 2/3"), QStringLiteral("Exporting Row: 3/3"),
+                     QStringLiteral("Exported Row: 3/3")}));
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Export Completed, 3/3 rows exported.")});
+
+    ExportDestination clipboard;
+    clipboard.kind = ExportDestination::Clipboard;
+    clipboard.separator = QStringLiteral(";");
+    setup.exporter.exportRecords(rows, columns, withNames, clipboard);
+    QCOMPARE(setup.view.clipboard, written);
+
+    // A workbook has its own headings always, and no line of names.
+    setup.exporter.exportRecords(rows, columns, withNames, setup.file("out.xlsx"));
+    const QStringList sheet = cells(setup.folder.file(QStringLiteral("out.xlsx")));
+    QCOMPARE(sheet.size(), 4);
+    QVERIFY(sheet[0].endsWith(QStringLiteral("|G1=Memo")));
+    QCOMPARE(sheet[1], QStringLiteral("A2=d@a.example|B2=Ünï|C2==1+1"));
+}
+
+void TestExport::passesOverDeletedRows()
+{
+    Setup setup;
+    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    rows.readKeys(Keyset::all);
+    setup.folder.execute(QStringLiteral("delete from email where email = 'b@a.example'"),
+                         setup.list);
+    setup.exporter.exportRecords(rows, gridColumns, false, setup.file());
+    QCOMPARE(setup.content(), "d@a.example,Ünï,=1+1,,,,\r\nc@a.example,,,,,,\r\n");
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Export Completed, 2/3 rows exported.")});
+}
+
+void TestExport::writesNothingOfNothing()
+{
+    Setup setup;
+    setup.folder.execute(QStringLiteral("delete from email"), setup.list);
+    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    setup.exporter.exportRecords(rows, gridColumns, false, setup.file());
+    QCOMPARE(setup.content(), QByteArray());
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Export Completed, 0/0 rows exported.")});
+}
+
+void TestExport::abortsLists()
+{
+    Setup setup;
+    setup.yield.actAt = 2;
+    setup.yield.action = [&setup] { setup.exporter.abort(); };
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, setup.file()),
+             RecipientExport::Result::Aborted);
+    QCOMPARE(setup.content().count('\n'), 2);
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Records exported: 2")});
+}
+
+void TestExport::abortsRecords()
+{
+    Setup setup;
+    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    setup.yield.actAt = 2; // the first record; there is a yield before it
+    setup.yield.action = [&setup] { setup.exporter.abort(); };
+    QCOMPARE(setup.exporter.exportRecords(rows, gridColumns, true, setup.file("out.xlsx")),
+             RecipientExport::Result::Aborted);
+    QCOMPARE(cells(setup.folder.file(QStringLiteral("out.xlsx"))).size(), 2);
+    QCOMPARE(setup.view.statuses.last(), QStringLiteral("Exported Row: 1/3"));
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Export Abort, 1/3 rows exported.")});
+}
+
+void TestExport::keepsTheOldFileOnFailure_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("text") << QByteArray("out.csv");
+    QTest::newRow("workbook") << QByteArray("out.xlsx");
+}
+
+void TestExport::keepsTheOldFileOnFailure()
+{
+    QFETCH(QByteArray, name);
+    Setup setup;
+    const QString path = setup.folder.file(QString::fromLatin1(name));
+    QFile old(path);
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    old.write("precious");
+    old.close();
+    // The list goes bad in the middle.
+    setup.folder.execute(QStringLiteral("update email set memo = hex(zeroblob(100000))"),
+                         setup.list);
+    QFile database(setup.folder.folder().listDatabaseFile(setup.list));
+    QVERIFY(database.open(QIODevice::ReadWrite));
+    database.seek(database.size() - 300'000);
+    database.write(QByteArray(200'000, '\xff'));
+    database.close();
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, setup.file(name.constData())),
+             RecipientExport::Result::ListFailed);
+    QCOMPARE(setup.op.told.size(), 1);
+    QVERIFY2(setup.op.told.first().startsWith(QStringLiteral("Error|Error # ")),
+             qPrintable(setup.op.told.first()));
+    QCOMPARE(setup.content(name.constData()), QByteArray("precious"));
+    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
+             QStringList{QString::fromLatin1(name)});
+
+    ExportDestination nowhere = setup.file(name.constData());
+    nowhere.path.prepend(QStringLiteral("/nowhere"));
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, nowhere),
+             RecipientExport::Result::TargetFailed);
+    QVERIFY(setup.op.told.last().startsWith(
+        QStringLiteral("Error|Error # 0 was generated by File system\rCannot write /nowhere/")));
+}
+
+void TestExport::needsAFileName()
+{
+    Setup setup;
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, {}),
+             RecipientExport::Result::NoFile);
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Please enter the export file name !")});
+}
+
+QTEST_GUILESS_MAIN(TestExport)
+#include "tst_export.moc"
