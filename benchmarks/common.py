@@ -55,14 +55,14 @@ class Bench:
         system.close()
 
     @staticmethod
-    def fill_list(path, recipients):
+    def fill_list(path, recipients, first=0):
         database = sqlite3.connect(path)
         with database:
             database.executemany(
                 "insert into email (email, fname, lname, title, contact, company, memo) "
                 "values (?, ?, ?, 'Dr', '0117 496 0000', ?, 'member')",
                 ((f"recipient{i}@example.org", f"First{i}", f"Last{i}", f"Company {i}")
-                 for i in range(recipients)))
+                 for i in range(first, first + recipients)))
         database.close()
 
     @staticmethod

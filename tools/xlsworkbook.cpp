@@ -98,21 +98,20 @@ QByteArray cellRecords(const XlsWorkbook::Cell &cell)
     return records;
 }
 
+QByteArray dimensions(unsigned rows, unsigned columns)
+{
+    return Bytes().u32(0).u32(rows).u16(0).u16(columns).u16(0).record(0x0200);
+}
+
 QByteArray sheetStream(const std::vector<XlsWorkbook::Cell> &cells, bool isChart, bool isShown)
 {
     if (isChart)
-        return beginning(0x0020) + ending();
+        return beginning(0x0020) + dimensions(1, 1) + ending();
     unsigned columns = 0;
     for (const auto &cell : cells)
         columns = std::max(columns, cell.column + 1);
-    QByteArray stream = beginning(0x0010);
-    stream += Bytes()
-                  .u32(0)
-                  .u32(cells.empty() ? 0 : cells.back().row + 1)
-                  .u16(0)
-                  .u16(columns)
-                  .u16(0)
-                  .record(0x0200);
+    QByteArray stream =
+        beginning(0x0010) + dimensions(cells.empty() ? 0 : cells.back().row + 1, columns);
     for (const auto &cell : cells)
         stream += cellRecords(cell);
     // Grid, headings, zeros and default colours; selected and shown.

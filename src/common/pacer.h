@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 
 /// Says when it is time again for what is to be done now and then in a loop, such as painting
 /// counters: the first time at once, then once in an interval.
@@ -19,13 +18,13 @@ public:
     bool isDue()
     {
         const auto now = std::chrono::steady_clock::now();
-        if (m_last && now - *m_last < m_interval)
+        if (now < m_next)
             return false;
-        m_last = now;
+        m_next = now + m_interval;
         return true;
     }
 
 private:
     std::chrono::milliseconds m_interval;
-    std::optional<std::chrono::steady_clock::time_point> m_last;
+    std::chrono::steady_clock::time_point m_next;
 };

@@ -23,10 +23,10 @@ namespace
 
 const QString lineEnd = QStringLiteral("\r\n");
 
-QString logLine(qint64 number, const RecipientRecord &record, QString refusal)
+QString logLine(qint64 number, std::span<const std::string> fields, QString refusal)
 {
     QStringList cells{QString::number(number)};
-    for (const std::string &field : record)
+    for (const std::string &field : fields)
         // As the statement shows it to somebody who wants to try it by hand.
         cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
     cells += refusal.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
@@ -119,7 +119,9 @@ ListCopy::Result ListCopy::copyAll(const Texts &texts, const std::vector<Source>
 
 void ListCopy::copyList(const Texts &texts, const Source &source, Connection &target)
 {
-    RecipientInserter inserter(target);
+    RecipientInserter inserter(target, [this](auto number, auto fields, const QString &why) {
+        m_log += logLine(number, fields, why);
+    });
     Pacer pacer(m_paintEvery);
     RecipientRecord record;
     qint64 number = 0;
@@ -127,19 +129,19 @@ void ListCopy::copyList(const Texts &texts, const Source &source, Connection &ta
         Connection list(m_folder.listConnectionString(source.listId));
         RecipientReader reader(list);
         while (!m_abort && reader.next(record)) {
-            ++number;
-            if (const auto refusal = inserter.insert(record))
-                m_log += logLine(number, record, *refusal);
+            inserter.add(++number, record);
             inserter.commitWhenDue();
-            if (pacer.isDue())
+            if (pacer.isDue()) {
+                inserter.settle();
                 show(number);
+            }
         }
-        inserter.commit();
+        inserter.finish();
     } catch (const StorageError &e) {
         // A target that takes nothing more ends the run; a source that cannot be read only itself.
         if (inserter.hasFailed())
             throw;
-        inserter.commit();
+        inserter.finish();
         show(number);
         tellError(texts, e);
         return;

@@ -24,6 +24,9 @@ BodyView::BodyView(const QString &scratchFile, const HtmlViewFactory &makeView, 
 void BodyView::showBody(const QString &format, const QString &body)
 {
     if (format == QLatin1String("HTML")) {
+        // What was shown before is not this body, should the page not come about.
+        m_text->clear();
+        m_layout->setCurrentWidget(m_text);
         writeScratchPage(m_scratchFile, body);
         showPage(m_scratchFile);
     } else {

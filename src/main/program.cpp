@@ -15,6 +15,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
+#include <QPalette>
 
 #ifdef Q_OS_UNIX
 #include <unistd.h>
@@ -44,9 +45,11 @@ int main(int argc, char *argv[])
     QApplication::setApplicationVersion(QStringLiteral(QUILLBRIGHT_VERSION));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/quillbright.svg")));
     // The desktop's own theme wins where it has the icon.
-    QIcon::setFallbackThemeName(QStringLiteral("breeze"));
+    const bool isDark = QApplication::palette().window().color().lightness() < 128;
+    const QString breeze = isDark ? QStringLiteral("breeze-dark") : QStringLiteral("breeze");
+    QIcon::setFallbackThemeName(breeze);
     if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
-        QIcon::setThemeName(QStringLiteral("breeze"));
+        QIcon::setThemeName(breeze);
 
     QCommandLineParser parser;
     parser.addHelpOption();

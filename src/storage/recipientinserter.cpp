@@ -1,14 +1,32 @@
 #include "recipientinserter.h"
 
+#include <QStringList>
+
 #include <sqlite3.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace
 {
 
-/// A tenth of a second less what the last record and the commit itself take.
+/// A tenth of a second less what the last records and the commit itself take.
 constexpr std::chrono::milliseconds commitEvery{80};
 
-/// Whether the error is about the one record; the list takes others.
+/// One statement that adds this many recipients takes a third of the time of as many statements:
+/// the engine finds its place in the table, and notes the last number given, once.
+constexpr size_t batchSize = 16;
+constexpr size_t fieldCount = std::tuple_size_v<RecipientRecord>;
+
+QString insertStatement(size_t rows)
+{
+    return QStringLiteral("insert into email (email, fname, lname, title, contact, company, memo) "
+                          "values ") +
+           QStringList(qsizetype(rows), QStringLiteral("(?, ?, ?, ?, ?, ?, ?)"))
+               .join(QStringLiteral(", "));
+}
+
+/// Whether the error is about the records of the statement; the list takes others.
 bool isRefusal(const StorageError &error)
 {
     return (error.number() & 0xff) == SQLITE_CONSTRAINT;
@@ -16,28 +34,81 @@ bool isRefusal(const StorageError &error)
 
 } // namespace
 
-RecipientInserter::RecipientInserter(Connection &list)
+RecipientInserter::RecipientInserter(Connection &list, Refused refused)
     : m_list(list)
-    , m_insert(list, QStringLiteral("insert into email (email, fname, lname, title, contact, "
-                                    "company, memo) values (?, ?, ?, ?, ?, ?, ?)"))
+    , m_refused(std::move(refused))
+    , m_insertOne(list, insertStatement(1))
+    , m_insertBatch(list, insertStatement(batchSize))
+    , m_fields(batchSize * fieldCount)
+    , m_numbers(batchSize)
 {
+    list.beginBulk();
 }
 
-std::optional<QString> RecipientInserter::insert(const RecipientRecord &record)
+RecipientInserter::~RecipientInserter()
 {
+    if (m_isFinished)
+        return;
+    m_transaction.reset();
+    try {
+        m_list.endBulk();
+    } catch (const StorageError &) {
+        // It goes because of an error, which says what there is to say.
+    }
+}
+
+void RecipientInserter::add(qint64 number, const RecipientRecord &record)
+{
+    std::copy(record.begin(), record.end(),
+              m_fields.begin() + std::ptrdiff_t(m_waiting * fieldCount));
+    m_numbers[m_waiting++] = number;
+    if (m_waiting == batchSize)
+        settle();
+}
+
+void RecipientInserter::settle()
+{
+    const size_t count = std::exchange(m_waiting, 0);
+    if (count == 0)
+        return;
     try {
         if (!m_transaction) {
             m_transaction.emplace(m_list);
             m_begun = Clock::now();
         }
-        std::apply([this](const auto &...fields) { m_insert.run(fields...); }, record);
-        ++m_added;
-        return {};
+        if (count == batchSize && insertBatch())
+            return;
+        for (size_t i = 0; i < count; ++i)
+            insertOne(m_numbers[i], std::span(m_fields).subspan(i * fieldCount, fieldCount));
     } catch (const StorageError &e) {
-        // The engine undoes a refused statement alone; the others of the transaction stay.
-        if (isRefusal(e))
-            return e.description();
         undo(e);
+    }
+}
+
+bool RecipientInserter::insertBatch()
+{
+    try {
+        m_insertBatch.runAll(m_fields);
+        m_added += qint64(batchSize);
+        return true;
+    } catch (const StorageError &e) {
+        // The engine has undone the whole statement, and no other of the transaction. One by one
+        // the records show which of them are refused.
+        if (isRefusal(e))
+            return false;
+        throw;
+    }
+}
+
+void RecipientInserter::insertOne(qint64 number, std::span<const std::string> fields)
+{
+    try {
+        m_insertOne.runAll(fields);
+        ++m_added;
+    } catch (const StorageError &e) {
+        if (!isRefusal(e))
+            throw;
+        m_refused(number, fields, e.description());
     }
 }
 
@@ -45,6 +116,14 @@ void RecipientInserter::commitWhenDue()
 {
     if (m_transaction && Clock::now() - m_begun >= commitEvery)
         commit();
+}
+
+void RecipientInserter::finish()
+{
+    settle();
+    commit();
+    m_list.endBulk();
+    m_isFinished = true;
 }
 
 void RecipientInserter::commit()

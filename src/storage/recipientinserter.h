@@ -5,24 +5,39 @@
 #include "statement.h"
 
 #include <chrono>
+#include <functional>
 #include <optional>
+#include <vector>
 
 /// Adds recipients to a list, many to a commit. No commit waits longer than a tenth of a second,
-/// so that this is the most that a crash can lose. What is not committed when it goes is undone.
+/// so that this is the most that a crash of the program can lose; what was there at finish()
+/// survives a power cut too. What is not committed when it goes is undone.
+///
+/// All functions throw StorageError where no recipient can be added any more (a full disk, a locked
+/// list); added() then says what is left in the list.
 class RecipientInserter
 {
 public:
-    /// `list` must outlive it. Throws StorageError.
-    explicit RecipientInserter(Connection &list);
+    /// Is told of a record that the list does not take: the number it was added with, its fields,
+    /// and why.
+    using Refused =
+        std::function<void(qint64 number, std::span<const std::string> fields, const QString &why)>;
 
-    /// Adds a recipient, or says why the list refuses this one. Throws StorageError where no
-    /// recipient can be added any more (a full disk, a locked list); added then holds what is
-    /// left in the list.
-    std::optional<QString> insert(const RecipientRecord &record);
-    /// To be called often while an operation goes on. Throws as insert() does.
+    /// `list` must outlive it.
+    RecipientInserter(Connection &list, Refused refused);
+    ~RecipientInserter();
+
+    RecipientInserter(const RecipientInserter &) = delete;
+    RecipientInserter &operator=(const RecipientInserter &) = delete;
+
+    /// Adds a recipient now or with those that follow.
+    void add(qint64 number, const RecipientRecord &record);
+    /// Adds those that wait, so that what was added and what was refused can be shown.
+    void settle();
+    /// To be called often while an operation goes on.
     void commitWhenDue();
-    /// Throws as insert() does.
-    void commit();
+    /// Settles and commits; to be called once, at the end.
+    void finish();
 
     /// How many were added and not undone.
     qint64 added() const { return m_added; }
@@ -30,15 +45,24 @@ public:
     bool hasFailed() const { return m_hasFailed; }
 
 private:
+    bool insertBatch();
+    void insertOne(qint64 number, std::span<const std::string> fields);
+    void commit();
     [[noreturn]] void undo(const StorageError &error);
 
     using Clock = std::chrono::steady_clock;
 
     Connection &m_list;
-    Statement m_insert;
+    const Refused m_refused;
+    Statement m_insertOne;
+    Statement m_insertBatch;
+    std::vector<std::string> m_fields; // of a batch, record after record
+    std::vector<qint64> m_numbers;     // of its records
+    size_t m_waiting = 0;              // how many of them are to be added
     std::optional<Transaction> m_transaction;
     Clock::time_point m_begun;
     qint64 m_added = 0;
     qint64 m_committed = 0;
     bool m_hasFailed = false;
+    bool m_isFinished = false;
 };

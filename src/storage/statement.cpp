@@ -13,15 +13,18 @@ Statement::Statement(Connection &connection, const QString &sql)
 
 Statement::~Statement() = default;
 
+void Statement::runAll(std::span<const std::string> values)
+{
+    int index = 0;
+    for (const std::string &value : values)
+        // The statement is done with the texts when step() returns, so it need not copy them.
+        m_statement->bindNoCopy(++index, value);
+    step();
+}
+
 void Statement::bind(int index, const QString &value)
 {
     m_statement->bind(index, value.toStdString());
-}
-
-void Statement::bind(int index, const std::string &value)
-{
-    // run() binds every value anew and returns when the statement is done with them.
-    m_statement->bindNoCopy(index, value);
 }
 
 void Statement::bind(int index, qint64 value)

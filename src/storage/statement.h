@@ -3,6 +3,7 @@
 #include <QString>
 
 #include <memory>
+#include <span>
 #include <string>
 
 class Connection;
@@ -24,7 +25,8 @@ public:
     Statement(const Statement &) = delete;
     Statement &operator=(const Statement &) = delete;
 
-    /// Runs it with these values, QString, qint64 or UTF-8 in a std::string, for its first, second, ... "?".
+    /// Runs it with these values, QString or qint64, for its first, second,
+    /// ... "?".
     template <typename... Values>
     void run(const Values &...values)
     {
@@ -33,9 +35,11 @@ public:
         step();
     }
 
+    /// The same with a value for every "?", all of them text in UTF-8.
+    void runAll(std::span<const std::string> values);
+
 private:
     void bind(int index, const QString &value);
-    void bind(int index, const std::string &value);
     void bind(int index, qint64 value);
     void step();
 

@@ -17,10 +17,10 @@ namespace
 
 const QString lineEnd = QStringLiteral("\r\n");
 
-QString logLine(const RecipientSource &source, QString refusal)
+QString logLine(qint64 number, std::span<const std::string> fields, QString refusal)
 {
-    QStringList cells{QString::number(source.number())};
-    for (const std::string &field : source.record())
+    QStringList cells{QString::number(number)};
+    for (const std::string &field : fields)
         // As the statement shows it to somebody who wants to try it by hand.
         cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
     refusal.replace(QLatin1Char('\r'), QLatin1Char(' '))
@@ -107,7 +107,10 @@ RecipientImport::Result RecipientImport::import(qint64 listId, const QString &pa
 
 void RecipientImport::copy(RecipientSource &source, Connection &list)
 {
-    RecipientInserter inserter(list);
+    RecipientInserter inserter(list, [this](auto number, auto fields, const QString &why) {
+        ++m_counts.failures;
+        m_log += logLine(number, fields, why);
+    });
     // However it ends, the counters say what is in the list.
     const auto settle = qScopeGuard([&] {
         m_counts.successes = inserter.added();
@@ -116,31 +119,24 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
     Pacer pacer(m_paintEvery);
     try {
         while (!m_abort && source.next()) {
-            if (!source.isEmpty())
-                addRecord(source, inserter);
+            if (source.record().front().empty())
+                m_counts.failures += !source.isEmpty();
+            else
+                inserter.add(source.number(), source.record());
             inserter.commitWhenDue();
-            if (pacer.isDue())
+            if (pacer.isDue()) {
+                inserter.settle();
+                m_counts.successes = inserter.added();
                 show(source.progress());
+            }
         }
     } catch (const StorageError &) {
         // What comes before the place where a file cannot be read any more is kept.
         if (!inserter.hasFailed())
-            inserter.commit();
+            inserter.finish();
         throw;
     }
-    inserter.commit();
-}
-
-void RecipientImport::addRecord(RecipientSource &source, RecipientInserter &inserter)
-{
-    if (source.record().front().empty()) {
-        ++m_counts.failures;
-    } else if (const auto refusal = inserter.insert(source.record())) {
-        ++m_counts.failures;
-        m_log += logLine(source, *refusal);
-    } else {
-        ++m_counts.successes;
-    }
+    inserter.finish();
 }
 
 void RecipientImport::show(double progress)

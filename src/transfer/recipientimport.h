@@ -10,7 +10,6 @@
 class Connection;
 class Operator;
 class ProgramFolder;
-class RecipientInserter;
 class RecipientSource;
 class Spreadsheet;
 class Yield;
@@ -72,7 +71,6 @@ public:
 private:
     Result import(qint64 listId, const QString &path, bool asWorkbook, const QString &separator);
     void copy(RecipientSource &source, Connection &list);
-    void addRecord(RecipientSource &source, RecipientInserter &inserter);
     void show(double progress);
     void tellFailure(const QString &description);
 

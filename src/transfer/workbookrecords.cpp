@@ -6,6 +6,7 @@
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
 
+#include <algorithm>
 #include <bit>
 #include <memory>
 
@@ -156,14 +157,15 @@ WorkbookRecords::WorkbookRecords(const QString &path)
     readGlobals();
 }
 
-std::optional<unsigned> WorkbookRecords::cellSheet(unsigned sheet) const
+std::optional<unsigned> WorkbookRecords::sheet() const
 {
-    if (sheet >= m_sheets.size() || !m_sheets[sheet].hasCells)
+    if (m_opensOn < m_sheets.size() && m_sheets[m_opensOn].hasCells)
+        return m_opensOn;
+    const auto first = std::find_if(m_sheets.begin(), m_sheets.end(),
+                                    [](const Sheet &sheet) { return sheet.hasCells; });
+    if (first == m_sheets.end())
         return {};
-    unsigned number = 0;
-    for (unsigned i = 0; i < sheet; ++i)
-        number += m_sheets[i].hasCells;
-    return number;
+    return unsigned(first - m_sheets.begin());
 }
 
 WorkbookRecords::Results WorkbookRecords::results(unsigned sheet, unsigned columns) const

@@ -28,10 +28,9 @@ public:
     explicit WorkbookRecords(const QString &path);
 
     bool isEncrypted() const { return m_isEncrypted; }
-    /// The sheet that the workbook opens on, counted from 0 among its sheets of all kinds.
-    unsigned opensOn() const { return m_opensOn; }
-    /// The sheet's number among those with cells; nothing for a sheet of another kind.
-    std::optional<unsigned> cellSheet(unsigned sheet) const;
+    /// The sheet that the workbook opens on, from 0; where that holds a chart, the first one with
+    /// cells. Nothing where no sheet has cells.
+    std::optional<unsigned> sheet() const;
     /// The formulas' results in the first `columns` columns of a sheet.
     Results results(unsigned sheet, unsigned columns) const;
 

@@ -19,19 +19,13 @@ namespace
                        QStringLiteral("Cannot read %1: %2").arg(path, reason));
 }
 
-QString reason(int code)
+QString reason(int code, const QByteArray &start)
 {
-    switch (code) {
-    case FREEXL_INVALID_CFBF_HEADER:
-    case FREEXL_CFBF_INVALID_SIGNATURE:
-    case FREEXL_BIFF_INVALID_BOF:
-    case FREEXL_BIFF_WORKBOOK_NOT_FOUND:
-        return QStringLiteral("it is not an .xls workbook.");
-    case FREEXL_INSUFFICIENT_MEMORY:
+    if (code == FREEXL_INSUFFICIENT_MEMORY)
         return QStringLiteral("there is not enough memory.");
-    default:
-        return QStringLiteral("the workbook is damaged or cut off (FreeXL error %1).").arg(code);
-    }
+    if (!start.startsWith("\xd0\xcf\x11\xe0"))
+        return QStringLiteral("it is not an .xls workbook.");
+    return QStringLiteral("the workbook is damaged or cut off (FreeXL error %1).").arg(code);
 }
 
 QString shown(double number)
@@ -85,30 +79,30 @@ QString shown(const WorkbookRecords::Result &result, bool from1904)
 
 XlsSource::XlsSource(const QString &path)
 {
-    if (QFile file(path); !file.open(QIODevice::ReadOnly))
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
         fail(path, file.errorString());
-    const WorkbookRecords records(path);
-    if (records.isEncrypted())
-        fail(path, QStringLiteral("the workbook is protected by a password."));
     const void *workbook = nullptr;
     const int code = freexl_open(QFile::encodeName(path).constData(), &workbook);
     m_workbook.reset(workbook);
+    const WorkbookRecords records(path);
+    if (records.isEncrypted())
+        fail(path, QStringLiteral("the workbook is protected by a password."));
     if (code != FREEXL_OK)
-        fail(path, reason(code));
+        fail(path, reason(code, file.peek(4)));
 
-    // Where it opens on a chart, its first sheet with cells is the next best.
-    const auto sheet = records.cellSheet(records.opensOn());
+    const auto sheet = records.sheet();
     unsigned short columns = 0;
-    if (freexl_select_active_worksheet(
-            m_workbook.get(), static_cast<unsigned short>(sheet.value_or(0))) != FREEXL_OK ||
+    if (!sheet ||
+        freexl_select_active_worksheet(m_workbook.get(), static_cast<unsigned short>(*sheet)) !=
+            FREEXL_OK ||
         freexl_worksheet_dimensions(m_workbook.get(), &m_rows, &columns) != FREEXL_OK) {
         fail(path, QStringLiteral("the workbook has no sheet with cells."));
     }
     unsigned dateMode = 0;
     freexl_get_info(m_workbook.get(), FREEXL_BIFF_DATEMODE, &dateMode);
     m_from1904 = dateMode == FREEXL_BIFF_DATEMODE_1904;
-    if (sheet)
-        m_results = records.results(records.opensOn(), unsigned(m_record.size()));
+    m_results = records.results(*sheet, unsigned(m_record.size()));
     if (!m_results.empty())
         m_rows = std::max(m_rows, m_results.rbegin()->first.first + 1);
 }

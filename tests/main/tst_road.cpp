@@ -158,7 +158,7 @@ void TestRoad::sendTest(frmMgrMsg &manager)
         picture(window, "road-7-test");
         press(window, "cmdSend");
     });
-    pressTool(manager, "Toolbar1", "Send");
+    pressTool(manager, "Toolbar1", "MAILLIST");
     manager.reject();
 }
 

@@ -1,0 +1,264 @@
+// Workbooks of the binary kind, as files: what the reader makes of their cells.
+
+#include "storageerror.h"
+#include "xlssource.h"
+#include "xlsworkbook.h"
+
+#include <QFile>
+#include <QLocale>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace
+{
+
+using Cell = XlsWorkbook::Cell;
+using Formula = XlsWorkbook::Formula;
+
+const QStringList header = {QStringLiteral("Email"), QStringLiteral("Firstname")};
+
+/// The records that are read, cells joined by "|".
+QStringList records(const QString &path)
+{
+    QStringList rows;
+    for (XlsSource source(path); source.next();) {
+        QStringList cells{QString::number(source.number())};
+        for (const std::string &field : source.record())
+            cells += QString::fromStdString(field);
+        rows += cells.join(QLatin1Char('|'));
+    }
+    return rows;
+}
+
+QString failure(const QString &path)
+{
+    try {
+        const XlsSource source(path);
+        return QStringLiteral("none");
+    } catch (const StorageError &e) {
+        return e.description();
+    }
+}
+
+} // namespace
+
+class TestXlsSource final : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom)); }
+    void readsRows();
+    void showsCells_data();
+    void showsCells();
+    void readsRowsOfFormulasOnly();
+    void readsTheSheetItOpensOn_data();
+    void readsTheSheetItOpensOn();
+    void reads65536Rows();
+    void readsTheSample();
+    void refuses_data();
+    void refuses();
+    void survivesEveryCut();
+
+private:
+    QString path(const char *name = "book.xls") const
+    {
+        return m_folder.filePath(QLatin1String(name));
+    }
+
+    QTemporaryDir m_folder;
+};
+
+void TestXlsSource::readsRows()
+{
+    XlsWorkbook book;
+    const auto row = [](const char *cells) {
+        return QString::fromUtf8(cells).split(QLatin1Char('|'));
+    };
+    book.addSheet(QStringLiteral("S"),
+                  {header, row("a@a.example|Ünï ©|O'Neil|Dr|0042|A\nB|memo|beyond"),
+                   row("b@a.example"), row(" |blank"), row("|no address"), row("c@a.example")});
+    QVERIFY(book.save(path()));
+    QCOMPARE(
+        records(path()),
+        (QStringList{QStringLiteral("2|a@a.example|Ünï ©|O'Neil|Dr|0042|A\nB|memo"),
+                     QStringLiteral("3|b@a.example||||||"), QStringLiteral("4| |blank|||||")}));
+}
+
+void TestXlsSource::showsCells_data()
+{
+    QTest::addColumn<Cell>("cell");
+    QTest::addColumn<QString>("shown");
+    const auto row = [](const char *name, decltype(Cell::value) value, XlsWorkbook::Format format,
+                        const char *shown) {
+        QTest::newRow(name) << Cell{1, 1, std::move(value), format} << QString::fromUtf8(shown);
+    };
+    constexpr double day = 45323; // 1 February 2024
+    row("whole number", 42.0, XlsWorkbook::General, "42");
+    row("large whole number", 441174960011.0, XlsWorkbook::General, "441174960011");
+    row("negative", -7.0, XlsWorkbook::General, "-7");
+    row("fraction", 0.1 + 0.2, XlsWorkbook::General, "0.3");
+    row("date", day, XlsWorkbook::Date, "01/02/2024");
+    row("date and time", day + 0.5, XlsWorkbook::DateTime, "01/02/2024 12:00");
+    row("time", 0.75, XlsWorkbook::Time, "18:00");
+    row("date of a format of its own", day, XlsWorkbook::IsoDate, "01/02/2024");
+    row("text formula", Formula{QStringLiteral("Ünï & Söhne"), XlsWorkbook::General},
+        XlsWorkbook::General, "Ünï & Söhne");
+    row("number formula", Formula{2.0, XlsWorkbook::General}, XlsWorkbook::General, "2");
+    row("date formula", Formula{day, XlsWorkbook::Date}, XlsWorkbook::General, "01/02/2024");
+    row("moment formula", Formula{day + 0.5, XlsWorkbook::DateTime}, XlsWorkbook::General,
+        "01/02/2024 12:00");
+    row("time formula", Formula{0.75, XlsWorkbook::Time}, XlsWorkbook::General, "18:00");
+    row("formula with a date format of its own", Formula{day, XlsWorkbook::IsoDate},
+        XlsWorkbook::General, "01/02/2024");
+}
+
+void TestXlsSource::showsCells()
+{
+    QFETCH(Cell, cell);
+    QFETCH(QString, shown);
+    XlsWorkbook book;
+    book.addSheet(QStringLiteral("S"),
+                  std::vector<Cell>{{1, 0, QStringLiteral("a@a.example")}, cell});
+    QVERIFY(book.save(path()));
+    QCOMPARE(records(path()), QStringList{QStringLiteral("2|a@a.example|%1|||||").arg(shown)});
+}
+
+void TestXlsSource::readsRowsOfFormulasOnly()
+{
+    XlsWorkbook book;
+    std::vector<Cell> cells{{0, 0, QStringLiteral("Email")}};
+    for (unsigned row = 1; row <= 3; ++row)
+        cells.push_back({row, 0, Formula{QStringLiteral("r%1@a.example").arg(row)}});
+    book.addSheet(QStringLiteral("S"), cells);
+    QVERIFY(book.save(path()));
+    QCOMPARE(records(path()).size(), 3);
+    QVERIFY(records(path()).last().startsWith(QStringLiteral("4|r3@a.example|")));
+}
+
+void TestXlsSource::readsTheSheetItOpensOn_data()
+{
+    QTest::addColumn<int>("opensOn");
+    QTest::addColumn<QString>("address");
+    QTest::newRow("first") << 0 << QStringLiteral("first@a.example");
+    QTest::newRow("a chart: the first with cells") << 1 << QStringLiteral("first@a.example");
+    QTest::newRow("after the chart") << 2 << QStringLiteral("second@a.example");
+    QTest::newRow("no such sheet") << 9 << QStringLiteral("first@a.example");
+}
+
+void TestXlsSource::readsTheSheetItOpensOn()
+{
+    QFETCH(int, opensOn);
+    QFETCH(QString, address);
+    XlsWorkbook book;
+    for (const char *name : {"first", "second"}) {
+        if (name[0] == 's')
+            book.addChart(QStringLiteral("Chart"));
+        // A formula in each, so that one sheet's results do not show in the other.
+        book.addSheet(QLatin1String(name),
+                      std::vector<Cell>{{1, 0, QLatin1String(name) + QStringLiteral("@a.example")},
+                                        {1, 1, Formula{QLatin1String(name)}}});
+    }
+    book.setOpensOn(unsigned(opensOn));
+    QVERIFY(book.save(path()));
+    QCOMPARE(
+        records(path()),
+        QStringList{
+            QStringLiteral("2|%1|%2|||||").arg(address, address.section(QLatin1Char('@'), 0, 0))});
+}
+
+void TestXlsSource::reads65536Rows()
+{
+    XlsWorkbook book;
+    std::vector<Cell> cells;
+    for (unsigned row = 0; row < 65'536; ++row)
+        cells.push_back({row, 0, QStringLiteral("r%1@a.example").arg(row)});
+    book.addSheet(QStringLiteral("S"), cells);
+    QVERIFY(book.save(path()));
+    const QStringList rows = records(path());
+    QCOMPARE(rows.size(), 65'535);
+    QCOMPARE(rows.last(), QStringLiteral("65536|r65535@a.example||||||"));
+}
+
+void TestXlsSource::readsTheSample()
+{
+    const QStringList rows = records(QStringLiteral(SAMPLE));
+    QCOMPARE(rows.size(), 3);
+    QVERIFY(rows[1].contains(QStringLiteral("|Jörg|Lindström|")));
+}
+
+void TestXlsSource::refuses_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("text") << QByteArray("a@a.example,Ann\n")
+                          << QStringLiteral("it is not an .xls workbook.");
+    QTest::newRow("empty") << QByteArray() << QStringLiteral("it is not an .xls workbook.");
+    QTest::newRow("long text") << QByteArray(5000, 'x')
+                               << QStringLiteral("it is not an .xls workbook.");
+
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("book.xls"));
+    const auto content = [&path](const XlsWorkbook &book) {
+        book.save(path);
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        return file.readAll();
+    };
+    XlsWorkbook book;
+    book.addSheet(QStringLiteral("S"),
+                  std::vector<QStringList>(500, {QStringLiteral("a@a.example")}));
+    const QByteArray whole = content(book);
+    QTest::newRow("cut off") << whole.first(whole.size() / 2)
+                             << QStringLiteral("the workbook is damaged or cut off");
+    book.setEncrypted(true);
+    QTest::newRow("encrypted") << content(book)
+                               << QStringLiteral("the workbook is protected by a password.");
+    XlsWorkbook chart;
+    chart.addChart(QStringLiteral("C"));
+    QTest::newRow("no cells") << content(chart)
+                              << QStringLiteral("the workbook has no sheet with cells.");
+}
+
+void TestXlsSource::refuses()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(QString, reason);
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+    file.close();
+    const QString told = failure(path());
+    QVERIFY2(told.startsWith(QStringLiteral("Cannot read %1: %2").arg(path(), reason)),
+             qPrintable(told));
+    QVERIFY(failure(path("missing.xls")).endsWith(QStringLiteral("No such file or directory")));
+}
+
+void TestXlsSource::survivesEveryCut()
+{
+    XlsWorkbook book;
+    book.addSheet(QStringLiteral("S"), std::vector<Cell>{{1, 0, Formula{QStringLiteral("a@b.c")}},
+                                                         {1, 1, 45323.0, XlsWorkbook::Date}});
+    QVERIFY(book.save(path()));
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray whole = file.readAll();
+    // A damaged byte here and there, and a cut; read or refused, but never beyond the file.
+    for (qsizetype at = 0; at < whole.size(); at += 13) {
+        QByteArray damaged = whole;
+        damaged[at] = char(~damaged[at]);
+        if (at % 2)
+            damaged.truncate(at);
+        QFile copy(path("damaged.xls"));
+        QVERIFY(copy.open(QIODevice::WriteOnly));
+        copy.write(damaged);
+        copy.close();
+        try {
+            records(copy.fileName());
+        } catch (const StorageError &) {
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(TestXlsSource)
+#include "tst_xlssource.moc"
