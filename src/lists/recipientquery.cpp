@@ -31,7 +31,10 @@ QString RecipientQuery::columnName(int field)
 
 QString RecipientQuery::columns()
 {
-    return columnNames.join(QLatin1Char(','));
+    QStringList columns;
+    for (qsizetype i = 0; i < columnNames.size(); ++i)
+        columns += QStringLiteral("%1 as [%2]").arg(columnNames[i], titles()[i]);
+    return columns.join(QLatin1Char(','));
 }
 
 QString RecipientQuery::condition() const

@@ -20,7 +20,7 @@ struct RecipientQuery {
     static QStringList titles();
     /// The database's name of a field.
     static QString columnName(int field);
-    /// The select list whose columns are the fields, in order.
+    /// The select list whose columns are the fields, in order and with their titles as names.
     static QString columns();
 
     /// " where ..." or empty. The text goes in as typed: "%" and "_" match anything, and an

@@ -1,8 +1,8 @@
 #include "recipientexport.h"
 
+#include "delimitedtarget.h"
 #include "separator.h"
 #include "spreadsheet.h"
-#include "texttarget.h"
 
 #include "connection.h"
 #include "operator.h"
@@ -17,11 +17,11 @@ namespace
 /// Of a record set: the state of sending, which belongs to this list alone.
 constexpr qsizetype columnsLeftOut = 2;
 
-class ClipboardTarget final : public TextTarget
+class ClipboardTarget final : public DelimitedTarget
 {
 public:
     ClipboardTarget(const QString &separator, ExportView &view)
-        : TextTarget(separator)
+        : DelimitedTarget(separator)
         , m_view(view)
     {
     }
@@ -103,8 +103,7 @@ RecipientExport::Result RecipientExport::exportRecords(RecipientRows &rows,
             while (!row && index < rows.size()) // passing over what was deleted since
                 row = rows.row(index++);
             for (size_t i = 0; row && i < fields.size(); ++i)
-                // Before them is the recipient's number, which the rows are found by.
-                fields[i] = row->value(int(i) + 1).value_or(QString()).toStdString();
+                fields[i] = row->text(exported[qsizetype(i)]).toStdString();
             return row != nullptr;
         });
         const QString reached = outOf(m_count, rows.size());
@@ -166,7 +165,7 @@ std::unique_ptr<RecordTarget> RecipientExport::target(const ExportDestination &d
     case ExportDestination::TextFile:
         break;
     }
-    return std::make_unique<TextFileTarget>(destination.path, separator);
+    return std::make_unique<DelimitedFileTarget>(destination.path, separator);
 }
 
 void RecipientExport::copy(RecordTarget &target, std::span<const std::string> fields, qint64 total,

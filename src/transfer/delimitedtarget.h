@@ -9,10 +9,10 @@
 class QFileDevice;
 
 /// Records as lines of text that end with CR LF, their fields as they are, parted by a separator.
-class TextTarget : public RecordTarget
+class DelimitedTarget : public RecordTarget
 {
 public:
-    explicit TextTarget(const QString &separator);
+    explicit DelimitedTarget(const QString &separator);
     void write(std::span<const std::string> fields) override;
     void finish() override {}
 
@@ -24,12 +24,12 @@ private:
 };
 
 /// Writes a file in UTF-8. It takes the place of a file of the name only when it is finished.
-class TextFileTarget final : public TextTarget
+class DelimitedFileTarget final : public DelimitedTarget
 {
 public:
     /// Throws StorageError.
-    TextFileTarget(const QString &path, const QString &separator);
-    ~TextFileTarget() override;
+    DelimitedFileTarget(const QString &path, const QString &separator);
+    ~DelimitedFileTarget() override;
 
     void write(std::span<const std::string> fields) override;
     void finish() override;

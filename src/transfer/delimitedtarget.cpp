@@ -1,4 +1,4 @@
-#include "texttarget.h"
+#include "delimitedtarget.h"
 
 #include "storageerror.h"
 
@@ -21,12 +21,12 @@ std::unique_ptr<QFileDevice> outputFile(const QString &path)
 
 } // namespace
 
-TextTarget::TextTarget(const QString &separator)
+DelimitedTarget::DelimitedTarget(const QString &separator)
     : m_separator(separator.toStdString())
 {
 }
 
-void TextTarget::write(std::span<const std::string> fields)
+void DelimitedTarget::write(std::span<const std::string> fields)
 {
     for (const std::string &field : fields) {
         if (&field != &fields.front())
@@ -36,24 +36,24 @@ void TextTarget::write(std::span<const std::string> fields)
     m_text += "\r\n";
 }
 
-TextFileTarget::TextFileTarget(const QString &path, const QString &separator)
-    : TextTarget(separator)
+DelimitedFileTarget::DelimitedFileTarget(const QString &path, const QString &separator)
+    : DelimitedTarget(separator)
     , m_file(outputFile(path))
 {
     if (!m_file->open(QIODevice::WriteOnly | QIODevice::Unbuffered))
         fail();
 }
 
-TextFileTarget::~TextFileTarget() = default;
+DelimitedFileTarget::~DelimitedFileTarget() = default;
 
-void TextFileTarget::write(std::span<const std::string> fields)
+void DelimitedFileTarget::write(std::span<const std::string> fields)
 {
-    TextTarget::write(fields);
+    DelimitedTarget::write(fields);
     if (m_text.size() >= blockSize)
         flush();
 }
 
-void TextFileTarget::finish()
+void DelimitedFileTarget::finish()
 {
     flush();
     auto *file = qobject_cast<QSaveFile *>(m_file.get());
@@ -61,7 +61,7 @@ void TextFileTarget::finish()
         fail();
 }
 
-void TextFileTarget::flush()
+void DelimitedFileTarget::flush()
 {
     // A disk that fills up takes a part and says why only to the next attempt.
     for (size_t done = 0; done < m_text.size();) {
@@ -73,7 +73,7 @@ void TextFileTarget::flush()
     m_text.clear();
 }
 
-void TextFileTarget::fail() const
+void DelimitedFileTarget::fail() const
 {
     throw StorageError(
         0, QStringLiteral("File system"),
