@@ -1,8 +1,7 @@
 #include "windowlayout.h"
 
-#include "sortablelist.h"
-
 #include <QSettings>
+#include <QWidget>
 
 namespace
 {
@@ -35,14 +34,12 @@ void saveWindowLayout(const QWidget &window)
     layoutStore().setValue(geometryKey(window), window.saveGeometry());
 }
 
-void restoreWindowLayout(QWidget &window, SortableList &list)
+QByteArray savedColumns(const QWidget &window)
 {
-    restoreWindowLayout(window);
-    list.restoreColumns(layoutStore().value(columnsKey(window)).toByteArray());
+    return layoutStore().value(columnsKey(window)).toByteArray();
 }
 
-void saveWindowLayout(const QWidget &window, const SortableList &list)
+void saveColumns(const QWidget &window, const QByteArray &columns)
 {
-    saveWindowLayout(window);
-    layoutStore().setValue(columnsKey(window), list.saveColumns());
+    layoutStore().setValue(columnsKey(window), columns);
 }

@@ -8,6 +8,7 @@
 #include "statuspanel.h"
 #include "toolbarkeys.h"
 #include "waitpointer.h"
+#include "windowlayout.h"
 
 #include <QApplication>
 #include <QKeyEvent>
@@ -35,9 +36,14 @@ frmemail::frmemail(const ProgramFolder &folder, Operator &op, QWidget *parent)
            "“Import” in the Maillist Manager."));
     connectCommands();
     setEditing(false);
+    restoreWindowLayout(*this, *m_ui->grdDataGrid);
 }
 
-frmemail::~frmemail() = default;
+frmemail::~frmemail()
+{
+    // Hiding saves the layout: not later, when the grid is gone.
+    hide();
+}
 
 void frmemail::connectCommands()
 {
@@ -256,6 +262,12 @@ void frmemail::reject()
         storeCount();
     m_ui->grdDataGrid->setEditable(false);
     QDialog::reject();
+}
+
+void frmemail::hideEvent(QHideEvent *event)
+{
+    saveWindowLayout(*this, *m_ui->grdDataGrid);
+    QDialog::hideEvent(event);
 }
 
 void frmemail::storeCount()

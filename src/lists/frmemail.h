@@ -44,6 +44,7 @@ public slots:
     void reject() override;
 
 protected:
+    void hideEvent(QHideEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 

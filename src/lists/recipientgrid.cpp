@@ -52,6 +52,16 @@ void RecipientGrid::setEmptyListText(const QString &text)
     m_emptyListText = text;
 }
 
+QByteArray RecipientGrid::saveColumns() const
+{
+    return m_hasOwnWidths ? horizontalHeader()->saveState() : QByteArray();
+}
+
+void RecipientGrid::restoreColumns(const QByteArray &state)
+{
+    m_hasOwnWidths = horizontalHeader()->restoreState(state);
+}
+
 void RecipientGrid::setEditable(bool editable)
 {
     setEditTriggers(editable ? DoubleClicked | EditKeyPressed | AnyKeyPressed : NoEditTriggers);

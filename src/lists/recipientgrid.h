@@ -19,6 +19,11 @@ public:
     /// Shown in place of rows when the list has none.
     void setEmptyListText(const QString &text);
 
+    /// The column widths as they are, for restoreColumns() of a later run; empty while they follow
+    /// the grid's own.
+    QByteArray saveColumns() const;
+    void restoreColumns(const QByteArray &state);
+
     /// Whether cells can be typed into. What is typed goes into the model's changed row.
     void setEditable(bool editable);
     /// Ends typing in a cell; what was typed counts, or not.

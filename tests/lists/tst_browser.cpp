@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSettings>
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
@@ -63,7 +64,13 @@ struct Person {
     QLineEdit *text = window.findChild<QLineEdit *>(QStringLiteral("txtSearch"));
     QAbstractItemModelTester tester{grid->model()};
 
-    Person() { open(); }
+    Person()
+    {
+        // The window remembers its place there.
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
+                           folder.file(QStringLiteral("config")));
+        open();
+    }
     void open()
     {
         QVERIFY(window.Load_db(folder.folder().listConnectionString(list), QStringLiteral("Club"),
