@@ -12,7 +12,9 @@ public:
     QVariant loadResource(int, const QUrl &) override { return {}; }
 };
 
-TextHtmlView::TextHtmlView(QWidget *parent) : HtmlView(parent), m_browser(new Browser(this))
+TextHtmlView::TextHtmlView(QWidget *parent)
+    : HtmlView(parent)
+    , m_browser(new Browser(this))
 {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

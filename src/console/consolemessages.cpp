@@ -1,8 +1,8 @@
 #include "consolemessages.h"
 
 #include "progressbar.h"
-#include "terminal.h"
 #include "table.h"
+#include "terminal.h"
 
 #include "connection.h"
 #include "jobmessage.h"
@@ -40,11 +40,11 @@ QString table(const std::vector<MessageHead> &messages)
         rows.push_back({QString::number(message.number), message.subject, message.senderName,
                         message.senderAddress, message.format});
     return table({{QStringLiteral("Mail ID"), true},
-                      {QStringLiteral("Subject")},
-                      {QStringLiteral("Sender Name")},
-                      {QStringLiteral("Sender Email")},
-                      {QStringLiteral("Format")}},
-                     rows);
+                  {QStringLiteral("Subject")},
+                  {QStringLiteral("Sender Name")},
+                  {QStringLiteral("Sender Email")},
+                  {QStringLiteral("Format")}},
+                 rows);
 }
 
 /// The one message of the number or subject; tells why there is none.

@@ -39,7 +39,7 @@ QString withLineFeeds(QString text)
 QString withoutControls(QString text)
 {
     for (QChar &c : text) {
-        if (c.category() == QChar::Other_Control)
+        if (c.category() == QChar::Other_Control && c != QLatin1Char('\t'))
             c = QLatin1Char(' ');
     }
     return text;
@@ -124,7 +124,8 @@ void ConsoleView::openOptions()
 
 void ConsoleView::draw()
 {
-    const QString counts = QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
+    const QString counts =
+        QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
     if (!m_bar.isOnTerminal() && m_handled % linesEvery == 0)
         printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_handled));
     m_bar.show(double(m_percent) / 100, m_handled, counts);

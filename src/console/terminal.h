@@ -14,8 +14,8 @@ void printMessage(const QString &text);
 /// To standard error as it is, without a line end.
 void printRaw(const QString &text);
 
-/// Names are printed on one line, whatever they hold: control characters, which a terminal would
-/// obey, become blanks.
+/// Names are printed on one line, whatever they hold: control characters but the tab, which a
+/// terminal would obey, become blanks.
 QString withoutControls(QString text);
 
 /// Asks on a terminal; elsewhere answers Yes a fixed number of times and then No.

@@ -164,17 +164,15 @@ void Main::connectPanels()
     connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
     connect(m_preview, &PreviewPanel::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
-                m_panels->setText(RunView::Current,
-                                  tr("Record: %1/%2").arg(position).arg(count));
+                m_panels->setText(RunView::Current, tr("Record: %1/%2").arg(position).arg(count));
             });
     connect(m_ui->cmdEditMail, &QPushButton::clicked, this, &Main::editMessage);
     connect(m_ui->cmdPreview, &QPushButton::clicked, this, &Main::showPreview);
-    connect(m_screen.get(), &RunScreen::runningChanged, this,
-            [this](bool running) {
-                m_quiet->setQuiet(running);
-                enableCommands(!running);
-                enableJobCommands(!running);
-            });
+    connect(m_screen.get(), &RunScreen::runningChanged, this, [this](bool running) {
+        m_quiet->setQuiet(running);
+        enableCommands(!running);
+        enableJobCommands(!running);
+    });
     connect(m_screen.get(), &RunScreen::rowReloaded, m_jobs, &JobListPanel::clickSelectedRow);
     connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
     connect(&Timer2, &QTimer::timeout, this, [this] {

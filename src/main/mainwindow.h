@@ -7,7 +7,6 @@
 #include <QMainWindow>
 #include <QTimer>
 
-
 class JobListPanel;
 class MaillistPanel;
 class MessagePane;

@@ -10,7 +10,11 @@ class StatusPanels;
 class QuietOperator final : public Operator
 {
 public:
-    QuietOperator(Operator &op, StatusPanels &panels) : m_operator(op), m_panels(panels) {}
+    QuietOperator(Operator &op, StatusPanels &panels)
+        : m_operator(op)
+        , m_panels(panels)
+    {
+    }
 
     void setQuiet(bool quiet) { m_quiet = quiet; }
 

@@ -37,7 +37,11 @@ Window &made(std::unique_ptr<Window> &window, Arguments &&...arguments)
 
 Windows::Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendMail &()> mail,
                  QWidget &owner)
-    : m_seams(seams), m_jobs(jobs), m_mail(std::move(mail)), m_owner(owner), m_store(seams.folder)
+    : m_seams(seams)
+    , m_jobs(jobs)
+    , m_mail(std::move(mail))
+    , m_owner(owner)
+    , m_store(seams.folder)
 {
 }
 
@@ -68,8 +72,8 @@ bool Windows::editJob(const JobRow &job)
 
 void Windows::showPreview(const JobRow &job, const JobMessage &message)
 {
-    frmPreview &preview = made(m_preview, m_seams.folder, m_seams.op, m_seams.clock,
-                               m_seams.makeHtmlView, &m_owner);
+    frmPreview &preview =
+        made(m_preview, m_seams.folder, m_seams.op, m_seams.clock, m_seams.makeHtmlView, &m_owner);
     preview.Load_db(m_seams.folder.listConnectionString(job.number(JobCell::MaillistId)),
                     message.format, message.body);
     preview.setSubject(job[JobCell::Subject]);
@@ -162,8 +166,8 @@ MessageCommands Windows::messageCommands()
                        const QString &caption) { return editMessage(number, caption); },
         .sendTest =
             [this](qint64 number) {
-                made(m_send, m_seams.folder, *this, m_seams.op, [this] { showOptions(); },
-                     &m_owner)
+                made(
+                    m_send, m_seams.folder, *this, m_seams.op, [this] { showOptions(); }, &m_owner)
                     .sendTest(number, m_mail());
             },
         .findJobs =

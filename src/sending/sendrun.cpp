@@ -92,8 +92,8 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
 JobRow SendRun::storedRow(const JobRow &row) const
 {
     Connection system(m_folder.systemConnectionString());
-    const std::vector<JobRow> jobs
-        = loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(row[JobCell::Id]));
+    const std::vector<JobRow> jobs =
+        loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(row[JobCell::Id]));
     if (jobs.empty())
         throw StorageError(0, QStringLiteral("Quillbright"),
                            QStringLiteral("Job [%1] exists no more.").arg(row[JobCell::Name]));

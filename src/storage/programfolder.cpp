@@ -54,7 +54,10 @@ void copyDatabase(const QString &from, const QString &to)
 
 } // namespace
 
-ProgramFolder::ProgramFolder(const QString &path) : m_path(QDir(path).absolutePath()) {}
+ProgramFolder::ProgramFolder(const QString &path)
+    : m_path(QDir(path).absolutePath())
+{
+}
 
 ProgramFolder ProgramFolder::ofExecutable()
 {

@@ -125,8 +125,8 @@ void TestConsole::wrongUsage_data()
     QTest::addColumn<QStringList>("arguments");
     for (const char *line :
          {"", "jobs extra", "start", "start 1 --json", "start 1 --rerun x", "start 1 --rerun -1",
-          "reset", "dance", "jobs --loud", "jobs --folder=", "messages extra", "messages --rerun 1", "test-send 1",
-          "test-send 1 a@b.c --json"})
+          "reset", "dance", "jobs --loud", "jobs --folder=", "messages extra", "messages --rerun 1",
+          "test-send 1", "test-send 1 a@b.c --json"})
         QTest::newRow(line) << QString::fromLatin1(line).split(QLatin1Char(' '),
                                                                Qt::SkipEmptyParts);
 }
@@ -146,8 +146,13 @@ void TestConsole::listsJobs()
     const Setup setup(1);
     const QString name = QStringLiteral("Bob's \"Ünïcode\"");
     setup.folder.addJob(name, setup.listId, 1);
+    setup.folder.execute(
+        QStringLiteral("update mlist set listname = char(27) || '[2J' || char(13, 10) || 'x'"));
     const Finished table = setup.run({QStringLiteral("jobs")});
+    setup.folder.execute(QStringLiteral("update mlist set listname = 'Members'"));
     QCOMPARE(table.status, 0);
+    QVERIFY(!table.output.contains(QChar(27))); // a terminal would obey it
+    QCOMPARE(table.output.count(QLatin1Char('\n')), 3);
     QVERIFY(table.output.contains(name));
     const QJsonArray jobs =
         QJsonDocument::fromJson(

@@ -136,8 +136,7 @@ void TestMessagePane::failures()
     QVERIFY2(tabs.op.told.first().contains(told), qPrintable(tabs.op.told.first()));
     // Nothing of the message before is left; what was read of this one is shown and sent.
     const bool isRead = !obstacle.isEmpty();
-    QCOMPARE(tabs.field(QStringLiteral("txtmmSubject")),
-             isRead ? QStringLiteral("H") : QString());
+    QCOMPARE(tabs.field(QStringLiteral("txtmmSubject")), isRead ? QStringLiteral("H") : QString());
     QCOMPARE(tabs.pane.message().body, isRead ? QStringLiteral("<p>") : QString());
     QVERIFY(!tabs.text()->isVisible() || tabs.text()->toPlainText().isEmpty());
 }

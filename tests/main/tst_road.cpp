@@ -44,8 +44,7 @@ void picture(QWidget &window, const char *name)
     if (folder.isEmpty())
         return;
     QTest::qWait(200); // for what is painted late
-    QVERIFY(window.grab().save(
-        QStringLiteral("%1/%2.png").arg(folder, QString::fromLatin1(name))));
+    QVERIFY(window.grab().save(QStringLiteral("%1/%2.png").arg(folder, QString::fromLatin1(name))));
 }
 
 template <typename T>
