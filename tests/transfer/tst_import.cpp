@@ -4,6 +4,7 @@
 #include "fakes.h"
 #include "fakespreadsheet.h"
 #include "recipientimport.h"
+#include "smalldisk.h"
 #include "testfolder.h"
 
 #include <QFile>
@@ -98,6 +99,7 @@ private slots:
     void countsAndLogs();
     void readsLongFiles_data();
     void readsLongFiles();
+    void numbersLinesAcrossBlocks();
     void readsWorkbooks();
     void isWorkbook_data();
     void isWorkbook();
@@ -106,6 +108,7 @@ private slots:
     void tellsWhatItCannotRead_data();
     void tellsWhatItCannotRead();
     void lockedListKeepsNothing();
+    void fullDiskCountsWhatIsKept();
     void importsAgainAfterEmptying();
 };
 
@@ -243,6 +246,23 @@ void TestImport::readsLongFiles()
     QVERIFY(setup.yield.count < count / 10); // as often as it looks smooth, not after each line
 }
 
+void TestImport::numbersLinesAcrossBlocks()
+{
+    // The end of the first line lies around the place where a block of the file ends, so that it is
+    // parted, or a character before it.
+    constexpr int block = 256 * 1024;
+    for (int length = block - 3; length <= block + 1; ++length) {
+        Setup setup;
+        QByteArray line = "a@a.example,";
+        line += QByteArray((length - line.size()) % 3, 'n');
+        line += QByteArray("\xe2\x82\xac").repeated((length - line.size()) / 3);
+        setup.run(setup.write(line + "\r\n\r\nA@a.example\r\n"));
+        QVERIFY2(setup.view.log.startsWith(QStringLiteral("Error Log:\r\n3\tA@a.example")),
+                 qPrintable(setup.view.log));
+        QVERIFY(setup.added().first().endsWith(QStringLiteral("€€€")));
+    }
+}
+
 void TestImport::readsWorkbooks()
 {
     Setup setup;
@@ -338,6 +358,27 @@ void TestImport::lockedListKeepsNothing()
     QVERIFY2(setup.op.told.first().contains(QStringLiteral("is in use by another program")),
              qPrintable(setup.op.told.first()));
     QCOMPARE(setup.view.panels.at(1), QStringLiteral("S:0"));
+}
+
+void TestImport::fullDiskCountsWhatIsKept()
+{
+    Setup setup;
+    const QString database = setup.folder.folder().listDatabaseFile(setup.list);
+    const QString copy = setup.folder.file(QStringLiteral("m1.mdb"));
+    QVERIFY(QFile::rename(database, copy));
+    SmallDisk disk(setup.folder.file(QStringLiteral("data")), "3m");
+    if (!disk.isMounted())
+        QSKIP("no right to mount a file system here");
+    QVERIFY(QFile::copy(copy, database));
+    QByteArray content;
+    for (int i = 0; i < 60'000; ++i)
+        content += "r" + QByteArray::number(i) + "@a.example\n";
+    QCOMPARE(setup.run(setup.write(content)), RecipientImport::Result::ListFailed);
+    QVERIFY2(setup.op.told.first().startsWith(QStringLiteral("ImportError|The disk that holds ")),
+             qPrintable(setup.op.told.first()));
+    const qsizetype kept = setup.added().size();
+    QVERIFY(kept > 0);
+    QCOMPARE(setup.view.panels.at(1), QStringLiteral("S:%1").arg(kept));
 }
 
 void TestImport::importsAgainAfterEmptying()
