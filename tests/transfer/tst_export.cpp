@@ -131,6 +131,8 @@ private slots:
     void cutsWhatNoCellHolds();
     void showsNewDocuments_data();
     void showsNewDocuments();
+    void findsTheProgramOfTheDesktop_data();
+    void findsTheProgramOfTheDesktop();
     void writesTheRowsOfAGrid_data();
     void writesTheRowsOfAGrid();
     void passesOverDeletedRows();
@@ -256,6 +258,46 @@ void TestExport::showsNewDocuments()
     QFile(path).open(QIODevice::WriteOnly);
     exporter.exportList(setup.list, ExportFilter::Fail, document);
     QVERIFY(spreadsheet.created.last().endsWith(QStringLiteral("/A_B_ _C_ (2).xlsx")));
+}
+
+void TestExport::findsTheProgramOfTheDesktop_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("isShown");
+    QTest::newRow("a program") << QByteArray("calc.desktop") << true;
+    QTest::newRow("none for workbooks") << QByteArray("") << false;
+    QTest::newRow("no desktop") << QByteArray() << false;
+}
+
+void TestExport::findsTheProgramOfTheDesktop()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(bool, isShown);
+    const QTemporaryDir desktop;
+    const auto program = [&desktop](const char *name, const QByteArray &script) {
+        QFile file(desktop.filePath(QLatin1String(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("#!/bin/sh\n" + script + '\n');
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    };
+    const QString workbook = desktop.filePath(QStringLiteral("a b.xlsx"));
+    const QString opened = desktop.filePath(QStringLiteral("opened"));
+    QVERIFY(QFile(workbook).open(QIODevice::WriteOnly));
+    if (!answer.isNull()) {
+        program("xdg-mime", "case $3 in *spreadsheetml.sheet) echo " + answer + ";; esac");
+        program("xdg-open", "echo \"$1\" >\"" + QFile::encodeName(opened) + '"');
+    }
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(desktop.path()));
+    const bool shown = DesktopSpreadsheet().show(workbook);
+    qputenv("PATH", path);
+    QCOMPARE(shown, isShown);
+    if (isShown) {
+        QTRY_VERIFY(QFileInfo(opened).size() > 0);
+        QFile file(opened);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromLocal8Bit(file.readAll()), workbook + QLatin1Char('\n'));
+    }
 }
 
 void TestExport::writesTheRowsOfAGrid_data()
