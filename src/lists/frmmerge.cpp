@@ -5,6 +5,7 @@
 
 #include "operator.h"
 #include "storageerror.h"
+#include "waitpointer.h"
 
 namespace
 {
@@ -157,8 +158,5 @@ void frmMerge::showCount(const QString &text)
 
 void frmMerge::showWaiting(bool waiting)
 {
-    if (waiting)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    ::showWaiting(*this, waiting);
 }

@@ -7,6 +7,7 @@
 #include "programfolder.h"
 #include "sendmail.h"
 #include "testsend.h"
+#include "waitpointer.h"
 
 frmSend::frmSend(const ProgramFolder &folder, const LiveSettings &settings, Operator &op,
                  std::function<void()> showOptions, QWidget *parent)
@@ -75,8 +76,5 @@ void frmSend::setSending(bool isSending)
 {
     m_ui->cmdCancel->setEnabled(!isSending);
     m_ui->cmdSend->setEnabled(!isSending);
-    if (isSending)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    showWaiting(*this, isSending);
 }

@@ -1,6 +1,7 @@
 #include "exportscreen.h"
 
 #include "operator.h"
+#include "waitpointer.h"
 
 #include <QClipboard>
 #include <QCoreApplication>
@@ -30,10 +31,7 @@ void ExportScreen::setClipboard(const QString &text)
 void ExportScreen::setRunning(bool isRunning)
 {
     m_progress.setVisible(isRunning);
-    if (isRunning)
-        m_status.window()->setCursor(Qt::WaitCursor);
-    else
-        m_status.window()->unsetCursor();
+    showWaiting(*m_status.window(), isRunning);
 }
 
 void chooseExportFile(QLineEdit &file, Operator &op)

@@ -7,6 +7,7 @@
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"
+#include "waitpointer.h"
 
 frmImport::frmImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
@@ -92,10 +93,7 @@ void frmImport::setRunning(bool isRunning)
         widget->setEnabled(!isRunning);
     m_ui->cmdCancel->setEnabled(isRunning);
     m_ui->ProgressBar1->setVisible(isRunning);
-    if (isRunning)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    showWaiting(*this, isRunning);
 }
 
 /// The log takes the place of the picture.
