@@ -54,6 +54,12 @@ void CatalogueWindow::selectingNew(const std::function<bool()> &command)
     m_parts.list->selectNewerThan(highest);
 }
 
+void CatalogueWindow::removeDeleted(qint64 number)
+{
+    m_parts.list->removeRow(m_parts.list->rowOf(number));
+    m_parts.list->setFocus();
+}
+
 void CatalogueWindow::showEdited(const ListRow &row)
 {
     const int index = m_parts.list->rowOf(row.number);

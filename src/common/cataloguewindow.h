@@ -47,6 +47,8 @@ protected:
     /// Runs a command that may make a record. Where it says that the list may have changed, lists
     /// the records anew and selects the one that it made.
     void selectingNew(const std::function<bool()> &command);
+    /// Takes the row of a deleted record out; then none is selected.
+    void removeDeleted(qint64 number);
     /// Shows an edited record's cells where its row stands, and selects it.
     void showEdited(const ListRow &row);
 

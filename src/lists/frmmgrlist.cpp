@@ -107,7 +107,8 @@ void frmMgrList::list_refresh()
         if (list->selectedRow() >= 0)
             list->setFocus();
     } catch (const StorageError &e) {
-        list->setEmptyText(tr("The lists could not be read."));
+        if (text.isEmpty())
+            list->setEmptyText(tr("The lists could not be read."));
         m_op.tell(report(e), tr("Error"));
     }
     for (const QString &failure : failures)
@@ -150,7 +151,7 @@ void frmMgrList::deleteSelected()
             return;
         try {
             if (m_catalogue.remove(list.id))
-                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(list.id));
+                removeDeleted(list.id);
             else
                 m_op.tell(tr("You cannot delete this maillist, becase it is being used in other "
                              "jobs !"),

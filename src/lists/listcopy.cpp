@@ -73,6 +73,7 @@ ListCopy::Result ListCopy::run(const Texts &texts, const std::vector<Source> &so
 {
     m_abort = false;
     m_log.clear();
+    m_view.clearLog();
     m_view.appendLog(QStringLiteral("Error Log:") + lineEnd);
     m_view.showWaiting(true);
     Result result = Result::Failed;
@@ -81,6 +82,9 @@ ListCopy::Result ListCopy::run(const Texts &texts, const std::vector<Source> &so
         if (result == Result::Complete)
             storeRecipientCount(m_folder, target);
     } catch (const StorageError &e) {
+        m_view.appendLog(std::exchange(m_log, {}));
+        m_view.showStatus({});
+        m_view.showCount({});
         m_view.showWaiting(false);
         tellError(texts, e);
         return Result::Failed;

@@ -76,7 +76,8 @@ void frmMgrMsg::list_refresh()
                                : tr("No message matches the search. Search for an empty text to "
                                     "see every message."));
     } catch (const StorageError &) {
-        list->setEmptyText(tr("The messages could not be read."));
+        if (text.isEmpty())
+            list->setEmptyText(tr("The messages could not be read."));
     }
 }
 
@@ -116,7 +117,7 @@ void frmMgrMsg::deleteSelected()
             return;
         try {
             if (deleteMessage(m_folder, row.number))
-                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(row.number));
+                removeDeleted(row.number);
             else
                 m_op.tell(tr("You cannot delete this email, becase it is being used in other "
                              "jobs !"),

@@ -49,7 +49,7 @@ void frmSend::sendTest(qint64 msgid, SendMail &poSendMail2)
 
 void frmSend::reject()
 {
-    // The program ends after the send, which needs its mail component.
+    // A program that is told to end does so after the send, which needs its mail component.
     if (m_ui->cmdCancel->isEnabled())
         ButtonDialog::reject();
 }
@@ -69,6 +69,7 @@ void frmSend::send()
         m_op.tell(tr("Send success !"));
         hide();
     }
+    m_quit.repeat();
 }
 
 /// The window lives while the server is slow, but nothing can be pressed.

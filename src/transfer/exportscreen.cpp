@@ -1,7 +1,6 @@
 #include "exportscreen.h"
 
 #include "operator.h"
-#include "waitpointer.h"
 
 #include <QClipboard>
 #include <QCoreApplication>
@@ -31,7 +30,6 @@ void ExportScreen::setClipboard(const QString &text)
 void ExportScreen::setRunning(bool isRunning)
 {
     m_progress.setVisible(isRunning);
-    showWaiting(*m_status.window(), isRunning);
 }
 
 void chooseExportFile(QLineEdit &file, Operator &op)

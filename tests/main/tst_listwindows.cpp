@@ -11,6 +11,7 @@
 #include "frmnewlist.h"
 #include "frmsplash.h"
 #include "mainwindow.h"
+#include "messageboxoperator.h"
 #include "recordinghtmlview.h"
 #include "recordingspreadsheet.h"
 #include "sortablelist.h"
@@ -24,10 +25,13 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QSettings>
 #include <QTabWidget>
+#include <QTimer>
 #include <QToolBar>
+#include <QTreeWidget>
 
 class TestListWindows final : public QObject
 {
@@ -41,6 +45,8 @@ private slots:
     void editsTheListOfTheJob();
     void exportsWhatTheGridShows();
     void exportsNothingWithoutAJob();
+    void endsWithWindowsOpen_data();
+    void endsWithWindowsOpen();
 };
 
 namespace
@@ -60,7 +66,11 @@ void trigger(const QWidget &window, const char *key)
 }
 
 struct Desk {
-    Desk()
+    /// `teller`: who is told, where it is not the scripted one.
+    explicit Desk(Operator *teller = nullptr)
+        : window{{folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
+                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
+                  [] { return std::make_unique<FakeSendMail>(); }}}
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
                            folder.file(QStringLiteral("config")));
@@ -103,9 +113,7 @@ struct Desk {
     EventLoopYield yield;
     RecordingSpreadsheet spreadsheet;
     CurlWebFetch web{yield};
-    Main window{{folder.folder(), op, clock, yield, web, spreadsheet,
-                 [](QWidget *parent) { return new RecordingHtmlView(parent); },
-                 [] { return std::make_unique<FakeSendMail>(); }}};
+    Main window;
 };
 
 } // namespace
@@ -229,6 +237,53 @@ void TestListWindows::exportsNothingWithoutAJob()
     child<QTabWidget>(desk.window, "TabStrip1")->setCurrentIndex(2);
     child<QPushButton>(desk.window, "cmdCopy")->click();
     QCOMPARE(desk.op.told.size(), 1);
+}
+
+void TestListWindows::endsWithWindowsOpen_data()
+{
+    QTest::addColumn<QString>("where");
+    for (const char *where : {"browser", "merge", "message box"})
+        QTest::newRow(where) << QString::fromLatin1(where);
+}
+
+/// The desktop's session ends while windows are open one above the other, and at work.
+void TestListWindows::endsWithWindowsOpen()
+{
+    QFETCH(QString, where);
+    MessageBoxOperator boxes;
+    Desk desk(where == QLatin1String("message box") ? &boxes : nullptr);
+    desk.open();
+    const WhenShown<frmMgrList> manager([&](frmMgrList &lists) {
+        if (where == QLatin1String("browser")) {
+            const WhenShown<frmemail> browser([](frmemail &) { QApplication::quit(); });
+            trigger(lists, "View Details");
+        } else if (where == QLatin1String("merge")) {
+            const WhenShown<frmMerge> merge([](frmMerge &window) {
+                child<QLineEdit>(window, "txtListname")->setText(QStringLiteral("All"));
+                child<QTreeWidget>(window, "ListView1")
+                    ->topLevelItem(0)
+                    ->setCheckState(0, Qt::Checked);
+                // It comes while the first recipient is copied.
+                QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+                child<QPushButton>(window, "cmdOK")->click();
+            });
+            trigger(lists, "Merge");
+        } else {
+            const WhenShown<frmImport> import([](frmImport &window) {
+                const WhenShown<QMessageBox> box([](QMessageBox &) { QApplication::quit(); });
+                child<QPushButton>(window, "cmdImport")->click(); // no file was chosen
+            });
+            trigger(lists, "Open");
+        }
+    });
+    QTimer::singleShot(0, &desk.window, [&] { trigger(desk.window, "List Manager"); });
+    QApplication::exec();
+    QVERIFY(!desk.window.isVisible());
+    if (where == QLatin1String("merge")) {
+        QCOMPARE(desk.op.told, QStringList(QStringLiteral("|Abort !")));
+        QCOMPARE(desk.folder.rows(QStringLiteral("select count(*) from email"), 3),
+                 QStringList(QStringLiteral("1")));
+    }
 }
 
 QTEST_MAIN(TestListWindows)
