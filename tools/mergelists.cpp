@@ -29,6 +29,7 @@ public:
 class SilentView final : public ListCopyView
 {
 public:
+    void clearLog() override {}
     void appendLog(const QString &) override {}
     void showStatus(const QString &) override {}
     void showCount(const QString &) override {}

@@ -61,7 +61,10 @@ public:
                 break;
             }
         }
-        return m_site + folder + QLatin1Char('/') + QStringView(reference).sliced(start);
+        return QString(m_site)
+            .append(folder)
+            .append(QLatin1Char('/'))
+            .append(QStringView(reference).sliced(start));
     }
 
 private:

@@ -15,6 +15,7 @@ namespace
 class RecordingCopyView final : public ListCopyView
 {
 public:
+    void clearLog() override { log.clear(); }
     void appendLog(const QString &text) override { log += text; }
     void showStatus(const QString &text) override { statuses += text; }
     void showCount(const QString &text) override { counts += text; }
