@@ -6,13 +6,11 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
@@ -27,11 +25,8 @@ private slots:
     void cleanup();
     void firstStart();
     void boxesAreTheLiveSettings();
-    void applyKeepsAndCloseUndoes();
     void unsubscribedTextStaysAsItIs();
-    void tabsShowTheirFrames();
     void onlyItsButtonsLeaveIt();
-    void endsWithTheProgram();
     void confirmsAChangedPassword_data();
     void confirmsAChangedPassword();
     void confirmsBeforeAButtonActs_data();
@@ -164,36 +159,21 @@ void TestOptions::boxesAreTheLiveSettings()
     // The list as loaded has every line ended.
     typed.unsubscribed += QStringLiteral("\r\n");
     QCOMPARE(m_store->load(), typed);
-}
-
-void TestOptions::applyKeepsAndCloseUndoes()
-{
-    open();
-    QLineEdit *server = box<QLineEdit>("txtSMTP");
-    type(server, QStringLiteral("kept"));
-    press("Command1");
-    type(server, QStringLiteral("lost"));
-    QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
+    // Close undoes what was typed after that.
+    type(box<QLineEdit>("txtOperator"), QStringLiteral("lost"));
     press("cmdClose");
     QVERIFY(!m_window->isVisible());
-    QCOMPARE(m_window->current().smtpServer, QStringLiteral("kept"));
-    QVERIFY(m_window->current().requireLogon);
-    QCOMPARE(m_store->load(), m_window->current());
+    QCOMPARE(m_window->current(), typed);
+    QCOMPARE(m_store->load(), typed);
 }
 
 void TestOptions::unsubscribedTextStaysAsItIs()
 {
-    const QString text = QStringLiteral(" a@x.org \r\n\u00a0b@x.org\r\nj\u00fcrgen@x.org\r\n");
     Settings settings;
-    settings.unsubscribed = text;
+    settings.unsubscribed = QStringLiteral(" a@x.org \r\n\u00a0b@x.org\r\nj\u00fcrgen@x.org\r\n");
     m_store->save(settings);
     open();
-    QCOMPARE(m_window->current().unsubscribed, text);
-    press("Command1");
-    QFile file(m_folder->file(QStringLiteral("ulist.txt")));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(file.readAll()), text + QStringLiteral("\r\n"));
-
+    QCOMPARE(m_window->current().unsubscribed, settings.unsubscribed);
     // Shift+Return ends a line, too.
     QPlainTextEdit *list = box<QPlainTextEdit>("txtUList");
     list->clear();
@@ -203,37 +183,14 @@ void TestOptions::unsubscribedTextStaysAsItIs()
     QCOMPARE(m_window->current().unsubscribed, QStringLiteral("a\r\nb"));
 }
 
-void TestOptions::tabsShowTheirFrames()
-{
-    open();
-    QTabBar *tabs = box<QTabWidget>("TabStrip1")->tabBar();
-    for (const int chosen : {1, 0}) {
-        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(chosen).center());
-        QCOMPARE(box<QFrame>("Frame1")->isVisible(), chosen == 0);
-        QCOMPARE(box<QFrame>("Frame2")->isVisible(), chosen == 1);
-    }
-}
-
 void TestOptions::onlyItsButtonsLeaveIt()
 {
     open();
     QTest::keyClick(m_window.get(), Qt::Key_Escape);
-    QVERIFY(m_window->isVisible());
     QVERIFY(!m_window->windowFlags().testFlag(Qt::WindowCloseButtonHint));
     QVERIFY(!m_window->close());
     QVERIFY(m_window->isVisible());
-
-    // Shown modally, Close returns to the caller.
-    m_window->hide();
-    QTimer::singleShot(0, this, [this] { press("cmdClose"); });
-    m_window->exec();
-    QVERIFY(!m_window->isVisible());
-}
-
-void TestOptions::endsWithTheProgram()
-{
-    open();
-    QSignalSpy ends(qApp, &QCoreApplication::aboutToQuit);
+    // The program that ends is not held up.
     QTimer::singleShot(0, qApp, &QCoreApplication::quit);
     QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); });
     QCOMPARE(QApplication::exec(), 0);
@@ -247,19 +204,16 @@ void TestOptions::confirmsAChangedPassword_data()
     QTest::addColumn<QStringList>("answers"); // as many as questions are expected
     QTest::addColumn<QString>("after");
     QTest::addColumn<bool>("refused");
-    const QStringList none;
-    QTest::newRow("unchanged") << "old"
-                               << "old" << none << "old" << false;
-    QTest::newRow("confirmed") << "old"
-                               << "new" << QStringList{QStringLiteral("new")} << "new" << false;
-    QTest::newRow("wrong") << "old"
-                           << "new" << QStringList{QStringLiteral("New")} << "new" << true;
-    QTest::newRow("cancelled") << "old"
-                               << "new" << QStringList{QString()} << "old" << true;
-    QTest::newRow("cancelled, none before") << ""
-                                            << "new" << QStringList{QString()} << "" << false;
-    QTest::newRow("emptied") << "old"
-                             << "" << QStringList{QString()} << "old" << true;
+    const QString old = QStringLiteral("old");
+    const QString changed = QStringLiteral("new");
+    const QStringList cancel{QString()};
+    QTest::newRow("unchanged") << old << old << QStringList() << old << false;
+    QTest::newRow("confirmed") << old << changed << QStringList{changed} << changed << false;
+    QTest::newRow("wrong") << old << changed << QStringList{QStringLiteral("New")} << changed
+                           << true;
+    QTest::newRow("cancelled") << old << changed << cancel << old << true;
+    QTest::newRow("none before") << QString() << changed << cancel << QString() << false;
+    QTest::newRow("emptied") << old << QString() << cancel << old << true;
 }
 
 void TestOptions::confirmsAChangedPassword()
@@ -285,58 +239,52 @@ void TestOptions::confirmsAChangedPassword()
     QTest::mouseClick(box<QLineEdit>("txtSMTP"), Qt::LeftButton);
     QCoreApplication::processEvents();
     QCOMPARE(m_op->asked.size(), answers.size());
-    QVERIFY(!password()->hasFocus());
 }
 
 void TestOptions::confirmsBeforeAButtonActs_data()
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<QString>("answer");
-    for (const char *how : {"click Apply", "Alt+A", "Return", "click Close", "Alt+C"}) {
-        QTest::addRow("%s, confirmed", how) << QString::fromLatin1(how) << "new";
-        QTest::addRow("%s, wrong", how) << QString::fromLatin1(how) << "other";
-    }
+    QTest::addColumn<QByteArray>("how");
+    QTest::addColumn<bool>("closes");
+    QTest::addColumn<bool>("confirmed");
+    QTest::newRow("Apply") << QByteArray("click") << false << true;
+    QTest::newRow("Alt+A, wrong") << QByteArray("Alt") << false << false;
+    QTest::newRow("Return") << QByteArray("Return") << false << true;
+    QTest::newRow("Close, wrong") << QByteArray("click") << true << false;
+    QTest::newRow("Alt+C") << QByteArray("Alt") << true << true;
 }
 
 void TestOptions::confirmsBeforeAButtonActs()
 {
-    QFETCH(QString, how);
-    QFETCH(QString, answer);
-    const bool confirmed = answer == QLatin1String("new");
-    const bool closes = how.endsWith(QLatin1Char('e')) || how.endsWith(QLatin1Char('C'));
-    m_op->passwords.push(answer);
-    open(QStringLiteral("old"));
-    type(password(), QStringLiteral("new"));
-    if (how.startsWith(QLatin1String("click")))
+    QFETCH(QByteArray, how);
+    QFETCH(bool, closes);
+    QFETCH(bool, confirmed);
+    const QString old = QStringLiteral("old");
+    const QString changed = QStringLiteral("new");
+    m_op->passwords.push(confirmed ? changed : QStringLiteral("other"));
+    open(old);
+    type(password(), changed);
+    if (how == "click")
         press(closes ? "cmdClose" : "Command1");
-    else if (how.startsWith(QLatin1String("Alt")))
+    else if (how == "Alt")
         QTest::keyClick(m_window.get(), closes ? Qt::Key_C : Qt::Key_A, Qt::AltModifier);
     else
         QTest::keyClick(password(), Qt::Key_Return);
     QTRY_COMPARE(m_op->asked, QStringList{question});
     QTRY_COMPARE(m_window->isVisible(), !(closes && confirmed));
     QCOMPARE(m_op->told, confirmed ? QStringList() : QStringList{incorrect});
-    QTRY_COMPARE(m_store->load().password,
-                 confirmed && !closes ? QStringLiteral("new") : QStringLiteral("old"));
-    QCOMPARE(password()->text(),
-             confirmed && closes ? QStringLiteral("old") : QStringLiteral("new"));
+    QTRY_COMPARE(m_store->load().password, confirmed && !closes ? changed : old);
+    QCOMPARE(password()->text(), confirmed && closes ? old : changed);
     // That change has been asked about, also when the window is shown again; the next has not.
     QWidget mainWindow;
     activate(&mainWindow);
     activate(m_window.get());
     QTRY_VERIFY(password()->hasFocus());
-    QTest::keyClick(password(), Qt::Key_Tab);
-    QCoreApplication::processEvents();
-    QCOMPARE(m_op->asked.size(), 1);
     press("Command1");
-    password()->setFocus();
+    QCOMPARE(m_op->asked.size(), 1);
+    m_op->passwords.push(QStringLiteral("next"));
     type(password(), QStringLiteral("next"));
-    for (int i = 0; i < 2; ++i) {
-        m_op->passwords.push(password()->text());
-        press("Command1");
-        QTest::keyClicks(password(), QStringLiteral("er"));
-    }
-    QCOMPARE(m_op->asked.size(), 3);
+    press("Command1");
+    QCOMPARE(m_op->asked.size(), 2);
 }
 
 void TestOptions::asksOnceAtATime()
@@ -369,7 +317,6 @@ void TestOptions::borrowedFocusAsksNothing()
     type(password(), QStringLiteral("new"));
     QWidget other;
     activate(&other);
-    QCOMPARE(m_op->asked, QStringList());
     activate(m_window.get());
     QTRY_VERIFY(password()->hasFocus());
     QCOMPARE(m_op->asked, QStringList());
@@ -377,7 +324,6 @@ void TestOptions::borrowedFocusAsksNothing()
     m_op->passwords.push(QStringLiteral("new"));
     QTest::keyClick(password(), Qt::Key_Tab);
     QTRY_COMPARE(m_op->asked, QStringList{question});
-    QCOMPARE(m_op->told, QStringList());
 }
 
 void TestOptions::returnsToThePasswordFromTheOtherTab()
