@@ -1,7 +1,6 @@
 #include "sendclient.h"
 #include "testcertificates.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -14,8 +13,6 @@ class TestSmtpSendMail : public QObject
     Q_OBJECT
 
 private slots:
-    void converses_data();
-    void converses();
     void servesAllFromOneSession();
     void followsChangedAccount();
     void reopensADroppedSession_data();
@@ -25,61 +22,45 @@ private slots:
     void keepsTheSessionAfterARefusal();
     void writesAddressesAsTheyAre_data();
     void writesAddressesAsTheyAre();
-    void stuffsDots();
     void sendsAttachments();
     void encryptsAndLogsIn_data();
     void encryptsAndLogsIn();
-    void yieldsWhileAServerIsSlow_data();
     void yieldsWhileAServerIsSlow();
     void turnsAwayCallsFromAYield();
     void doesNotWaitForAGoodbye();
     void deliversToAForeignServer();
 };
 
-void TestSmtpSendMail::converses_data()
-{
-    QTest::addColumn<QList<ServerRule>>("rules");
-    QTest::addColumn<QByteArrayList>("expected");
-    const QByteArrayList commands{"C: MAIL FROM:<a@example.org>", "C: RCPT TO:<b@example.net>",
-                                  "C: DATA", "C: QUIT"};
-    QTest::newRow("commands together") << QList<ServerRule>{} << commands;
-    QTest::newRow("one by one") << QList<ServerRule>{withoutPipelining()} << commands;
-}
-
-void TestSmtpSendMail::converses()
-{
-    QFETCH(QList<ServerRule>, rules);
-    QFETCH(QByteArrayList, expected);
-    ServerOptions options;
-    options.rules = rules;
-    SmtpServer server(options);
-    SendClient client(server);
-    QList<int> percents;
-    QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
-
-    QVERIFY(client.mail.Connect());
-    QCOMPARE(client.statuses, (QStringList{QStringLiteral("Connecting to 127.0.0.1 ..."),
-                                           QStringLiteral("Connected")}));
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    QCOMPARE(percents.last(), 100);
-    client.mail.Disconnect();
-    client.mail.Disconnect();
-    QCOMPARE(said(server, "C: ").sliced(1), expected);
-    QVERIFY(server.messages().first().data.endsWith("\r\n\r\nHello\r\n"));
-}
-
 void TestSmtpSendMail::servesAllFromOneSession()
 {
-    SmtpServer server;
-    SendClient client(server);
-    for (int i = 0; i < 100; ++i)
-        client.send(QStringLiteral("b%1@example.net").arg(i));
-    QCOMPARE(client.outcomes.count(QStringLiteral("sent")), 100);
-    QCOMPARE(server.messages().size(), 100);
-    QCOMPARE(server.messages().last().recipients, QByteArrayList{"b99@example.net"});
-    QCOMPARE(server.sessions(), 1);
-    QCOMPARE(said(server, "C: EHLO").size(), 1);
-    QCOMPARE(said(server, "C: RSET").size(), 0);
+    for (const bool together : {true, false}) {
+        ServerOptions options;
+        if (!together)
+            options.rules << withoutPipelining();
+        SmtpServer server(options);
+        SendClient client(server);
+        client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
+        QList<int> percents;
+        QObject::connect(&client.mail, &SendMail::Progress,
+                         [&](int percent) { percents << percent; });
+        QVERIFY(client.mail.Connect());
+        QCOMPARE(client.statuses, (QStringList{QStringLiteral("Connecting to 127.0.0.1 ..."),
+                                               QStringLiteral("Connected")}));
+        QByteArrayList expected;
+        for (int i = 0; i < 10; ++i) {
+            QCOMPARE(client.send(QStringLiteral("b%1@example.net").arg(i)), QStringLiteral("sent"));
+            QCOMPARE(percents.last(), 100);
+            expected << "C: MAIL FROM:<a@example.org>"
+                     << "C: RCPT TO:<b" + QByteArray::number(i) + "@example.net>"
+                     << "C: DATA";
+            QVERIFY(server.messages().last().data.endsWith("\r\n\r\n.\r\n..\r\n.a\r\nb.\r\n.\r\n"));
+        }
+        client.mail.Disconnect();
+        client.mail.Disconnect();
+        QCOMPARE(said(server, "C: ").sliced(1), expected << "C: QUIT");
+        QCOMPARE(server.messages().size(), 10);
+        QCOMPARE(server.sessions(), 1);
+    }
 }
 
 void TestSmtpSendMail::followsChangedAccount()
@@ -178,46 +159,28 @@ void TestSmtpSendMail::keepsTheSessionAfterARefusal()
 void TestSmtpSendMail::writesAddressesAsTheyAre_data()
 {
     QTest::addColumn<QString>("address");
-    QTest::addColumn<QByteArray>("command");
-    const auto row = [](const char *name, const char *address, const char *command) {
-        QTest::newRow(name) << QString::fromUtf8(address) << QByteArray(command);
-    };
-    row("blanks around", " b@example.net ", "RCPT TO:<b@example.net>");
-    row("quoted", "\"x@y\\\\.\"@example.net", "RCPT TO:<\"x@y\\\\.\"@example.net>");
-    row("literal", "b@[192.0.2.1]", "RCPT TO:<b@[192.0.2.1]>");
-    row("domain beyond ASCII",
-        "b@b\xc3\xbc"
-        "cher.example",
-        "RCPT TO:<b@xn--bcher-kva.example>");
-    row("local part beyond ASCII", "j\xc3\xb6@example.net", "RCPT TO:<j\xc3\xb6@example.net>");
+    QTest::addColumn<QByteArray>("written");
+    QTest::newRow("quoted") << QStringLiteral("\"x@y\\\\.\"@example.net")
+                            << QByteArray("\"x@y\\\\.\"@example.net");
+    QTest::newRow("domain beyond ASCII")
+        << QStringLiteral(" b@bücher.example ") << QByteArray("b@xn--bcher-kva.example");
+    QTest::newRow("local part beyond ASCII")
+        << QStringLiteral("jö@example.net") << QByteArray("j\xc3\xb6@example.net");
 }
 
 void TestSmtpSendMail::writesAddressesAsTheyAre()
 {
     QFETCH(QString, address);
-    QFETCH(QByteArray, command);
+    QFETCH(QByteArray, written);
     ServerOptions options;
     options.smtpUtf8 = true;
     SmtpServer server(options);
     SendClient client(server);
     client.mail.AddressCheck = 1;
     QCOMPARE(client.send(address), QStringLiteral("sent"));
-    QVERIFY(server.transcript().contains("C: " + command));
-    const bool utf8 = command.contains("\xc3");
-    QCOMPARE(said(server, "BODY=8BITMIME SMTPUTF8").size(), utf8 ? 1 : 0);
-    QVERIFY(server.messages().first().data.contains("\r\nTo: " + command.sliced(9).chopped(1) +
-                                                    "\r\n"));
-}
-
-void TestSmtpSendMail::stuffsDots()
-{
-    SmtpServer server;
-    SendClient client(server);
-    client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    for (const ReceivedMessage &message : server.messages())
-        QVERIFY(message.data.endsWith("\r\n\r\n.\r\n..\r\n.a\r\nb.\r\n.\r\n"));
+    QVERIFY(server.transcript().contains("C: RCPT TO:<" + written + ">"));
+    QCOMPARE(said(server, "BODY=8BITMIME SMTPUTF8").size(), written.contains("\xc3") ? 1 : 0);
+    QVERIFY(server.messages().first().data.contains("\r\nTo: " + written + "\r\n"));
 }
 
 void TestSmtpSendMail::sendsAttachments()
@@ -289,27 +252,19 @@ void TestSmtpSendMail::encryptsAndLogsIn()
     QCOMPARE(server.messages().last().data.replace("=\r\n", "").count("=C3=A4"), 500'000);
 }
 
-void TestSmtpSendMail::yieldsWhileAServerIsSlow_data()
-{
-    QTest::addColumn<QByteArray>("command");
-    for (const char *command : {"CONNECT", "EHLO", "MAIL", "DATA", "DATA-END", "QUIT"})
-        QTest::newRow(command) << QByteArray(command);
-}
-
 void TestSmtpSendMail::yieldsWhileAServerIsSlow()
 {
-    QFETCH(QByteArray, command);
-    ServerRule slow{command};
-    slow.delay = std::chrono::milliseconds(480);
     ServerOptions options;
-    options.rules = {slow};
-    SmtpServer server(options);
-    SendClient client(server);
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    client.mail.Disconnect();
-    // 30 slices pass; a busy machine may lose some.
-    QVERIFY2(client.yield.count >= 10 && client.yield.count < 100,
-             qPrintable(QString::number(client.yield.count)));
+    for (const char *command : {"CONNECT", "MAIL", "DATA-END", "QUIT"}) {
+        options.rules = {ServerRule{command}};
+        options.rules[0].delay = std::chrono::milliseconds(480);
+        SmtpServer server(options);
+        SendClient client(server);
+        QCOMPARE(client.send(), QStringLiteral("sent"));
+        client.mail.Disconnect();
+        // 30 slices pass; a busy machine may lose some.
+        QVERIFY2(client.yield.count >= 10 && client.yield.count < 100, command);
+    }
 }
 
 void TestSmtpSendMail::turnsAwayCallsFromAYield()
