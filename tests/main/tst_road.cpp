@@ -2,8 +2,7 @@
 // real windows alone. With QUILLBRIGHT_PICTURES set to a folder it takes the guide's pictures on
 // the way.
 
-#include "curlwebfetch.h"
-#include "fakes.h"
+#include "desk.h"
 #include "frmimport.h"
 #include "frmmgrlist.h"
 #include "frmmgrmsg.h"
@@ -12,15 +11,9 @@
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmsend.h"
-#include "frmsplash.h"
-#include "mainwindow.h"
-#include "smtpsendmail.h"
 #include "smtpserver.h"
-#include "sortablelist.h"
 #include "spreadsheet.h"
-#include "testfolder.h"
 #include "texthtmlview.h"
-#include "whenshown.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -29,11 +22,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QTabBar>
-#include <QTabWidget>
-#include <QTest>
-#include <QToolBar>
 
 namespace
 {
@@ -47,18 +36,9 @@ void picture(QWidget &window, const char *name)
     QVERIFY(window.grab().save(QStringLiteral("%1/%2.png").arg(folder, QString::fromLatin1(name))));
 }
 
-template <typename T>
-T *find(const QWidget &window, const char *name)
-{
-    T *found = window.findChild<T *>(QString::fromLatin1(name));
-    if (!found)
-        qFatal("There is no %s", name);
-    return found;
-}
-
 void type(const QWidget &window, const char *box, const char *text)
 {
-    auto *edit = find<QLineEdit>(window, box);
+    auto *edit = child<QLineEdit>(window, box);
     edit->setFocus();
     edit->selectAll();
     QTest::keyClicks(edit, QString::fromUtf8(text));
@@ -66,16 +46,13 @@ void type(const QWidget &window, const char *box, const char *text)
 
 void press(const QWidget &window, const char *button)
 {
-    QTest::mouseClick(find<QPushButton>(window, button), Qt::LeftButton);
+    QTest::mouseClick(child<QPushButton>(window, button), Qt::LeftButton);
 }
 
 void pressTool(const QWidget &window, const char *bar, const char *key)
 {
-    auto *toolbar = find<QToolBar>(window, bar);
-    QAction *action = window.findChild<QAction *>(QString::fromLatin1(key));
-    if (!action)
-        qFatal("There is no button %s", key);
-    QTest::mouseClick(toolbar->widgetForAction(action), Qt::LeftButton);
+    QTest::mouseClick(child<QToolBar>(window, bar)->widgetForAction(child<QAction>(window, key)),
+                      Qt::LeftButton);
 }
 
 } // namespace
@@ -135,14 +112,14 @@ void TestRoad::writeMessage(frmNewJob &job)
         type(window, "txtSendermail", "library@greenfield.example");
         type(window, "txtReplymail", "desk@greenfield.example");
         type(window, "txtSubject", "Book sale on Saturday");
-        find<QComboBox>(window, "combFormat")->setCurrentText(QStringLiteral("HTML"));
-        auto *body = find<QPlainTextEdit>(window, "txtSource");
+        child<QComboBox>(window, "combFormat")->setCurrentText(QStringLiteral("HTML"));
+        auto *body = child<QPlainTextEdit>(window, "txtSource");
         body->setFocus();
         QTest::keyClicks(body, QStringLiteral("<h2>Dear %%TITLE%% %%LASTNAME%%,</h2>"));
         QTest::keyClick(body, Qt::Key_Return);
         QTest::keyClicks(body, QStringLiteral("<p>you may come an hour before the others.</p>"));
         picture(window, "road-4-new-email");
-        find<QTabBar>(window, "TabStrip1")->setCurrentIndex(1);
+        child<QTabBar>(window, "TabStrip1")->setCurrentIndex(1);
         picture(window, "road-5-email-preview");
         press(window, "cmdOK");
     });
@@ -214,7 +191,7 @@ void TestRoad::fromAnEmptyProgramToASentJob()
         pressTool(main, "Toolbar1", "List Manager");
     }
 
-    auto *jobs = find<SortableList>(main, "lvTask");
+    auto *jobs = child<SortableList>(main, "lvTask");
     QTest::mouseClick(jobs->viewport(), Qt::LeftButton, {},
                       jobs->visualRect(jobs->model()->index(0, 1)).center());
     pressTool(main, "Toolbar1", "Start");
