@@ -31,11 +31,10 @@ T *child(const QWidget &window, const char *name)
 struct Desk {
     Desk()
     {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                           folder.file(QStringLiteral("config")));
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.file("config"));
     }
-    qint64 addJob(const QString &name, const QStringList &recipients,
-                  const QString &body = QStringLiteral("Hello")) const
+    qint64 addJob(const TestText &name, const QStringList &recipients,
+                  const TestText &body = "Hello") const
     {
         return folder.addJob(name, folder.addList(name + QStringLiteral(" list"), recipients),
                              folder.addMessage(name + QStringLiteral(" news"), body));

@@ -33,8 +33,9 @@ struct ListDesk : Desk {
     ListDesk()
     {
         for (const char *name : {"Ann", "Bob"})
-            addJob(QLatin1String(name), {QLatin1String(name) + QStringLiteral("1@x.org"),
-                                         QLatin1String(name) + QStringLiteral("2@x.org")});
+            addJob(QLatin1String(name),
+                   {QStringLiteral("'a.%1@x.org','Zoe'").arg(QLatin1String(name)),
+                    QStringLiteral("'b.%1@x.org','Al'").arg(QLatin1String(name))});
         open();
     }
     /// Does `steps` in the Maillist Manager.
@@ -45,6 +46,17 @@ struct ListDesk : Desk {
             shown.close();
         });
         toolbar("List Manager")->trigger();
+    }
+    /// What the grid's export puts on the clipboard.
+    QString exported() const
+    {
+        const WhenShown<frmExportData> exporting([](frmExportData &shown) {
+            child<QCheckBox>(shown, "chkMem")->setChecked(true);
+            child<QPushButton>(shown, "cmdExport")->click();
+            shown.close();
+        });
+        find<QPushButton>("cmdCopy")->click();
+        return QGuiApplication::clipboard()->text();
     }
     /// Clicks the job of "Ann" and shows its list.
     void showRecipients() const
@@ -72,7 +84,7 @@ void TestListWindows::browsesWhatWasSearched()
     const ListDesk desk;
     desk.inManager([](frmMgrList &manager) {
         child<QComboBox>(manager, "combType")->setCurrentIndex(2);
-        child<QLineEdit>(manager, "txtSearch")->setText(QStringLiteral("ann2"));
+        child<QLineEdit>(manager, "txtSearch")->setText(QStringLiteral("b.ann"));
         child<QPushButton>(manager, "cmdSearch")->click();
         QCOMPARE(child<SortableList>(manager, "ListView1")->count(), 1);
         child<SortableList>(manager, "ListView1")->selectRow(0);
@@ -135,15 +147,20 @@ void TestListWindows::exportsWhatTheGridShows()
     desk.find<QPushButton>("cmdCopy")->click();
     QCOMPARE(desk.op.told.size(), 1); // there is no grid without a job
     desk.showRecipients();
+    // A search that breaks the statement is told; the grid and its export stay as they are.
+    desk.find<QComboBox>("combSearch")->setCurrentIndex(3);
+    QTest::keyClicks(desk.find<QLineEdit>("txtSEmail"), QStringLiteral("O'Brien\r"));
+    QCOMPARE(desk.op.told.last(), QStringLiteral("|near \"Brien\": syntax error"));
+    QCOMPARE(desk.exported(), QStringLiteral("a.Ann@x.org,Zoe,,,,,\r\nb.Ann@x.org,Al,,,,,\r\n"));
+    desk.find<QLineEdit>("txtSEmail")->clear();
     desk.find<QComboBox>("combSearch")->setCurrentIndex(1);
-    QTest::keyClicks(desk.find<QLineEdit>("txtSEmail"), QStringLiteral("2@\r"));
-    const WhenShown<frmExportData> exporting([](frmExportData &window) {
-        child<QCheckBox>(window, "chkMem")->setChecked(true);
-        child<QPushButton>(window, "cmdExport")->click();
-        window.close();
-    });
-    desk.find<QPushButton>("cmdCopy")->click();
-    QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("Ann2@x.org,,,,,,\r\n"));
+    QTest::keyClicks(desk.find<QLineEdit>("txtSEmail"), QStringLiteral("b.\r"));
+    QCOMPARE(desk.exported(), QStringLiteral("b.Ann@x.org,Al,,,,,\r\n"));
+    // Clicking a job forgets the search; an order alone needs no text.
+    desk.clickRow(1);
+    desk.find<QComboBox>("combSort")->setCurrentIndex(2);
+    QTest::mouseClick(desk.find<QAbstractButton>("cmdRefList"), Qt::LeftButton);
+    QCOMPARE(desk.exported(), QStringLiteral("b.Ann@x.org,Al,,,,,\r\na.Ann@x.org,Zoe,,,,,\r\n"));
 }
 
 QTEST_MAIN(TestListWindows)

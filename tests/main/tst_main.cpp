@@ -6,6 +6,7 @@
 #include "frmnewjob.h"
 #include "interruptedrun.h"
 #include "smtpserver.h"
+#include "testfiles.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -39,7 +40,7 @@ struct ServerDesk : Desk {
         QStringList recipients;
         for (int i = 1; i <= count; ++i)
             recipients += QStringLiteral("r%1@example.org").arg(i);
-        addJob(QStringLiteral("Spring"), recipients);
+        addJob("Spring", recipients);
     }
     void openSpring(int count)
     {
@@ -55,10 +56,7 @@ struct ServerDesk : Desk {
     }
     QString stored() const
     {
-        return folder
-            .rows(QStringLiteral("select progress, total, unsent, success, failure, last_mid "
-                                 "from mjob"))
-            .first();
+        return folder.row("select progress, total, unsent, success, failure, last_mid from mjob");
     }
     QByteArrayList received() const
     {
@@ -142,9 +140,8 @@ void TestMain::firstStartMakesAJobOnce()
 void TestMain::sendsTheSelectedJob()
 {
     ServerDesk desk;
-    desk.addJob(QStringLiteral("First"), {QStringLiteral("a@example.org")},
-                QStringLiteral("body of the first"));
-    desk.addJob(QStringLiteral("Second"), {QStringLiteral("b@example.org")});
+    desk.addJob("First", {QStringLiteral("a@example.org")}, "body of the first");
+    desk.addJob("Second", {QStringLiteral("b@example.org")});
     desk.open();
     QVERIFY(!desk.toolbar("Start")->isEnabled());
     desk.clickRow(0); // the second, which is the newest
@@ -166,10 +163,10 @@ void TestMain::sendsTheSelectedJob()
 void TestMain::tabsShowTheSelectedJob()
 {
     ServerDesk desk;
-    desk.addJob(QStringLiteral("Spring"),
+    desk.addJob("Spring",
                 {QStringLiteral("'a@example.org','Ann'"), QStringLiteral("'b@example.org','Ben'")},
                 QStringLiteral("Dear %%FIRSTNAME%%"));
-    desk.addJob(QStringLiteral("Autumn"), {QStringLiteral("c@example.org")});
+    desk.addJob("Autumn", {QStringLiteral("c@example.org")});
     desk.open();
     desk.clickRow(0);
     auto *grid = desk.find<QAbstractItemView>("DataGrid1");
@@ -202,7 +199,7 @@ void TestMain::sendsPausesResumesAndReruns()
     QCOMPARE(desk.op.asked.size(), 2);
     QCOMPARE(desk.received(), QByteArrayList({"r1@example.org", "r2@example.org", "r3@example.org",
                                               "r5@example.org"}));
-    QCOMPARE(desk.folder.rows(QStringLiteral("select remark from email where mid=4"), 1).first(),
+    QCOMPARE(desk.folder.row("select remark from email where mid=4", 1),
              QStringLiteral("550 5.1.1 No such user"));
     QCOMPARE(desk.text("Panel7"), QStringLiteral("Failed:1"));
     QCOMPARE(desk.find<QProgressBar>("ProgressBar1")->value(), 0);
@@ -302,8 +299,9 @@ void TestMain::noServerOpensTheOptions()
                           Qt::LeftButton);
     });
     desk.toolbar("Start")->trigger();
-    QCOMPARE(desk.op.told, QStringList{QStringLiteral("|Please enter a SMTP server in the Options "
-                                                      "Window and send again !")});
+    QCOMPARE(desk.op.told,
+             QStringList{QStringLiteral(
+                 "|Please enter a SMTP server in the Options Window and send again !")});
     QVERIFY(desk.toolbar("Start")->isEnabled());
     QCOMPARE(desk.window.cursor().shape(), Qt::ArrowCursor);
 }
@@ -322,7 +320,7 @@ void TestMain::editKeepsTheRow()
         QTest::mouseClick(window.findChild<QPushButton *>(QStringLiteral("cmdOK")), Qt::LeftButton);
     });
     desk.toolbar("Edit")->trigger();
-    QCOMPARE(desk.folder.rows(QStringLiteral("select jobname from mjob where jobid=2")).first(),
+    QCOMPARE(desk.folder.row("select jobname from mjob where jobid=2"),
              QStringLiteral("Bob's mailing"));
     QCOMPARE(desk.cell(1, JobCell::Name), QStringLiteral("Bob's mailing"));
     QCOMPARE(desk.jobs()->currentIndex().row(), 1);
@@ -340,10 +338,7 @@ void TestMain::reportsDatabaseErrors()
     QFETCH(QString, damaged);
     ServerDesk desk;
     desk.addSpring(1);
-    QFile file(desk.folder.file(damaged));
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(QByteArray("garbage").repeated(2000));
-    file.close();
+    writeFile(desk.folder.file(damaged), QByteArray("garbage").repeated(2000));
     desk.open();
     if (damaged == QLatin1String("sys.mdb")) {
         QTest::qWait(150); // longer than the timer that leads a first start into making a job
@@ -369,7 +364,7 @@ void TestMain::interruptedRunIsPaused()
         Connection list(desk.folder.folder().listConnectionString(1));
         RunMarker::begin(list, 1, QStringLiteral("2026/11/15 10:00:00"), 2);
     }
-    QFile lock(desk.folder.file(QStringLiteral("data\\m1.lock")));
+    QFile lock(desk.folder.file("data\\m1.lock"));
     QVERIFY(lock.open(QIODevice::WriteOnly)); // empty, as a power cut leaves it
     QVERIFY(lock.setFileTime(QDateTime::currentDateTime().addSecs(-60),
                              QFileDevice::FileModificationTime));

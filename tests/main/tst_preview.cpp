@@ -2,11 +2,11 @@
 #include "frmpreview.h"
 #include "previewpanel.h"
 #include "recordinghtmlview.h"
+#include "testfiles.h"
 #include "testfolder.h"
 
 #include <QAction>
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -36,13 +36,10 @@ const QString text = QStringLiteral("TEXT");
 /// A list of Ann, Bob and Chloé.
 struct Person {
     TestFolder folder;
-    QString list = folder.folder().listConnectionString(
-        folder.addList(QStringLiteral("L"),
-                       {QStringLiteral("'a@x.org','Ann'"),
-                        QStringLiteral("'b@x.org','Bob','Obi','Mr','1','%%MEMO%%','4 & %%EMAIL%%'"),
-                        QString::fromUtf8("'c@x.org','Chloé'")}));
-    QString empty =
-        folder.folder().listConnectionString(folder.addList(QStringLiteral("Empty"), {}));
+    QString list = folder.folder().listConnectionString(folder.addList(
+        "L", {"'a@x.org','Ann'", "'b@x.org','Bob','Obi','Mr','1','%%MEMO%%','4 & %%EMAIL%%'",
+              "'c@x.org','Chloé'"}));
+    QString empty = folder.folder().listConnectionString(folder.addList("Empty", {}));
     ScriptedOperator op;
     FakeClock clock;
     RecordingHtmlView *browser = nullptr;
@@ -69,23 +66,19 @@ void TestPreview::mergesWhatTheBoxesHold_data()
     QTest::addColumn<QString>("body");
     QTest::addColumn<QString>("forAnn");
     QTest::addColumn<QString>("forBob");
-    const auto row = [](const char *name, const char *body, const QString &forAnn,
-                        const QString &forBob) {
-        QTest::newRow(name) << QString::fromLatin1(body) << forAnn << forBob;
+    const auto row = [](const char *name, const char *body, const TestText &forAnn,
+                        const TestText &forBob) {
+        QTest::newRow(name) << QString::fromLatin1(body) << QString(forAnn) << QString(forBob);
     };
     const QDateTime now = FakeClock().now();
     const QLocale locale = QLocale::system();
     const QString date = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
                          locale.toString(now.time(), QLocale::ShortFormat);
-    row("empty last name", "Dear %%FIRSTNAME%% %%LASTNAME%%", QStringLiteral("Dear Ann "),
-        QStringLiteral("Dear Bob Obi"));
-    row("lower case", "%%firstname%%", QStringLiteral("%%firstname%%"),
-        QStringLiteral("%%firstname%%"));
+    row("empty last name", "Dear %%FIRSTNAME%% %%LASTNAME%%", "Dear Ann ", "Dear Bob Obi");
+    row("lower case", "%%firstname%%", "%%firstname%%", "%%firstname%%");
     row("date and time", "%%SEND_DATE%%%%SEND_DATE%%", date + date, date + date);
-    row("value with a later field", "%%COMPANY%%, %%MEMO%%", QStringLiteral(", "),
-        QStringLiteral("4 & %%EMAIL%%, 4 & %%EMAIL%%"));
-    row("every other field", "%%EMAIL%% %%TITLE%% %%CONTACT%%", QStringLiteral("a@x.org  "),
-        QStringLiteral("b@x.org Mr 1"));
+    row("value with a later field", "%%COMPANY%%, %%MEMO%%", ", ", "4 & %%EMAIL%%, 4 & %%EMAIL%%");
+    row("every other field", "%%EMAIL%% %%TITLE%% %%CONTACT%%", "a@x.org  ", "b@x.org Mr 1");
 }
 
 void TestPreview::mergesWhatTheBoxesHold()
@@ -106,10 +99,7 @@ void TestPreview::mergesWhatTheBoxesHold()
 void TestPreview::writesHtmlForTheBrowser()
 {
     Person person;
-    const auto page = [&] {
-        QFile file(person.folder.file(QStringLiteral("psource.htm")));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
+    const auto page = [&] { return readFile(person.folder.file("psource.htm")); };
     person.panel.show();
     person.panel.Load_prev_db(person.list, QStringLiteral("HTML"),
                               QStringLiteral("<p>%%FIRSTNAME%%\n<i>%%MEMO%%</i>"));
@@ -118,8 +108,7 @@ void TestPreview::writesHtmlForTheBrowser()
     QCOMPARE(page(), QByteArray("\xef\xbb\xbf<p>Ann\n<i></i>\r\n"));
     person.click(QStringLiteral("cmdLast"));
     QCOMPARE(page(), QByteArray("\xef\xbb\xbf<p>Chloé\n<i></i>\r\n"));
-    QCOMPARE(person.browser->shown,
-             QStringList(2, person.folder.file(QStringLiteral("psource.htm"))));
+    QCOMPARE(person.browser->shown, QStringList(2, person.folder.file("psource.htm")));
     person.panel.Load_prev_db(person.list, text, QStringLiteral("plain"));
     QVERIFY(!person.browser->isVisible());
     QCOMPARE(person.shown(), QStringLiteral("plain"));
@@ -167,7 +156,7 @@ void TestPreview::movesInTheWindow()
     QFETCH(bool, control);
     QFETCH(int, position);
     Person person;
-    person.folder.execute(QStringLiteral("insert into email (email) values ('d@x.org')"), 1);
+    person.folder.execute("insert into email (email) values ('d@x.org')", 1);
     frmPreview window(person.folder.folder(), person.op, person.clock,
                       RecordingHtmlView::factory(person.browser));
     window.Load_db(person.list, text, QStringLiteral("%%EMAIL%%"));

@@ -13,11 +13,11 @@
 #include "frmsend.h"
 #include "smtpserver.h"
 #include "spreadsheet.h"
+#include "testfiles.h"
 #include "texthtmlview.h"
 
 #include <QComboBox>
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -77,13 +77,11 @@ private:
 
 void TestRoad::initTestCase()
 {
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                       m_folder.file(QStringLiteral("config")));
-    QFile members(m_folder.file(QStringLiteral("members.csv")));
-    QVERIFY(members.open(QIODevice::WriteOnly));
-    members.write("ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
-                  "brian@example.org,Brian,O'Brien,Mr,0117 496 0023,O'Brien's Garage,\r\n"
-                  "frieda@example.org,Frieda,M\xc3\xbcller,Prof,+49 30 2318 0077,,\r\n");
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.file("config"));
+    writeFile(m_folder.file("members.csv"),
+              "ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
+              "brian@example.org,Brian,O'Brien,Mr,0117 496 0023,O'Brien's Garage,\r\n"
+              "frieda@example.org,Frieda,M\xc3\xbcller,Prof,+49 30 2318 0077,,\r\n");
 }
 
 /// "Create List": a name, and the recipients from a file.
@@ -93,7 +91,7 @@ void TestRoad::makeList(frmNewJob &job)
         type(window, "Text1", "Friends of the Library");
         picture(window, "road-2-new-list");
         const WhenShown<frmImport> import([this](frmImport &importWindow) {
-            m_op.files.push(m_folder.file(QStringLiteral("members.csv")));
+            m_op.files.push(m_folder.file("members.csv"));
             press(importWindow, "cmdOpen");
             picture(importWindow, "road-3-import");
             press(importWindow, "cmdImport");
@@ -162,12 +160,10 @@ void TestRoad::fromAnEmptyProgramToASentJob()
         const WhenShown<frmSplash> splash(
             [](frmSplash &window) { QTest::keyClick(&window, Qt::Key_Space); });
         main.load();
-        QTRY_COMPARE(m_folder.rows(QStringLiteral("select count(*) from mjob")).first(),
-                     QStringLiteral("1"));
+        QTRY_COMPARE(m_folder.row("select count(*) from mjob"), QStringLiteral("1"));
     }
     QTRY_VERIFY(!QApplication::activeModalWidget());
-    QCOMPARE(m_folder.rows(QStringLiteral("select rec_count from mlist")).first(),
-             QStringLiteral("3"));
+    QCOMPARE(m_folder.row("select rec_count from mlist"), QStringLiteral("3"));
     {
         const WhenShown<frmPinfo> options([this](frmPinfo &window) {
             type(window, "txtSMTP",
@@ -197,7 +193,7 @@ void TestRoad::fromAnEmptyProgramToASentJob()
     pressTool(main, "Toolbar1", "Start");
     picture(main, "road-8-sent");
 
-    QCOMPARE(m_folder.rows(QStringLiteral("select progress, success, failure from mjob")).first(),
+    QCOMPARE(m_folder.row("select progress, success, failure from mjob"),
              QStringLiteral("Complete|3|0"));
     const QList<ReceivedMessage> received = m_server.messages();
     QCOMPARE(received.size(), 4);
