@@ -1,5 +1,6 @@
 #pragma once
 
+#include "testfiles.h"
 #include "testfolder.h"
 
 #include <QJsonArray>
@@ -26,7 +27,7 @@ public:
     void start(QProcess &process, const QString &line) const
     {
         QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-        variables.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.file(QStringLiteral("config")));
+        variables.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.file("config"));
         if (!temporaryFolder.isEmpty())
             variables.insert(QStringLiteral("TMPDIR"), temporaryFolder);
         process.setProcessEnvironment(variables);

@@ -4,7 +4,6 @@
 #include "smalldisk.h"
 #include "smtpserver.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <csignal>
@@ -35,18 +34,15 @@ struct Setup : ConsoleProcess {
         QStringList rows;
         for (const QByteArray &address : addresses(recipients))
             rows += QString::fromLatin1(address);
-        listId = folder.addList(QStringLiteral("Members"), rows);
-        folder.addJob(QStringLiteral("Spring"), listId,
-                      folder.addMessage(QStringLiteral("News"), QStringLiteral("Hello")));
+        listId = folder.addList("Members", rows);
+        folder.addJob("Spring", listId, folder.addMessage("News", "Hello"));
         configure(QStringLiteral("127.0.0.1:%1").arg(server.port()));
     }
 
     void configure(const QString &host) const
     {
-        QDir().mkpath(folder.file(QStringLiteral("config/Quillbright")));
-        QFile file(folder.file(QStringLiteral("config/Quillbright/Quillbright.conf")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\nSMTP=" + host.toUtf8() + '\n');
+        writeFile(folder.file("config/Quillbright/Quillbright.conf"),
+                  "[General]\nSMTP=" + host.toUtf8() + '\n');
     }
 
     QByteArrayList received() const
@@ -59,10 +55,7 @@ struct Setup : ConsoleProcess {
 
     QString stored() const
     {
-        return folder
-            .rows(QStringLiteral("select progress, total, unsent, success, failure, "
-                                 "last_mid from mjob"))
-            .first();
+        return folder.row("select progress, total, unsent, success, failure, last_mid from mjob");
     }
 
     SmtpServer server;
@@ -121,7 +114,7 @@ void TestConsole::listsJobsAndMessages()
     QCOMPARE(job.value(QStringLiteral("jobname")).toString(), name);
     QCOMPARE(job.value(QStringLiteral("jobid")).toInt(), 2);
 
-    setup.folder.execute(QStringLiteral("insert into mmsg (subject) values (null)"));
+    setup.folder.execute("insert into mmsg (subject) values (null)");
     QCOMPARE(setup.run(QStringLiteral("messages")).output,
              QStringLiteral("Mail ID  Subject  Sender Name  Sender Email      Format\n"
                             "      1  News     The Club     club@example.org  TEXT\n"
@@ -187,9 +180,9 @@ void TestConsole::reportsStorageErrors()
     const Finished done = setup.run(startJob);
     QCOMPARE(done.status, 5);
     QVERIFY(done.messages.contains(QStringLiteral("does not exist")));
-    QVERIFY(QFile::remove(setup.folder.file(QStringLiteral("sys.mdb"))));
+    QVERIFY(QFile::remove(setup.folder.file("sys.mdb")));
     QCOMPARE(setup.run(QStringLiteral("jobs")).status, 5);
-    QVERIFY(!QFile::exists(setup.folder.file(QStringLiteral("sys.mdb"))));
+    QVERIFY(!QFile::exists(setup.folder.file("sys.mdb")));
 }
 
 void TestConsole::signalPauses_data()
@@ -224,10 +217,8 @@ void TestConsole::killedRunMailsNobodyTwice()
     QProcess process;
     setup.start(process, startJob);
     QTRY_COMPARE(setup.server.transcript().count("C: DATA"), 3);
-    QTRY_COMPARE(
-        setup.folder.rows(QStringLiteral("select mid from email where status='S'"), setup.listId)
-            .size(),
-        3);
+    QTRY_COMPARE(setup.folder.rows("select mid from email where status='S'", setup.listId).size(),
+                 3);
     process.kill();
     QVERIFY(process.waitForFinished());
     QVERIFY(setup.stored().startsWith(QStringLiteral("null|"))); // the job knows nothing of it
@@ -261,16 +252,16 @@ void TestConsole::fullDiskStopsTheRun()
     const Setup setup(400);
     // A disk filled up but for a little: what a run commits soon does not fit.
     const QString list = setup.folder.folder().listDatabaseFile(setup.listId);
-    const QString aside = setup.folder.file(QStringLiteral("m1.mdb"));
+    const QString aside = setup.folder.file("m1.mdb");
     QVERIFY(QFile::rename(list, aside));
-    SmallDisk disk(setup.folder.file(QStringLiteral("data")), "512k");
+    SmallDisk disk(setup.folder.file("data"), "512k");
     if (!disk.isMounted())
         QSKIP("no right to mount a file system here");
     QVERIFY(QFile::copy(aside, list));
     const Finished full = setup.run(startJob);
     const qsizetype sent = setup.received().size();
     const QStringList recorded =
-        setup.folder.rows(QStringLiteral("select email from email where status='S'"), setup.listId);
+        setup.folder.rows("select email from email where status='S'", setup.listId);
     QCOMPARE(full.status, 5);
     QVERIFY2(full.messages.contains(QStringLiteral("is full")), qPrintable(full.messages));
     QVERIFY(sent > 0 && sent < 400);
@@ -293,8 +284,7 @@ void TestConsole::unreachableServerFailsEveryone()
     setup.configure(QStringLiteral("127.0.0.1:1"));
     QCOMPARE(setup.run(startJob).status, 1);
     QCOMPARE(setup.stored(), QStringLiteral("Complete|2|0|0|2|0"));
-    const QString reason =
-        setup.folder.rows(QStringLiteral("select remark from email"), setup.listId).first();
+    const QString reason = setup.folder.row("select remark from email", setup.listId);
     QVERIFY2(reason.contains(QStringLiteral("127.0.0.1")), qPrintable(reason));
 }
 
