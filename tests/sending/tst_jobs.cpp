@@ -23,11 +23,11 @@ private slots:
 void TestJobs::storesAndListsRows()
 {
     const TestFolder folder;
-    const qint64 list = folder.addList(QStringLiteral("Members"), {});
-    const qint64 message = folder.addMessage(QStringLiteral("News"), {});
-    folder.addJob(QStringLiteral("First"), list, message);
-    folder.addJob(QStringLiteral("Second"), list, message);
-    folder.addJob(QStringLiteral("Orphan"), 99, message);
+    const qint64 list = folder.addList("Members", {});
+    const qint64 message = folder.addMessage("News", {});
+    folder.addJob("First", list, message);
+    folder.addJob("Second", list, message);
+    folder.addJob("Orphan", 99, message);
     Connection system(folder.folder().systemConnectionString());
     JobRow row = loadJobs(system).at(1);
     row[JobCell::Progress] = QStringLiteral("Paused");
@@ -51,20 +51,19 @@ void TestJobs::storesAndListsRows()
 void TestJobs::resets()
 {
     const TestFolder folder;
-    const qint64 list =
-        folder.addList(QStringLiteral("L"), {QStringLiteral("a@x.org"), QStringLiteral("b@x.org")});
-    folder.addJob(QStringLiteral("J"), list, folder.addMessage(QStringLiteral("M"), {}));
-    folder.execute(QStringLiteral("update email set status='F', remark='why'"), list);
-    folder.execute(QStringLiteral("update mjob set progress='Paused', unsent=1, failure=2, "
-                                  "last_mid=2, start_time='2026/11/16 14:05:09'"));
+    const qint64 list = folder.addList("L", {"a@x.org", "b@x.org"});
+    folder.addJob("J", list, folder.addMessage("M", {}));
+    folder.execute("update email set status='F', remark='why'", list);
+    folder.execute("update mjob set progress='Paused', unsent=1, failure=2, "
+                   "last_mid=2, start_time='2026/11/16 14:05:09'");
     Connection system(folder.folder().systemConnectionString());
     JobRow row = loadJobs(system).at(0);
     resetJob(folder.folder(), row);
     QCOMPARE(row[JobCell::Unsent], QStringLiteral("0"));
-    QCOMPARE(folder.rows(QStringLiteral("select progress, total, unsent, success, failure, "
-                                        "start_time, end_time, last_mid from mjob")),
+    QCOMPARE(folder.rows("select progress, total, unsent, success, failure, "
+                         "start_time, end_time, last_mid from mjob"),
              QStringList{QStringLiteral("|2|0|0|0|||0")});
-    QCOMPARE(folder.rows(QStringLiteral("select distinct status, remark from email"), list),
+    QCOMPARE(folder.rows("select distinct status, remark from email", list),
              QStringList{QStringLiteral("null|why")});
 }
 
@@ -80,16 +79,14 @@ void TestJobs::failedResetChangesNothing()
 {
     QFETCH(QByteArray, refused);
     const TestFolder folder;
-    const qint64 list = folder.addList(QStringLiteral("L"), {QStringLiteral("a@x.org")});
-    folder.addJob(QStringLiteral("J"), list, folder.addMessage(QStringLiteral("M"), {}));
-    folder.execute(QStringLiteral("update mjob set progress='Paused', last_mid=1"));
+    const qint64 list = folder.addList("L", {"a@x.org"});
+    folder.addJob("J", list, folder.addMessage("M", {}));
+    folder.execute("update mjob set progress='Paused', last_mid=1");
     if (refused.isEmpty())
         folder.folder().deleteListDatabase(list);
     else
-        folder.execute(QStringLiteral("create trigger t before update on %1 begin select "
-                                      "raise(abort, 'no'); end")
-                           .arg(QLatin1String(refused)),
-                       refused == "email" ? list : 0);
+        folder.refuse(QStringLiteral("update on ") + QLatin1String(refused),
+                      refused == "email" ? list : 0);
     Connection system(folder.folder().systemConnectionString());
     JobRow row = loadJobs(system).at(0);
     const JobRow before = row;
@@ -136,7 +133,7 @@ void TestJobs::mergesFields()
     QFETCH(QString, body);
     QFETCH(QString, merged);
     const TestFolder folder;
-    const qint64 list = folder.addList(QStringLiteral("L"), {recipient});
+    const qint64 list = folder.addList("L", {recipient});
     Connection connection(folder.folder().listConnectionString(list));
     const Recordset rows(connection, QStringLiteral("select * from email"));
     QCOMPARE(MergeFields(body).personalise(rows.current(), QDate(2026, 11, 16)), merged);

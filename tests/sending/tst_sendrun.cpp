@@ -4,6 +4,7 @@
 #include "jobstore.h"
 #include "sendrun.h"
 #include "statement.h"
+#include "testfiles.h"
 #include "testfolder.h"
 
 #include <QDir>
@@ -17,9 +18,9 @@ using Result = SendRun::Result;
 struct Job {
     explicit Job(const QStringList &recipients, const QString &body = QStringLiteral("Hello"))
     {
-        listId = folder.addList(QStringLiteral("Members"), recipients);
-        const qint64 message = folder.addMessage(QStringLiteral("News"), body);
-        jobId = folder.addJob(QStringLiteral("Spring"), listId, message);
+        listId = folder.addList("Members", recipients);
+        const qint64 message = folder.addMessage("News", body);
+        jobId = folder.addJob("Spring", listId, message);
         settings.values.smtpServer = QStringLiteral("mail.example.org");
     }
 
@@ -48,14 +49,11 @@ struct Job {
 
     QString stored() const
     {
-        return folder
-            .rows(QStringLiteral("select progress, total, unsent, success, failure, last_mid "
-                                 "from mjob"))
-            .first();
+        return folder.row("select progress, total, unsent, success, failure, last_mid from mjob");
     }
     QStringList outcomes() const
     {
-        return folder.rows(QStringLiteral("select mid, status, remark from email"), listId);
+        return folder.rows("select mid, status, remark from email", listId);
     }
     QStringList recipients() const
     {
@@ -140,12 +138,12 @@ void TestSendRun::sendsToEveryone()
     QCOMPARE(job.view.panels[RunView::Sent].last(), QStringLiteral("Sent:2"));
     QCOMPARE(job.view.running, QList<bool>({true, false}));
     QVERIFY(!job.view.isWaiting);
-    QVERIFY(!QFile::exists(job.folder.file(QStringLiteral("log"))));
+    QVERIFY(!QFile::exists(job.folder.file("log")));
 
     // A complete job sends to everyone again, be it nobody.
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.mail.sent.size(), 4);
-    job.folder.execute(QStringLiteral("delete from email"), job.listId);
+    job.folder.execute("delete from email", job.listId);
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.stored(), QStringLiteral("Complete|0|0|0|0|0"));
 }
@@ -153,11 +151,10 @@ void TestSendRun::sendsToEveryone()
 void TestSendRun::handsValuesToTheTransport()
 {
     Job job({QStringLiteral(" a@x.org ")});
-    QFile one(job.folder.file(QStringLiteral("one.txt")));
-    QVERIFY(one.open(QIODevice::WriteOnly));
+    const QString one = writeFile(job.folder.file("one.txt"));
     job.folder.execute(
         QStringLiteral("update mmsg set format='HTML', attach03='%1', replyemail='r@x.org'")
-            .arg(one.fileName()));
+            .arg(one));
     job.settings.values.validateAddresses = true;
     job.settings.values.account = QStringLiteral("me");
     job.settings.values.password = QStringLiteral("secret");
@@ -168,7 +165,7 @@ void TestSendRun::handsValuesToTheTransport()
     QCOMPARE(job.mail.SenderName, QStringLiteral("The Club"));
     QVERIFY(job.mail.HtmlBody);
     QCOMPARE(job.mail.AddressCheck, 1);
-    QCOMPARE(job.mail.Attachments, one.fileName());
+    QCOMPARE(job.mail.Attachments, one);
     QCOMPARE(job.mail.Recipient, QStringLiteral(" a@x.org "));
     QVERIFY(!job.mail.Authenticate);
     QCOMPARE(job.mail.UserName, QStringLiteral("before"));
@@ -285,8 +282,7 @@ void TestSendRun::pausesAndResumes()
     QCOMPARE(job.stored(), QStringLiteral("Paused|4|2|2|0|2"));
     QVERIFY(job.op.told.isEmpty());
 
-    job.folder.execute(QStringLiteral("insert into email (email) values ('late@x.org')"),
-                       job.listId);
+    job.folder.execute("insert into email (email) values ('late@x.org')", job.listId);
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.recipients().join(QLatin1Char(' ')),
              QStringLiteral("r1@x.org r2@x.org r3@x.org r4@x.org late@x.org"));
@@ -347,8 +343,6 @@ void TestSendRun::logsTheRun()
     job.mail.failures[QStringLiteral("r2@x.org")] = QStringLiteral("550 Nö\tno");
     job.op.answers.push(false);
     job.start();
-    QFile file(job.folder.file(QStringLiteral("log\\log261116.txt")));
-    QVERIFY(file.open(QIODevice::ReadOnly));
     const QLocale locale = QLocale::system();
     const QString stamp =
         locale.toString(job.clock.time.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
@@ -356,7 +350,7 @@ void TestSendRun::logsTheRun()
     const QString head = stamp + QStringLiteral("Job : Spring\r\n") + stamp +
                          QStringLiteral("Email Subject : News\r\n");
     const QString failed = stamp + QStringLiteral("r2@x.org\tF\t550 Nö\tno\r\n");
-    QCOMPARE(QString::fromUtf8(file.readAll()),
+    QCOMPARE(QString::fromUtf8(readFile(job.folder.file("log\\log261116.txt"))),
              QStringLiteral("\r\n\r\n") + head + stamp + QStringLiteral("r1@x.org\tS\t\r\n") +
                  failed + QStringLiteral("\r\n\r\n") + stamp +
                  QStringLiteral("Resend Fail Email\r\n") + head + failed);
@@ -366,8 +360,7 @@ void TestSendRun::brokenLogStopsNothing()
 {
     Job job(addresses(1));
     job.settings.values.logOutgoing = true;
-    QFile inTheWay(job.folder.file(QStringLiteral("log")));
-    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+    writeFile(job.folder.file("log")); // in the folder's way
     QCOMPARE(job.start(), Result::Complete);
 }
 
@@ -382,7 +375,7 @@ void TestSendRun::midnightPasses()
     QCOMPARE(job.mail.sent[0].body, locale.toString(day, QLocale::ShortFormat));
     QCOMPARE(job.mail.sent[1].body, locale.toString(day.addDays(1), QLocale::ShortFormat));
     // The log keeps its day.
-    QCOMPARE(QDir(job.folder.file(QStringLiteral("log"))).entryList(QDir::Files),
+    QCOMPARE(QDir(job.folder.file("log")).entryList(QDir::Files),
              QStringList{QStringLiteral("log261116.txt")});
 }
 
@@ -390,9 +383,8 @@ void TestSendRun::storageErrorStopsTheRun()
 {
     Job job(addresses(3));
     // The outcome of the second recipient cannot be written.
-    job.folder.execute(QStringLiteral("create trigger t before update of status on email when "
-                                      "new.mid=2 begin select raise(abort, 'no room'); end"),
-                       job.listId);
+    const TestText second = "update of status on email when new.mid=2";
+    job.folder.refuse(second, job.listId);
     QCOMPARE(job.start(), Result::StorageFailed);
     QCOMPARE(job.recipients().size(), 2);
     QCOMPARE(job.op.told.size(), 1);
@@ -404,7 +396,7 @@ void TestSendRun::storageErrorStopsTheRun()
     QCOMPARE(job.outcomes()[0], QStringLiteral("1|S|"));
 
     // The second was mailed, though it could not be recorded: it is not mailed again.
-    job.folder.execute(QStringLiteral("drop trigger t"), job.listId);
+    job.folder.allow(second, job.listId);
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.recipients(), addresses(3));
 }
@@ -423,12 +415,11 @@ void TestSendRun::missingListDatabase()
 void TestSendRun::unstoredJobIsNotMailedTwice()
 {
     Job job(addresses(3));
-    job.folder.execute(QStringLiteral("create trigger t before update on mjob begin select "
-                                      "raise(abort, 'locked'); end"));
+    job.folder.refuse("update on mjob");
     job.pauseAt(QStringLiteral("r2@x.org"));
     QCOMPARE(job.start(), Result::StorageFailed);
     QCOMPARE(job.stored(), QStringLiteral("null|0|0|0|0|0"));
-    job.folder.execute(QStringLiteral("drop trigger t"));
+    job.folder.allow("update on mjob");
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.recipients(), addresses(3));
 }
@@ -443,11 +434,9 @@ void TestSendRun::crashIsRecovered()
         list.execute(QStringLiteral("update email set status='S', remark='' where mid<3"));
         RunMarker::advanceStatement(list)->run(qint64(2), job.jobId);
     }
-    QFile lock(job.folder.file(QStringLiteral("data\\m%1.lock").arg(job.listId)));
-    QVERIFY(lock.open(QIODevice::WriteOnly));
-    lock.write("999999999\nquillbright\n" + QSysInfo::machineHostName().toUtf8() + '\n' +
-               QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() + '\n');
-    lock.close();
+    writeFile(job.folder.file(QStringLiteral("data\\m%1.lock").arg(job.listId)),
+              "999999999\nquillbright\n" + QSysInfo::machineHostName().toUtf8() + '\n' +
+                  QSysInfo::machineUniqueId() + '\n' + QSysInfo::bootUniqueId() + '\n');
 
     QCOMPARE(recoverInterruptedRuns(job.folder.folder()), QStringList{QStringLiteral("Spring")});
     QCOMPARE(job.stored(), QStringLiteral("Paused|4|2|2|0|2"));
@@ -482,7 +471,7 @@ void TestSendRun::rerunIsNotTakenForACrash()
     job.mail.sent.clear();
     QCOMPARE(job.start(), Result::Complete);
     QCOMPARE(job.recipients(), addresses(3));
-    QVERIFY(job.folder.rows(QStringLiteral("select * from sending"), job.listId).isEmpty());
+    QVERIFY(job.folder.rows("select * from sending", job.listId).isEmpty());
 }
 
 void TestSendRun::resetAfterACrashBeginsAnew()

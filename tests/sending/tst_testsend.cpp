@@ -20,7 +20,7 @@ struct Desk {
     Desk()
     {
         settings.values.smtpServer = QStringLiteral("mail.example.org");
-        message = folder.addMessage(QStringLiteral("News"), QStringLiteral("Hi %%FIRSTNAME%%"));
+        message = folder.addMessage("News", "Hi %%FIRSTNAME%%");
     }
 
     template <typename T>
@@ -87,7 +87,6 @@ class TestTestSend final : public QObject
 
 private slots:
     void sendsAsStored();
-    void valuesFollowTheMessage_data();
     void valuesFollowTheMessage();
     void refuses_data();
     void refuses();
@@ -113,7 +112,7 @@ void TestTestSend::sendsAsStored()
     QCOMPARE(desk.op.told, QStringList(QStringLiteral("|Send success !")));
 
     // Every use begins anew.
-    desk.folder.execute(QStringLiteral("update mmsg set subject='Changed'"));
+    desk.folder.execute("update mmsg set subject='Changed'");
     desk.settings.values.requireLogon = true;
     desk.settings.values.account = QStringLiteral("ann");
     desk.settings.values.password = QStringLiteral("pw");
@@ -126,27 +125,20 @@ void TestTestSend::sendsAsStored()
     QCOMPARE(desk.mail.UserName + desk.mail.Password, QStringLiteral("annpw"));
 }
 
-void TestTestSend::valuesFollowTheMessage_data()
-{
-    QTest::addColumn<QString>("format");
-    QTest::addColumn<bool>("isHtml");
-    QTest::newRow("text") << "'TEXT'" << false;
-    QTest::newRow("lower case") << "'text'" << true;
-    QTest::newRow("null") << "null" << true;
-}
-
 void TestTestSend::valuesFollowTheMessage()
 {
-    QFETCH(QString, format);
     Desk desk;
-    const QString first = desk.folder.file(QStringLiteral("sys.mdb"));
-    const QString third = desk.folder.file(QStringLiteral("mtemplate.mdb"));
-    desk.folder.execute(
-        QStringLiteral("update mmsg set format=%1, attach01='%2', attach02='', attach03='%3'")
-            .arg(format, first, third));
-    QVERIFY(desk.send());
-    QTEST(desk.mail.HtmlBody, "isHtml");
-    QCOMPARE(desk.mail.Attachments, first + QLatin1Char(';') + third);
+    const QString first = desk.folder.file("sys.mdb");
+    const QString third = desk.folder.file("mtemplate.mdb");
+    for (const auto &[format, isHtml] :
+         {std::pair("'TEXT'", false), {"'text'", true}, {"null", true}}) {
+        desk.folder.execute(
+            QStringLiteral("update mmsg set format=%1, attach01='%2', attach02='', attach03='%3'")
+                .arg(QLatin1String(format), first, third));
+        QVERIFY(desk.send());
+        QVERIFY2(desk.mail.HtmlBody == isHtml, format);
+        QCOMPARE(desk.mail.Attachments, first + QLatin1Char(';') + third);
+    }
 }
 
 void TestTestSend::refuses_data()
