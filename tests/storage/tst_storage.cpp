@@ -3,6 +3,7 @@
 #include "programfolder.h"
 #include "recordset.h"
 #include "sqltext.h"
+#include "testfiles.h"
 #include "testfolder.h"
 
 #include <QFile>
@@ -44,11 +45,8 @@ void TestStorage::opensOnlyWhatIsADatabase()
     const QTemporaryDir directory;
     const ProgramFolder folder(directory.path());
     const QString path = folder.file(QStringLiteral("sys.mdb"));
-    if (!content.isEmpty()) {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-    }
+    if (!content.isEmpty())
+        writeFile(path, content);
     try {
         Connection connection(folder.systemConnectionString());
         QFAIL("opened");
@@ -77,12 +75,12 @@ void TestStorage::runsOneStatementAtATime()
     QFETCH(QString, sql);
     QFETCH(bool, accepted);
     const TestFolder folder;
-    folder.addList(QStringLiteral("L"), {});
+    folder.addList("L", {});
     if (accepted)
         folder.execute(sql);
     else
         QVERIFY_EXCEPTION_THROWN(folder.execute(sql), StorageError);
-    QCOMPARE(folder.rows(QStringLiteral("select listid from mlist")).size(), 1);
+    QCOMPARE(folder.rows("select listid from mlist").size(), 1);
 }
 
 void TestStorage::quotesText()
@@ -95,10 +93,10 @@ void TestStorage::quotesText()
     for (const QString &name : std::as_const(names))
         folder.addList(name, {});
     names.last().remove(QChar(0));
-    QCOMPARE(folder.rows(QStringLiteral("select listname from mlist order by listid")), names);
+    QCOMPARE(folder.rows("select listname from mlist order by listid"), names);
     // A number is never used twice.
-    folder.execute(QStringLiteral("delete from mlist"));
-    QCOMPARE(folder.addList(QStringLiteral("B"), {}), names.size() + 1);
+    folder.execute("delete from mlist");
+    QCOMPARE(folder.addList("B", {}), names.size() + 1);
 }
 
 void TestStorage::functionsKnowAllLetters_data()
@@ -143,7 +141,7 @@ void TestStorage::dateIsLocal()
     for (const char *name : {"Etc/GMT+12", "Etc/GMT-14"}) {
         qputenv("TZ", name);
         tzset();
-        dates += folder.rows(QStringLiteral("select date()"));
+        dates += folder.rows("select date()");
         QCOMPARE(dates.last(), QDate::currentDate().toString(Qt::ISODate));
     }
     zone.isNull() ? qunsetenv("TZ") : qputenv("TZ", zone);
@@ -154,7 +152,7 @@ void TestStorage::dateIsLocal()
 void TestStorage::refusesRowsInPlainWords()
 {
     const TestFolder folder;
-    const qint64 list = folder.addList(QStringLiteral("L"), {QStringLiteral("ann@example.org")});
+    const qint64 list = folder.addList("L", {"ann@example.org"});
     const auto descriptionOf = [&](const QString &values) {
         try {
             folder.execute(QStringLiteral("insert into email (email) values (%1)").arg(values),
@@ -174,47 +172,41 @@ void TestStorage::listDatabaseFilesComeAndGo()
 {
     const TestFolder folder;
     const ProgramFolder &files = folder.folder();
-    QVERIFY(!QFile::exists(folder.file(QStringLiteral("data"))));
+    QVERIFY(!QFile::exists(folder.file("data")));
     files.createListDatabase(7);
-    QCOMPARE(folder.rows(QStringLiteral("select count(*) from email"), 7).first(),
-             QStringLiteral("0"));
+    QCOMPARE(folder.row("select count(*) from email", 7), QStringLiteral("0"));
     QVERIFY_EXCEPTION_THROWN(files.createListDatabase(7), StorageError);
     files.deleteListDatabase(7);
-    QVERIFY(!QFile::exists(folder.file(QStringLiteral("data\\m7.mdb"))));
+    QVERIFY(!QFile::exists(folder.file("data\\m7.mdb")));
     QVERIFY_EXCEPTION_THROWN(files.deleteListDatabase(7), StorageError);
 
-    QVERIFY(QFile::remove(folder.file(QStringLiteral("mtemplate.mdb"))));
+    QVERIFY(QFile::remove(folder.file("mtemplate.mdb")));
     QVERIFY_EXCEPTION_THROWN(files.createListDatabase(8), StorageError);
-    QVERIFY(!QFile::exists(folder.file(QStringLiteral("data\\m8.mdb"))));
+    QVERIFY(!QFile::exists(folder.file("data\\m8.mdb")));
 }
 
 void TestStorage::copyOfWalDatabaseIsIdentical()
 {
     const TestFolder folder;
-    const qint64 from = folder.addList(QStringLiteral("From"), {QStringLiteral("a@example.org")});
-    const qint64 to = folder.addList(QStringLiteral("To"), {QStringLiteral("z@example.org")});
-    QCOMPARE(folder.rows(QStringLiteral("pragma journal_mode"), from).first(),
-             QStringLiteral("wal"));
+    const qint64 from = folder.addList("From", {"a@example.org"});
+    const qint64 to = folder.addList("To", {"z@example.org"});
+    QCOMPARE(folder.row("pragma journal_mode", from), QStringLiteral("wal"));
     {
         const Connection open(folder.folder().listConnectionString(from));
-        folder.execute(QStringLiteral("update email set fname='Ann'"), from);
+        folder.execute("update email set fname='Ann'", from);
         QVERIFY_EXCEPTION_THROWN(folder.folder().duplicateListDatabase(from, to), StorageError);
     }
-    QCOMPARE(folder.rows(QStringLiteral("select email from email"), to).first(),
-             QStringLiteral("z@example.org"));
+    QCOMPARE(folder.row("select email from email", to), QStringLiteral("z@example.org"));
     folder.folder().duplicateListDatabase(from, to);
-    QFile a(folder.folder().listDatabaseFile(from));
-    QFile b(folder.folder().listDatabaseFile(to));
-    QVERIFY(a.open(QIODevice::ReadOnly) && b.open(QIODevice::ReadOnly));
-    QCOMPARE(a.readAll(), b.readAll());
-    QCOMPARE(folder.rows(QStringLiteral("select email, fname from email"), to).first(),
-             QStringLiteral("a@example.org|Ann"));
+    QVERIFY(readFile(folder.folder().listDatabaseFile(from)) ==
+            readFile(folder.folder().listDatabaseFile(to)));
+    QCOMPARE(folder.row("select email, fname from email", to), QStringLiteral("a@example.org|Ann"));
 }
 
 void TestStorage::rolledBackUnlessCommitted()
 {
     const TestFolder folder;
-    const qint64 list = folder.addList(QStringLiteral("L"), {});
+    const qint64 list = folder.addList("L", {});
     Connection connection(folder.folder().listConnectionString(list));
     for (const bool commit : {false, true}) {
         Transaction transaction(connection);
@@ -232,7 +224,7 @@ void TestStorage::keysetStaysAsOpened()
     constexpr int count = 3 * Keyset::windowSize + 5;
     for (int i = 1; i <= count; ++i)
         addresses += QStringLiteral("r%1@example.org").arg(i);
-    const qint64 list = folder.addList(QStringLiteral("L"), addresses);
+    const qint64 list = folder.addList("L", addresses);
     Connection connection(folder.folder().listConnectionString(list));
     Keyset keyset(connection, QStringLiteral("*"), QStringLiteral(" where mid > 2"));
     connection.execute(QStringLiteral("delete from email where mid=200"));
