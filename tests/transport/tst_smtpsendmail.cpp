@@ -1,5 +1,6 @@
 #include "sendclient.h"
 #include "testcertificates.h"
+#include "testfiles.h"
 
 #include <QProcess>
 #include <QTcpServer>
@@ -186,20 +187,17 @@ void TestSmtpSendMail::writesAddressesAsTheyAre()
 void TestSmtpSendMail::sendsAttachments()
 {
     QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("big.bin")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(3'000'000, 'x'));
-    file.close();
     SmtpServer server;
     SendClient client(server);
-    client.mail.Attachments = file.fileName();
+    client.mail.Attachments =
+        writeFile(folder.filePath(QStringLiteral("big.bin")), QByteArray(3'000'000, 'x'));
     QList<int> percents;
     QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
     QCOMPARE(client.send(), QStringLiteral("sent"));
     QVERIFY(percents.size() > 10 && percents.last() == 100);
     QVERIFY(std::is_sorted(percents.begin(), percents.end()));
     QCOMPARE(server.messages().first().data.count("eHh4"), 1'000'000);
-    file.remove();
+    QVERIFY(QFile::remove(client.mail.Attachments));
     QVERIFY(client.send().startsWith(QLatin1String("The attachment big.bin cannot be read")));
     client.mail.Attachments.clear();
     QCOMPARE(client.send(), QStringLiteral("sent"));
@@ -211,12 +209,16 @@ void TestSmtpSendMail::encryptsAndLogsIn_data()
     QTest::addColumn<QByteArrayList>("methods");
     QTest::addColumn<bool>("startTls");
     QTest::addColumn<bool>("implicitTls");
-    QTest::newRow("PLAIN") << QByteArrayList{"PLAIN"} << false << false;
-    QTest::newRow("LOGIN") << QByteArrayList{"LOGIN"} << false << false;
-    QTest::newRow("CRAM-MD5") << QByteArrayList{"CRAM-MD5"} << false << false;
-    QTest::newRow("STARTTLS, no login") << QByteArrayList{} << true << false;
-    QTest::newRow("STARTTLS, PLAIN") << QByteArrayList{"PLAIN", "LOGIN"} << true << false;
-    QTest::newRow("smtps, LOGIN") << QByteArrayList{"LOGIN"} << false << true;
+    const auto row = [](const char *name, const QByteArrayList &methods, bool startTls = false,
+                        bool implicitTls = false) {
+        QTest::newRow(name) << methods << startTls << implicitTls;
+    };
+    row("PLAIN", {"PLAIN"});
+    row("LOGIN", {"LOGIN"});
+    row("CRAM-MD5", {"CRAM-MD5"});
+    row("STARTTLS, no login", {}, true);
+    row("STARTTLS, PLAIN", {"PLAIN", "LOGIN"}, true);
+    row("smtps, LOGIN", {"LOGIN"}, false, true);
 }
 
 void TestSmtpSendMail::encryptsAndLogsIn()
@@ -327,11 +329,7 @@ void TestSmtpSendMail::deliversToAForeignServer()
     client.mail.SenderName = QStringLiteral("Jürgen");
     client.mail.Subject = QStringLiteral("Grüße");
     client.mail.Body = QStringLiteral(".\nÄpfel\n");
-    QFile attached(folder.filePath(QStringLiteral("ü.txt")));
-    QVERIFY(attached.open(QIODevice::WriteOnly));
-    attached.write("attached");
-    attached.close();
-    client.mail.Attachments = attached.fileName();
+    client.mail.Attachments = writeFile(folder.filePath(QStringLiteral("ü.txt")), "attached");
     QCOMPARE(client.send(QStringLiteral("ö@bücher.example")), QStringLiteral("sent"));
     QCOMPARE(client.send(), QStringLiteral("sent"));
     client.mail.Disconnect();
