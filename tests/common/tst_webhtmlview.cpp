@@ -1,8 +1,8 @@
+#include "testfiles.h"
 #include "webhtmlview.h"
 
 #include <QApplication>
 #include <QDesktopServices>
-#include <QFile>
 #include <QImage>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -28,7 +28,10 @@ public slots:
     void noteUrl(const QUrl &url) { m_opened += url.toString(); }
 
 private:
-    QString write(const QString &name, const QByteArray &text) const;
+    QString write(const QString &name, const QByteArray &text) const
+    {
+        return writeFile(m_folder.filePath(name), text);
+    }
 
     QTemporaryDir m_folder;
     QTcpServer m_server;
@@ -64,15 +67,6 @@ const QColor blue(0, 0, 255);
 const QByteArray blueBlock = "<div style='background:#00f;width:40px;height:40px'></div>";
 
 } // namespace
-
-QString TestWebHtmlView::write(const QString &name, const QByteArray &text) const
-{
-    const QString path = m_folder.filePath(name);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
-        qFatal("Cannot write %s", qPrintable(path));
-    return path;
-}
 
 void TestWebHtmlView::initTestCase()
 {
