@@ -23,7 +23,6 @@ private slots:
     void mergesWhatTheBoxesHold();
     void writesHtmlForTheBrowser();
     void pagesInTheTab();
-    void movesInTheWindow_data();
     void movesInTheWindow();
     void emptyAndMissingLists();
 };
@@ -137,24 +136,8 @@ void TestPreview::pagesInTheTab()
     QVERIFY(person.op.told.isEmpty());
 }
 
-void TestPreview::movesInTheWindow_data()
-{
-    QTest::addColumn<Qt::Key>("key");
-    QTest::addColumn<bool>("control");
-    QTest::addColumn<int>("position"); // from the second of four
-    QTest::newRow("End") << Qt::Key_End << false << 4;
-    QTest::newRow("Up") << Qt::Key_Up << false << 1;
-    QTest::newRow("Ctrl+Up") << Qt::Key_Up << true << 1;
-    QTest::newRow("Page Down") << Qt::Key_PageDown << false << 3;
-    QTest::newRow("Ctrl+Page Down") << Qt::Key_PageDown << true << 4;
-    QTest::newRow("another") << Qt::Key_Right << false << 2;
-}
-
 void TestPreview::movesInTheWindow()
 {
-    QFETCH(Qt::Key, key);
-    QFETCH(bool, control);
-    QFETCH(int, position);
     Person person;
     person.folder.execute("insert into email (email) values ('d@x.org')", 1);
     frmPreview window(person.folder.folder(), person.op, person.clock,
@@ -164,14 +147,17 @@ void TestPreview::movesInTheWindow()
     QCOMPARE(window.windowTitle(), QStringLiteral("Preview [ Subject : News ]"));
     window.show();
     const auto *status = window.findChild<QLabel *>(QStringLiteral("lblStatus"));
+    const std::tuple<Qt::Key, Qt::KeyboardModifier, int> moves[] = {
+        {Qt::Key_Down, Qt::NoModifier, 2},          {Qt::Key_Right, Qt::NoModifier, 2},
+        {Qt::Key_PageDown, Qt::NoModifier, 3},      {Qt::Key_Up, Qt::NoModifier, 2},
+        {Qt::Key_End, Qt::NoModifier, 4},           {Qt::Key_Up, Qt::ControlModifier, 1},
+        {Qt::Key_PageDown, Qt::ControlModifier, 4}, {Qt::Key_Home, Qt::NoModifier, 1}};
     // Wherever the focus is: a button, a field, the body.
     for (const char *name : {"cmdNext", "txtFields2", "txtSource"}) {
-        auto *focus = window.findChild<QWidget *>(QLatin1String(name));
-        QTest::keyClick(focus, Qt::Key_Home);
-        QTest::keyClick(focus, Qt::Key_Down);
-        QCOMPARE(status->text(), QStringLiteral("Record: 2"));
-        QTest::keyClick(focus, key, control ? Qt::ControlModifier : Qt::NoModifier);
-        QCOMPARE(status->text(), QStringLiteral("Record: %1").arg(position));
+        for (const auto &[key, modifier, position] : moves) {
+            QTest::keyClick(window.findChild<QWidget *>(QLatin1String(name)), key, modifier);
+            QCOMPARE(status->text(), QStringLiteral("Record: %1").arg(position));
+        }
     }
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     QTest::keyClick(&window, Qt::Key_Escape);
