@@ -54,8 +54,8 @@ void TestSmtpFailures::beforeTheWire()
     QFETCH(QString, recipient);
     QFETCH(int, check);
     QFETCH(QString, reason);
-    SmtpServer server;
-    SendClient client(server);
+    Exchange exchange;
+    auto &[server, client] = exchange;
     client.mail.SenderAddress = sender;
     client.mail.AddressCheck = check;
     QCOMPARE(client.send(recipient), reason);
@@ -214,12 +214,8 @@ void TestSmtpFailures::sending()
     QFETCH(QString, reason);
     rule.times = 1;
     for (const bool together : {true, false}) {
-        ServerOptions options;
-        options.rules = {rule};
-        if (!together)
-            options.rules << withoutPipelining();
-        SmtpServer server(options);
-        SendClient client(server, timeoutsFor(options.rules));
+        Exchange exchange({rule}, together);
+        auto &[server, client] = exchange;
         if (rule.command == "DATA-BODY")
             client.mail.Body = QString(5'000'000, u'ä');
         QCOMPARE(client.send(), reason);

@@ -35,11 +35,8 @@ private slots:
 void TestSmtpSendMail::servesAllFromOneSession()
 {
     for (const bool together : {true, false}) {
-        ServerOptions options;
-        if (!together)
-            options.rules << withoutPipelining();
-        SmtpServer server(options);
-        SendClient client(server);
+        Exchange exchange({}, together);
+        auto &[server, client] = exchange;
         client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
         QList<int> percents;
         QObject::connect(&client.mail, &SendMail::Progress,
@@ -98,12 +95,8 @@ void TestSmtpSendMail::reopensADroppedSession()
 {
     QFETCH(ServerRule, end);
     for (const bool together : {true, false}) {
-        ServerOptions options;
-        options.rules = {end};
-        if (!together)
-            options.rules << withoutPipelining();
-        SmtpServer server(options);
-        SendClient client(server);
+        Exchange exchange({end}, together);
+        auto &[server, client] = exchange;
         QVERIFY(client.mail.Connect());
         for (int i = 0; i < 3; ++i)
             QCOMPARE(client.send(), QStringLiteral("sent"));
@@ -114,10 +107,8 @@ void TestSmtpSendMail::reopensADroppedSession()
 
 void TestSmtpSendMail::neverSendsAMessageTwice()
 {
-    ServerOptions options;
-    options.rules = {rule("DATA-END", Action::Drop, 1, 1)};
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange({rule("DATA-END", Action::Drop, 1, 1)});
+    auto &[server, client] = exchange;
     QCOMPARE(client.send(), QStringLiteral("sent"));
     QCOMPARE(client.send(), QStringLiteral("The connection to 127.0.0.1 was lost after the whole "
                                            "message; it may have been delivered"));
@@ -143,10 +134,8 @@ void TestSmtpSendMail::keepsTheSessionAfterARefusal()
 {
     QFETCH(QList<ServerRule>, rules);
     QFETCH(int, surplusDots);
-    ServerOptions options;
-    options.rules = rules;
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange(rules);
+    auto &[server, client] = exchange;
     for (int i = 0; i < 2; ++i)
         QCOMPARE(client.send(), QStringLiteral("550 5.7.1 Not now"));
     for (int i = 0; i < 2; ++i)
@@ -256,12 +245,9 @@ void TestSmtpSendMail::encryptsAndLogsIn()
 
 void TestSmtpSendMail::yieldsWhileAServerIsSlow()
 {
-    ServerOptions options;
     for (const char *command : {"CONNECT", "MAIL", "DATA-END", "QUIT"}) {
-        options.rules = {ServerRule{command}};
-        options.rules[0].delay = std::chrono::milliseconds(480);
-        SmtpServer server(options);
-        SendClient client(server);
+        Exchange exchange({delay(command, std::chrono::milliseconds(480))});
+        SendClient &client = exchange.client;
         QCOMPARE(client.send(), QStringLiteral("sent"));
         client.mail.Disconnect();
         // 30 slices pass; a busy machine may lose some.
@@ -271,12 +257,8 @@ void TestSmtpSendMail::yieldsWhileAServerIsSlow()
 
 void TestSmtpSendMail::turnsAwayCallsFromAYield()
 {
-    ServerRule slow{"DATA-END"};
-    slow.delay = std::chrono::milliseconds(100);
-    ServerOptions options;
-    options.rules = {slow};
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange({delay("DATA-END", std::chrono::milliseconds(100))});
+    auto &[server, client] = exchange;
     bool connected = true;
     client.yield.action = [&] {
         client.yield.action = nullptr;
@@ -294,9 +276,7 @@ void TestSmtpSendMail::turnsAwayCallsFromAYield()
 
 void TestSmtpSendMail::doesNotWaitForAGoodbye()
 {
-    ServerOptions options;
-    options.rules = {rule("QUIT", Action::Stall)};
-    SmtpServer server(options);
+    SmtpServer server(Exchange::options({rule("QUIT", Action::Stall)}));
     SmtpTimeouts timeouts;
     timeouts.quit = std::chrono::milliseconds(100);
     SendClient client(server, timeouts);
@@ -318,10 +298,11 @@ void TestSmtpSendMail::deliversToAForeignServer()
     QTemporaryDir folder;
     const QString box = folder.filePath(QStringLiteral("box"));
     QProcess server;
-    server.start(python, {QStringLiteral("-m"), QStringLiteral("aiosmtpd"), QStringLiteral("-n"),
-                          QStringLiteral("-u"), QStringLiteral("-l"),
-                          QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("-c"),
-                          QStringLiteral("aiosmtpd.handlers.Mailbox"), box});
+    server.start(python,
+                 QStringLiteral("-m aiosmtpd -n -u -l 127.0.0.1:%1 -c aiosmtpd.handlers.Mailbox")
+                         .arg(port)
+                         .split(u' ')
+                     << box);
     QVERIFY(server.waitForStarted());
 
     SendClient client(QStringLiteral("127.0.0.1:%1").arg(port));
@@ -334,25 +315,21 @@ void TestSmtpSendMail::deliversToAForeignServer()
     QCOMPARE(client.send(), QStringLiteral("sent"));
     client.mail.Disconnect();
 
+    const QString script = QStringLiteral(R"(
+import email, mailbox, sys
+from email import policy
+for m in mailbox.Maildir(sys.argv[1], create=False):
+    m = email.message_from_bytes(m.as_bytes(), policy=policy.default)
+    p = list(m.iter_attachments())[0]
+    print(ascii((m['subject'], m['from'].addresses[0].display_name, m.get_body().get_content(),
+                 p.get_filename(), p.get_content(), m.defects))))");
     QProcess reader;
-    reader.start(
-        python,
-        {QStringLiteral("-c"),
-         QStringLiteral("import email, mailbox, sys\n"
-                        "from email import policy\n"
-                        "for m in mailbox.Maildir(sys.argv[1], create=False):\n"
-                        "    m = email.message_from_bytes(m.as_bytes(), policy=policy.default)\n"
-                        "    p = list(m.iter_attachments())[0]\n"
-                        "    sys.stdout.buffer.write(repr((m['subject'], "
-                        "m['from'].addresses[0].display_name,\n"
-                        "        m.get_body().get_content(), p.get_filename(), p.get_content(),\n"
-                        "        m.defects)).encode() + b'\\n')\n"),
-         box});
+    reader.start(python, {QStringLiteral("-c"), script, box});
     QVERIFY(reader.waitForFinished());
-    const QString one =
-        QStringLiteral("('Grüße', 'Jürgen', '.\\nÄpfel', 'ü.txt', 'attached', [])\n");
-    QCOMPARE(QString::fromUtf8(reader.readAllStandardOutput() + reader.readAllStandardError()),
-             one + one);
+    const QByteArray one =
+        R"(('Gr\xfc\xdfe', 'J\xfcrgen', '.\n\xc4pfel', '\xfc.txt', 'attached', []))"
+        "\n";
+    QCOMPARE(reader.readAllStandardOutput() + reader.readAllStandardError(), one + one);
     server.kill();
     server.waitForFinished();
 }
