@@ -1,7 +1,5 @@
 #include "buttondialog.h"
 
-#include <QApplication>
-
 ButtonDialog::ButtonDialog(QWidget *parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint)
 {
@@ -9,28 +7,12 @@ ButtonDialog::ButtonDialog(QWidget *parent)
 
 void ButtonDialog::reject()
 {
-    if (m_programEnds)
+    if (m_quit.isMade())
         QDialog::reject();
 }
 
 void ButtonDialog::showEvent(QShowEvent *event)
 {
-    m_programEnds = false;
-    qApp->installEventFilter(this);
+    m_quit.watch();
     QDialog::showEvent(event);
-}
-
-void ButtonDialog::hideEvent(QHideEvent *event)
-{
-    qApp->removeEventFilter(this);
-    QDialog::hideEvent(event);
-}
-
-/// A program that is told to end (the desktop's session closes) closes its windows one by one, and
-/// stays when one of them refuses.
-bool ButtonDialog::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == qApp && event->type() == QEvent::Quit)
-        m_programEnds = true;
-    return QDialog::eventFilter(watched, event);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "quitrequest.h"
+
 #include <QDialog>
 
 /// A dialog that only its own buttons leave: its title bar has no Close item, and Escape and the
@@ -15,9 +17,6 @@ public:
 
 protected:
     void showEvent(QShowEvent *event) override;
-    void hideEvent(QHideEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
-private:
-    bool m_programEnds = false;
+    QuitRequest m_quit;
 };

@@ -60,7 +60,7 @@ std::optional<qsizetype> findOccurrence(const QString &text, qsizetype selection
                                         qsizetype selectionLength, const SearchTerms &terms);
 
 /// `text` with every occurrence replaced, from the beginning on; what was put in is not searched.
-QString replaceOccurrences(QString text, const SearchTerms &terms);
+QString replaceOccurrences(const QString &text, const SearchTerms &terms);
 
 // What the buttons do. All of them give the text the focus.
 

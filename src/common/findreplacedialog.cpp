@@ -32,13 +32,13 @@ void FindReplaceDialog::openFor(Mode mode, TextTarget &target)
         m_ui->txtReplace->clear();
         m_ui->chkWholeWord->setChecked(false);
         m_ui->chkMatchCase->setChecked(false);
-        m_ui->optDown->setChecked(true);
         for (QWidget *widget : std::initializer_list<QWidget *>{
                  m_ui->lblReplace, m_ui->txtReplace, m_ui->cmdReplace, m_ui->cmdReplaceAll})
             widget->setVisible(isReplace);
         m_ui->fmDirection->setVisible(!isReplace);
         adjustSize();
     }
+    m_ui->optDown->setChecked(true);
     show();
     raise();
     activateWindow();

@@ -1,15 +1,13 @@
 #pragma once
 
+#include "pacer.h"
 #include "yield.h"
-
-#include <chrono>
 
 /// Lets the window live during long work: yields whenever a frame's time has passed.
 class Pace
 {
 public:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::milliseconds slice{16};
 
     explicit Pace(Yield &yield)
         : m_yield(yield)
@@ -19,13 +17,11 @@ public:
     /// Cheap enough for every step of the work.
     void step()
     {
-        if (Clock::now() - m_last < slice)
-            return;
-        m_yield.yield();
-        m_last = Clock::now();
+        if (m_pacer.isDue())
+            m_yield.yield();
     }
 
 private:
     Yield &m_yield;
-    Clock::time_point m_last = Clock::now();
+    Pacer m_pacer{Pacer::frame};
 };

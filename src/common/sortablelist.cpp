@@ -97,7 +97,7 @@ void SortableList::setEmptyText(const QString &text)
 
 QByteArray SortableList::saveColumns() const
 {
-    return header()->saveState();
+    return m_widthsAreSet ? header()->saveState() : QByteArray();
 }
 
 void SortableList::restoreColumns(const QByteArray &state)
@@ -148,6 +148,7 @@ void SortableList::removeRow(int row)
     m_rows.removeRow(row);
     // The view would select a neighbour, and the next command would act on what nobody chose.
     clearSelection();
+    setCurrentIndex({});
 }
 
 int SortableList::selectedRow() const

@@ -23,7 +23,8 @@ public:
     /// Shown in place of rows while there are none.
     void setEmptyText(const QString &text);
 
-    /// The column widths as they are, for restoreColumns() of a later run.
+    /// The column widths that the person has set, for restoreColumns() of a later run; nothing
+    /// where they follow the list's width.
     QByteArray saveColumns() const;
     void restoreColumns(const QByteArray &state);
 

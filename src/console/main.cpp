@@ -10,6 +10,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include <cstdio>
 #include <vector>
 
 namespace
@@ -173,5 +174,9 @@ ExitStatus run(const QStringList &arguments)
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    return run(app.arguments());
+    const int status = run(app.arguments());
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return status;
+    printMessage(QStringLiteral("The result could not be written to standard output."));
+    return status == Complete ? StorageFailure : status;
 }

@@ -233,6 +233,7 @@ bool frmemail::saveRow()
     if (attempt([grid] { grid->recipients().saveChanges(); }))
         return true;
     grid->setEditable(true);
+    setEditing(true); // whatever led here: now the record is updated, or the typing undone
     goToRow(grid->recipients().changedRow());
     grid->setFocus();
     return false;

@@ -16,7 +16,7 @@ constexpr int listIdRole = Qt::UserRole;
 
 frmMerge::frmMerge(Kind kind, const ProgramFolder &folder, Operator &op, Yield &yield,
                    QWidget *parent)
-    : QDialog(parent)
+    : WorkDialog(parent)
     , m_ui(std::make_unique<Ui::frmMerge>())
     , m_kind(kind)
     , m_catalogue(folder)
@@ -75,9 +75,15 @@ bool frmMerge::prepare(const QString &target)
     m_ui->Combo1->setCurrentText(tr("Customer"));
     if (const int entry = m_ui->combMaillist->findText(target, Qt::MatchExactly); entry >= 0)
         m_ui->combMaillist->setCurrentIndex(entry);
-    (m_kind == Kind::Merge ? static_cast<QWidget *>(m_ui->txtListname) : m_ui->ListView1)
-        ->setFocus();
+    focusFirst();
     return true;
+}
+
+/// To what is to be filled in first, of what is still empty.
+void frmMerge::focusFirst()
+{
+    const bool needsName = m_kind == Kind::Merge && m_ui->txtListname->text().isEmpty();
+    (needsName ? static_cast<QWidget *>(m_ui->txtListname) : m_ui->ListView1)->setFocus();
 }
 
 void frmMerge::list_refresh()
@@ -112,20 +118,20 @@ void frmMerge::copy()
 {
     if (m_ui->ListView1->topLevelItemCount() == 0)
         return;
-    m_ui->txtLog->clear();
     setRunning(true);
     const ListCopy::Result result =
         m_kind == Kind::Merge
             ? m_copy.merge(tickedLists(), m_ui->txtListname->text(), m_ui->Combo1->currentText())
             : m_copy.append(tickedLists(), m_ui->combMaillist->currentData().toLongLong());
     setRunning(false);
+    if (result == ListCopy::Result::Refused)
+        focusFirst();
     m_isComplete = m_isComplete || result == ListCopy::Result::Complete;
 }
 
-void frmMerge::reject()
+void frmMerge::abortWork()
 {
     m_copy.abort();
-    QDialog::reject();
 }
 
 void frmMerge::setRunning(bool isRunning)
@@ -134,6 +140,11 @@ void frmMerge::setRunning(bool isRunning)
              m_ui->cmdOK, m_ui->combMaillist, m_ui->txtListname, m_ui->Combo1, m_ui->ListView1})
         widget->setEnabled(!isRunning);
     m_ui->cmdAbort->setEnabled(isRunning);
+}
+
+void frmMerge::clearLog()
+{
+    m_ui->txtLog->clear();
 }
 
 /// From its first line on, the log stands in the place of the lists.
@@ -155,10 +166,8 @@ void frmMerge::showCount(const QString &text)
     m_ui->lbMergeCount->setText(text);
 }
 
+/// Left during a copy, the window is gone before the operator is told that it was ended.
 void frmMerge::showWaiting(bool waiting)
 {
-    if (waiting)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    setWorking(waiting);
 }

@@ -2,8 +2,7 @@
 
 #include "listcatalogue.h"
 #include "listcopy.h"
-
-#include <QDialog>
+#include "workdialog.h"
 
 #include <memory>
 
@@ -14,7 +13,7 @@ class frmMerge;
 
 /// The windows that copy the recipients of ticked lists into one list: a new one (merge), or one
 /// that is there (append). Each is made once and hidden between uses.
-class frmMerge final : public QDialog, private ListCopyView
+class frmMerge final : public WorkDialog, private ListCopyView
 {
     Q_OBJECT
 
@@ -33,17 +32,18 @@ public:
     /// when a copy went to its end.
     bool run(const QString &target = {});
 
-public slots:
-    /// Hides the window; a copy in progress ends after the record it is on.
-    void reject() override;
+protected:
+    void abortWork() override;
 
 private:
+    void focusFirst();
     bool prepare(const QString &target);
     void list_refresh();
     std::vector<ListCopy::Source> tickedLists() const;
     void copy();
     void setRunning(bool isRunning);
 
+    void clearLog() override;
     void appendLog(const QString &text) override;
     void showStatus(const QString &text) override;
     void showCount(const QString &text) override;

@@ -5,12 +5,7 @@
 
 #include "operator.h"
 #include "storageerror.h"
-#include "toolbarkeys.h"
 #include "waitpointer.h"
-#include "windowlayout.h"
-
-#include <QShortcut>
-#include <QShowEvent>
 
 namespace
 {
@@ -46,7 +41,7 @@ QString report(const StorageError &error)
 
 frmMgrList::frmMgrList(const ProgramFolder &folder, Operator &op, ListCommands commands,
                        QWidget *parent)
-    : QDialog(parent)
+    : CatalogueWindow(parent)
     , m_catalogue(folder)
     , m_op(op)
     , m_commands(std::move(commands))
@@ -55,66 +50,39 @@ frmMgrList::frmMgrList(const ProgramFolder &folder, Operator &op, ListCommands c
 {
     m_ui->setupUi(this);
     m_ui->ViewDetails->setObjectName(QStringLiteral("View Details"));
-    letTabReachButtons(*m_ui->Toolbar1);
-    m_ui->ListView1->setColumns(listColumns());
-    const QIcon icon = QIcon::fromTheme(QStringLiteral("x-office-address-book"));
-    m_ui->ListView1->setIcons(icon, icon);
+    setUp({m_ui->ListView1, m_ui->combType, m_ui->txtSearch, m_ui->cmdSearch, m_ui->Toolbar1,
+           m_ui->Delete},
+          listColumns(), ListId, QIcon::fromTheme(QStringLiteral("x-office-address-book")));
     connectCommands();
-    restoreWindowLayout(*this, *m_ui->ListView1);
 }
 
-frmMgrList::~frmMgrList()
-{
-    // Hiding saves the layout: not later, when the list is gone.
-    hide();
-}
+frmMgrList::~frmMgrList() = default;
 
 void frmMgrList::connectCommands()
 {
-    connect(m_ui->New, &QAction::triggered, this, [this] { selectingNewList(m_commands.create); });
+    const auto makes = [this](QAction *action, const std::function<void()> &command) {
+        connect(action, &QAction::triggered, this, [this, command] {
+            selectingNew([&] {
+                command();
+                return true;
+            });
+        });
+    };
+    makes(m_ui->New, m_commands.create);
+    makes(m_ui->Merge, m_commands.merge);
+    makes(m_ui->Append, [this] { append(); });
     connect(m_ui->Copy, &QAction::triggered, this, &frmMgrList::duplicate);
     connect(m_ui->Properties, &QAction::triggered, this, &frmMgrList::edit);
-    connect(m_ui->Delete, &QAction::triggered, this, &frmMgrList::deleteSelected);
     connect(m_ui->Open, &QAction::triggered, this, [this] {
-        withSelected([this](const MailList &list) {
+        withList([this](const MailList &list) {
             m_commands.import(list);
             list_refresh();
         });
     });
-    connect(m_ui->Export, &QAction::triggered, this,
-            [this] { withSelected(m_commands.exportList); });
-    connect(m_ui->Merge, &QAction::triggered, this, [this] { selectingNewList(m_commands.merge); });
-    connect(m_ui->Append, &QAction::triggered, this, &frmMgrList::append);
+    connect(m_ui->Export, &QAction::triggered, this, [this] { withList(m_commands.exportList); });
     connect(m_ui->ViewDetails, &QAction::triggered, this, &frmMgrList::browse);
-    connect(m_ui->Search, &QAction::triggered, this, [this] {
-        withSelected([this](const MailList &list) { m_commands.findJobs(list.id); });
-    });
-    SortableList *list = m_ui->ListView1;
-    connect(list, &SortableList::rowDoubleClicked, this, &frmMgrList::browse);
-    connect(list, &SortableList::rowEntered, this, &frmMgrList::browse);
-    // Del in the search box means the box's text.
-    new QShortcut(Qt::Key_Delete, list, this, &frmMgrList::deleteSelected, Qt::WidgetShortcut);
-    connect(m_ui->cmdSearch, &QPushButton::clicked, this, &frmMgrList::list_refresh);
-}
-
-void frmMgrList::showEvent(QShowEvent *event)
-{
-    QDialog::showEvent(event);
-    if (event->spontaneous())
-        return;
-    m_ui->combType->setCurrentIndex(0);
-    m_ui->txtSearch->clear();
-    m_ui->ListView1->setRows({});
-    list_refresh();
-    m_ui->ListView1->sortDescending(ListId);
-    m_ui->ListView1->selectRow(0);
-    m_ui->ListView1->setFocus();
-}
-
-void frmMgrList::hideEvent(QHideEvent *event)
-{
-    saveWindowLayout(*this, *m_ui->ListView1);
-    QDialog::hideEvent(event);
+    connect(m_ui->Search, &QAction::triggered, this,
+            [this] { withList([this](const MailList &list) { m_commands.findJobs(list.id); }); });
 }
 
 /// A failure is told and leaves the rows as they are.
@@ -139,46 +107,37 @@ void frmMgrList::list_refresh()
         if (list->selectedRow() >= 0)
             list->setFocus();
     } catch (const StorageError &e) {
-        list->setEmptyText(tr("The lists could not be read."));
+        if (text.isEmpty())
+            list->setEmptyText(tr("The lists could not be read."));
         m_op.tell(report(e), tr("Error"));
     }
     for (const QString &failure : failures)
         m_op.tell(failure);
 }
 
-void frmMgrList::selectingNewList(const std::function<void()> &command)
-{
-    const qint64 highest = m_ui->ListView1->highestNumber();
-    command();
-    list_refresh();
-    m_ui->ListView1->selectNewerThan(highest);
-}
-
 void frmMgrList::duplicate()
 {
-    withSelected([this](const MailList &list) {
-        selectingNewList([&] {
+    withList([this](const MailList &list) {
+        selectingNew([&] {
             try {
                 const WaitPointer pointer;
                 m_catalogue.duplicate(list);
             } catch (const StorageError &e) {
                 m_op.tell(e.description());
             }
+            return true;
         });
     });
 }
 
 void frmMgrList::edit()
 {
-    withSelected([this](MailList list) {
+    withList([this](MailList list) {
         if (!m_editor->edit(list))
             return;
         try {
             m_catalogue.rename(list.id, list.name, list.type);
-            const int row = m_ui->ListView1->rowOf(list.id);
-            m_ui->ListView1->selectRow(row);
-            m_ui->ListView1->setFocus();
-            m_ui->ListView1->setCells(row, listRow(list).cells);
+            showEdited(listRow(list));
         } catch (const StorageError &e) {
             m_op.tell(report(e), tr("Error"));
         }
@@ -187,12 +146,12 @@ void frmMgrList::edit()
 
 void frmMgrList::deleteSelected()
 {
-    withSelected([this](const MailList &list) {
+    withList([this](const MailList &list) {
         if (!m_op.ask(tr("Delete : %1").arg(list.name), tr("Delete ")))
             return;
         try {
             if (m_catalogue.remove(list.id))
-                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(list.id));
+                removeDeleted(list.id);
             else
                 m_op.tell(tr("You cannot delete this maillist, becase it is being used in other "
                              "jobs !"),
@@ -206,27 +165,23 @@ void frmMgrList::deleteSelected()
 
 void frmMgrList::append()
 {
-    selectingNewList([this] {
-        const int selected = m_ui->ListView1->selectedRow();
-        if (selected < 0)
-            return m_commands.append(nullptr);
-        const MailList list = mailList(m_ui->ListView1->row(selected));
-        m_commands.append(&list);
-    });
+    const int selected = m_ui->ListView1->selectedRow();
+    if (selected < 0)
+        return m_commands.append(nullptr);
+    const MailList list = mailList(m_ui->ListView1->row(selected));
+    m_commands.append(&list);
 }
 
 void frmMgrList::browse()
 {
-    withSelected([this](const MailList &list) {
+    withList([this](const MailList &list) {
         const bool isAddressSearch = m_ui->combType->currentIndex() == ListCatalogue::EmailAddress;
         m_commands.browse(list, isAddressSearch ? m_ui->txtSearch->text().trimmed() : QString());
         list_refresh();
     });
 }
 
-void frmMgrList::withSelected(const std::function<void(const MailList &)> &action)
+void frmMgrList::withList(const std::function<void(const MailList &)> &action)
 {
-    const int selected = m_ui->ListView1->selectedRow();
-    if (selected >= 0)
-        action(mailList(m_ui->ListView1->row(selected)));
+    withSelected([&](const ListRow &row) { action(mailList(row)); });
 }

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "cataloguewindow.h"
 #include "listcatalogue.h"
-
-#include <QDialog>
 
 #include <functional>
 #include <memory>
@@ -31,7 +30,7 @@ struct ListCommands {
 
 /// The Maillist Manager: finds, duplicates, renames and deletes lists, and leads to the windows in
 /// which they are made and filled. It is made once and hidden between uses.
-class frmMgrList final : public QDialog
+class frmMgrList final : public CatalogueWindow
 {
     Q_OBJECT
 
@@ -41,23 +40,17 @@ public:
                QWidget *parent = nullptr);
     ~frmMgrList() override;
 
-protected:
-    /// Begins every use with all lists, the newest first.
-    void showEvent(QShowEvent *event) override;
-    void hideEvent(QHideEvent *event) override;
-
 private:
     void connectCommands();
-    void list_refresh();
-    /// Runs a command that may make a list, and selects the one that it made.
-    void selectingNewList(const std::function<void()> &command);
+    void list_refresh() override;
+    void enterSelected() override { browse(); }
+    void deleteSelected() override;
     void duplicate();
     void edit();
-    void deleteSelected();
     void append();
     void browse();
     /// Runs `action` on the selected list, where one is selected.
-    void withSelected(const std::function<void(const MailList &)> &action);
+    void withList(const std::function<void(const MailList &)> &action);
 
     ListCatalogue m_catalogue;
     Operator &m_op;

@@ -23,16 +23,6 @@ namespace
 
 const QString lineEnd = QStringLiteral("\r\n");
 
-QString logLine(qint64 number, std::span<const std::string> fields, QString refusal)
-{
-    QStringList cells{QString::number(number)};
-    for (const std::string &field : fields)
-        // As the statement shows it to somebody who wants to try it by hand.
-        cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
-    cells += refusal.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
-    return cells.join(QLatin1Char('\t')) + lineEnd;
-}
-
 } // namespace
 
 ListCopy::ListCopy(const ProgramFolder &folder, Operator &op, ListCopyView &view, Yield &yield,
@@ -83,6 +73,7 @@ ListCopy::Result ListCopy::run(const Texts &texts, const std::vector<Source> &so
 {
     m_abort = false;
     m_log.clear();
+    m_view.clearLog();
     m_view.appendLog(QStringLiteral("Error Log:") + lineEnd);
     m_view.showWaiting(true);
     Result result = Result::Failed;
@@ -91,6 +82,9 @@ ListCopy::Result ListCopy::run(const Texts &texts, const std::vector<Source> &so
         if (result == Result::Complete)
             storeRecipientCount(m_folder, target);
     } catch (const StorageError &e) {
+        m_view.appendLog(std::exchange(m_log, {}));
+        m_view.showStatus({});
+        m_view.showCount({});
         m_view.showWaiting(false);
         tellError(texts, e);
         return Result::Failed;
@@ -120,7 +114,9 @@ ListCopy::Result ListCopy::copyAll(const Texts &texts, const std::vector<Source>
 void ListCopy::copyList(const Texts &texts, const Source &source, Connection &target)
 {
     RecipientInserter inserter(target, [this](auto number, auto fields, const QString &why) {
-        m_log += logLine(number, fields, why);
+        QString oneLine = why;
+        oneLine.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
+        m_log += refusalLine(number, fields, oneLine) + lineEnd;
     });
     Pacer pacer(m_paintEvery);
     RecipientRecord record;

@@ -18,6 +18,7 @@ class ListCopyView
 public:
     virtual ~ListCopyView() = default;
 
+    virtual void clearLog() = 0;
     /// Adds to the log; `text` is one line or many, each ended by CR LF. The first is "Error Log:".
     virtual void appendLog(const QString &text) = 0;
     /// Which source list is being copied; empty at the end.

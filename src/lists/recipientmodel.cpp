@@ -4,6 +4,8 @@
 #include <QScopeGuard>
 #include <QTimerEvent>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -146,7 +148,9 @@ void RecipientModel::saveChanges()
 {
     if (m_changedRow < 0)
         return;
-    if (m_isAdded && m_changes.isEmpty())
+    const bool isBlank = std::all_of(m_changes.cbegin(), m_changes.cend(),
+                                     [](const QString &text) { return text.isEmpty(); });
+    if (m_isAdded && isBlank)
         return dropRow(m_changedRow);
     if (m_isAdded) {
         m_rows->append(insertRecipient(m_listConnectionString, m_changes));

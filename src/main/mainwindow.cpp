@@ -391,8 +391,7 @@ void Main::closeEvent(QCloseEvent *event)
     }
     saveLayout();
     Timer2.stop();
-    m_run.reset();
-    poSendMail.reset();
-    m_windows->unload();
+    // The other windows go with this one, not now: a program that is told to end closes all of them
+    // while the commands that opened them still wait for their end.
     event->accept();
 }

@@ -1,5 +1,6 @@
 // Quillbright: the program with its windows.
 
+#include "appearance.h"
 #include "mainwindow.h"
 
 #include "clock.h"
@@ -14,8 +15,6 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QIcon>
-#include <QPalette>
 
 #ifdef Q_OS_UNIX
 #include <unistd.h>
@@ -43,13 +42,7 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quillbright"));
     QApplication::setApplicationVersion(QStringLiteral(QUILLBRIGHT_VERSION));
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/quillbright.svg")));
-    // The desktop's own theme wins where it has the icon.
-    const bool isDark = QApplication::palette().window().color().lightness() < 128;
-    const QString breeze = isDark ? QStringLiteral("breeze-dark") : QStringLiteral("breeze");
-    QIcon::setFallbackThemeName(breeze);
-    if (QIcon::themeName().isEmpty() || QIcon::themeName() == QLatin1String("hicolor"))
-        QIcon::setThemeName(breeze);
+    setUpAppearance();
 
     QCommandLineParser parser;
     parser.addHelpOption();

@@ -2,6 +2,7 @@
 
 #include "joblistpanel.h"
 #include "statuspanels.h"
+#include "waitpointer.h"
 
 #include <QProgressBar>
 
@@ -31,10 +32,7 @@ void RunScreen::showProgress(float percent)
 
 void RunScreen::showWaiting(bool waiting)
 {
-    if (waiting)
-        m_window.setCursor(Qt::WaitCursor);
-    else
-        m_window.unsetCursor();
+    ::showWaiting(m_window, waiting);
 }
 
 void RunScreen::setRunning(bool running)

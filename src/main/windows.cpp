@@ -21,8 +21,20 @@
 #include "operator.h"
 #include "programfolder.h"
 
+#include <QApplication>
+#include <QWindow>
+
 namespace
 {
+
+/// Keeps the window above the one that it is opened from, which need not be its parent.
+void placeAbove(QWidget &window, const QWidget *opener)
+{
+    if (!opener || opener == &window || !opener->windowHandle())
+        return;
+    window.winId(); // makes the handle
+    window.windowHandle()->setTransientParent(opener->windowHandle());
+}
 
 /// The window, made of these arguments when it is not there yet.
 template <typename Window, typename... Arguments>
@@ -30,6 +42,8 @@ Window &made(std::unique_ptr<Window> &window, Arguments &&...arguments)
 {
     if (!window)
         window = std::make_unique<Window>(std::forward<Arguments>(arguments)...);
+    const QWidget *modal = QApplication::activeModalWidget();
+    placeAbove(*window, modal ? modal : window->parentWidget());
     return *window;
 }
 
@@ -47,7 +61,21 @@ Windows::Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendM
 
 Windows::~Windows()
 {
-    unload();
+    m_mgrList.reset();
+    m_newList.reset();
+    m_newMail.reset();
+    m_mgrMsg.reset();
+    m_import.reset();
+    m_newJob.reset();
+    m_options.reset();
+    m_export.reset();
+    m_exportData.reset();
+    m_imWebFile.reset();
+    m_send.reset();
+    m_merge.reset();
+    m_append.reset();
+    m_browser.reset();
+    m_preview.reset();
 }
 
 Settings Windows::current() const
@@ -175,25 +203,6 @@ MessageCommands Windows::messageCommands()
                 m_jobs.search(JobListPanel::EmailIdEquals, QString::number(number));
             },
     };
-}
-
-void Windows::unload()
-{
-    m_mgrList.reset();
-    m_newList.reset();
-    m_newMail.reset();
-    m_mgrMsg.reset();
-    m_import.reset();
-    m_newJob.reset();
-    m_options.reset();
-    m_export.reset();
-    m_exportData.reset();
-    m_imWebFile.reset();
-    m_send.reset();
-    m_merge.reset();
-    m_append.reset();
-    m_browser.reset();
-    m_preview.reset();
 }
 
 frmPinfo &Windows::options() const

@@ -60,9 +60,6 @@ public:
     /// The recipients of a list that the query selects.
     void exportRecipients(const QString &listConnectionString, const RecipientQuery &query);
 
-    /// Unloads them all, in their order.
-    void unload();
-
 private:
     ListCommands listCommands();
     MessageCommands messageCommands();
@@ -77,7 +74,7 @@ private:
     QWidget &m_owner;
     SettingsStore m_store;
 
-    // In the order in which they are unloaded.
+    // In the order in which they are unloaded when the object goes.
     std::unique_ptr<frmMgrList> m_mgrList;
     std::unique_ptr<frmNewList> m_newList;
     std::unique_ptr<frmNewMail> m_newMail;

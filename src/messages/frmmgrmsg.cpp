@@ -5,11 +5,6 @@
 #include "messagecatalogue.h"
 #include "operator.h"
 #include "storageerror.h"
-#include "toolbarkeys.h"
-#include "windowlayout.h"
-
-#include <QShortcut>
-#include <QShowEvent>
 
 namespace
 {
@@ -36,65 +31,32 @@ ListRow listRow(const MessageHead &message)
 
 frmMgrMsg::frmMgrMsg(const ProgramFolder &folder, Operator &op, MessageCommands commands,
                      QWidget *parent)
-    : QDialog(parent)
+    : CatalogueWindow(parent)
     , m_folder(folder)
     , m_op(op)
     , m_commands(std::move(commands))
     , m_ui(std::make_unique<Ui::frmMgrMsg>())
 {
     m_ui->setupUi(this);
-    letTabReachButtons(*m_ui->Toolbar1);
-    m_ui->ListView1->setColumns(messageColumns());
-    const QIcon icon = QIcon::fromTheme(QStringLiteral("mail-message"));
-    m_ui->ListView1->setIcons(icon, icon);
+    setUp({m_ui->ListView1, m_ui->combType, m_ui->txtSearch, m_ui->cmdSearch, m_ui->Toolbar1,
+           m_ui->Delete},
+          messageColumns(), MailId, QIcon::fromTheme(QStringLiteral("mail-message")));
     connectCommands();
-    restoreWindowLayout(*this, *m_ui->ListView1);
 }
 
-frmMgrMsg::~frmMgrMsg()
-{
-    // Hiding saves the layout: not later, when the list is gone.
-    hide();
-}
+frmMgrMsg::~frmMgrMsg() = default;
 
 void frmMgrMsg::connectCommands()
 {
-    connect(m_ui->New, &QAction::triggered, this, &frmMgrMsg::newMessage);
+    connect(m_ui->New, &QAction::triggered, this, [this] { selectingNew(m_commands.create); });
     connect(m_ui->Copy, &QAction::triggered, this, &frmMgrMsg::duplicate);
     connect(m_ui->Properties, &QAction::triggered, this, &frmMgrMsg::edit);
-    connect(m_ui->Delete, &QAction::triggered, this, &frmMgrMsg::deleteSelected);
     connect(m_ui->MAILLIST, &QAction::triggered, this, [this] {
         withSelected([this](const ListRow &row) { m_commands.sendTest(row.number); });
     });
     connect(m_ui->Search, &QAction::triggered, this, [this] {
         withSelected([this](const ListRow &row) { m_commands.findJobs(row.number); });
     });
-    SortableList *list = m_ui->ListView1;
-    connect(list, &SortableList::rowDoubleClicked, this, &frmMgrMsg::edit);
-    connect(list, &SortableList::rowEntered, this, &frmMgrMsg::edit);
-    // Del in the search box means the box's text.
-    new QShortcut(Qt::Key_Delete, list, this, &frmMgrMsg::deleteSelected, Qt::WidgetShortcut);
-    connect(m_ui->cmdSearch, &QPushButton::clicked, this, &frmMgrMsg::list_refresh);
-}
-
-void frmMgrMsg::showEvent(QShowEvent *event)
-{
-    QDialog::showEvent(event);
-    if (event->spontaneous())
-        return;
-    m_ui->combType->setCurrentIndex(0);
-    m_ui->txtSearch->clear();
-    m_ui->ListView1->setRows({});
-    list_refresh();
-    m_ui->ListView1->sortDescending(MailId);
-    m_ui->ListView1->selectRow(0);
-    m_ui->ListView1->setFocus();
-}
-
-void frmMgrMsg::hideEvent(QHideEvent *event)
-{
-    saveWindowLayout(*this, *m_ui->ListView1);
-    QDialog::hideEvent(event);
 }
 
 /// A failure leaves the rows as they are.
@@ -114,30 +76,22 @@ void frmMgrMsg::list_refresh()
                                : tr("No message matches the search. Search for an empty text to "
                                     "see every message."));
     } catch (const StorageError &) {
-        list->setEmptyText(tr("The messages could not be read."));
+        if (text.isEmpty())
+            list->setEmptyText(tr("The messages could not be read."));
     }
-}
-
-void frmMgrMsg::newMessage()
-{
-    const qint64 highest = m_ui->ListView1->highestNumber();
-    if (!m_commands.create())
-        return;
-    list_refresh();
-    m_ui->ListView1->selectNewerThan(highest);
 }
 
 void frmMgrMsg::duplicate()
 {
     withSelected([this](const ListRow &row) {
-        const qint64 highest = m_ui->ListView1->highestNumber();
-        try {
-            duplicateMessage(m_folder, row.number);
-        } catch (const StorageError &) {
-            return; // no copy in the list tells it
-        }
-        list_refresh();
-        m_ui->ListView1->selectNewerThan(highest);
+        selectingNew([&] {
+            try {
+                duplicateMessage(m_folder, row.number);
+                return true;
+            } catch (const StorageError &) {
+                return false; // no copy in the list tells it
+            }
+        });
     });
 }
 
@@ -149,12 +103,7 @@ void frmMgrMsg::edit()
         if (!m_commands.edit(row.number, caption))
             return;
         try {
-            const MessageHead saved = messageHead(m_folder, row.number);
-            SortableList *list = m_ui->ListView1;
-            const int index = list->rowOf(saved.number);
-            list->selectRow(index);
-            list->setFocus();
-            list->setCells(index, listRow(saved).cells);
+            showEdited(listRow(messageHead(m_folder, row.number)));
         } catch (const StorageError &e) {
             m_op.tell(e.report(), tr("Error"));
         }
@@ -168,7 +117,7 @@ void frmMgrMsg::deleteSelected()
             return;
         try {
             if (deleteMessage(m_folder, row.number))
-                m_ui->ListView1->removeRow(m_ui->ListView1->rowOf(row.number));
+                removeDeleted(row.number);
             else
                 m_op.tell(tr("You cannot delete this email, becase it is being used in other "
                              "jobs !"),
@@ -177,14 +126,4 @@ void frmMgrMsg::deleteSelected()
             m_op.tell(e.report(), tr("Error"));
         }
     });
-}
-
-void frmMgrMsg::withSelected(const std::function<void(const ListRow &)> &action)
-{
-    const int selected = m_ui->ListView1->selectedRow();
-    if (selected < 0)
-        return;
-    // A copy, since the action may fill the list anew.
-    const ListRow row = m_ui->ListView1->row(selected);
-    action(row);
 }

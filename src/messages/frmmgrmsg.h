@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QDialog>
+#include "cataloguewindow.h"
 
 #include <functional>
 #include <memory>
 
 class Operator;
 class ProgramFolder;
-struct ListRow;
 
 namespace Ui
 {
@@ -28,7 +27,7 @@ struct MessageCommands {
 
 /// The Email Manager: finds, duplicates and deletes messages, and leads to the windows in which
 /// they are written and tried. It is made once and hidden between uses.
-class frmMgrMsg final : public QDialog
+class frmMgrMsg final : public CatalogueWindow
 {
     Q_OBJECT
 
@@ -38,20 +37,13 @@ public:
               QWidget *parent = nullptr);
     ~frmMgrMsg() override;
 
-protected:
-    /// Begins every use with all messages, the newest first.
-    void showEvent(QShowEvent *event) override;
-    void hideEvent(QHideEvent *event) override;
-
 private:
     void connectCommands();
-    void list_refresh();
-    void newMessage();
+    void list_refresh() override;
+    void enterSelected() override { edit(); }
+    void deleteSelected() override;
     void duplicate();
     void edit();
-    void deleteSelected();
-    /// Runs `action` on the selected row, where one is selected.
-    void withSelected(const std::function<void(const ListRow &)> &action);
 
     const ProgramFolder &m_folder;
     Operator &m_op;

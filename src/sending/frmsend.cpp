@@ -7,6 +7,7 @@
 #include "programfolder.h"
 #include "sendmail.h"
 #include "testsend.h"
+#include "waitpointer.h"
 
 frmSend::frmSend(const ProgramFolder &folder, const LiveSettings &settings, Operator &op,
                  std::function<void()> showOptions, QWidget *parent)
@@ -48,7 +49,7 @@ void frmSend::sendTest(qint64 msgid, SendMail &poSendMail2)
 
 void frmSend::reject()
 {
-    // The program ends after the send, which needs its mail component.
+    // A program that is told to end does so after the send, which needs its mail component.
     if (m_ui->cmdCancel->isEnabled())
         ButtonDialog::reject();
 }
@@ -68,6 +69,7 @@ void frmSend::send()
         m_op.tell(tr("Send success !"));
         hide();
     }
+    m_quit.repeat();
 }
 
 /// The window lives while the server is slow, but nothing can be pressed.
@@ -75,8 +77,5 @@ void frmSend::setSending(bool isSending)
 {
     m_ui->cmdCancel->setEnabled(!isSending);
     m_ui->cmdSend->setEnabled(!isSending);
-    if (isSending)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    showWaiting(*this, isSending);
 }

@@ -20,8 +20,7 @@ TestSend::TestSend(SendMail &mail, const LiveSettings &settings, Operator &op)
     , m_operator(op)
 {
     connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
-        m_failed = true;
-        m_failure = QString(explanation).remove(QLatin1Char('"')).left(maxFailure);
+        m_failures += QString(explanation).remove(QLatin1Char('"')).left(maxFailure);
     });
 }
 
@@ -45,19 +44,18 @@ TestSend::Obstacle TestSend::check(const JobMessage &message, const QString &add
 
 bool TestSend::send(const JobMessage &message, const QString &address)
 {
-    m_failed = false;
+    m_failures.clear();
     try {
         setValues(message, address);
         m_mail.Send();
         m_mail.Disconnect();
     } catch (const std::exception &e) {
-        m_failed = true;
-        m_failure = QString::fromUtf8(e.what());
+        m_failures += QString::fromUtf8(e.what());
     }
     // Told after the session's end, which would not wait until the message was read.
-    if (m_failed)
-        m_operator.tell(m_failure);
-    return !m_failed;
+    for (const QString &failure : m_failures)
+        m_operator.tell(failure);
+    return m_failures.isEmpty();
 }
 
 /// The address check stays as the last run has set it.

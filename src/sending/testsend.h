@@ -29,6 +29,5 @@ private:
     SendMail &m_mail;
     const LiveSettings &m_settings;
     Operator &m_operator;
-    QString m_failure;
-    bool m_failed = false;
+    QStringList m_failures; ///< of the last send
 };

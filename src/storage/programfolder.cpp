@@ -89,8 +89,9 @@ void ProgramFolder::createListDatabase(qint64 listId) const
     const QString target = listDatabaseFile(listId);
     if (!QDir().mkpath(file(QStringLiteral("data"))))
         fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
-    if (QFile::exists(target))
-        fail(QStringLiteral("The file %1 exists already.").arg(target));
+    // A stranger, since numbers are not used twice: of another catalogue that once lay here.
+    if (QFile::exists(target) && !QFile::rename(target, target + QStringLiteral(".old")))
+        fail(QStringLiteral("The file %1 is in the way, and cannot be renamed.").arg(target));
     copyDatabase(file(QStringLiteral("mtemplate.mdb")), target);
 }
 

@@ -24,7 +24,7 @@ public:
     QString listDatabaseFile(qint64 listId) const;
 
     /// Makes list `listId`'s database as a copy of the empty template, and the data folder where it
-    /// is missing. An existing file is an error. Throws StorageError.
+    /// is missing. A file of that name is kept as "m<number>.mdb.old". Throws StorageError.
     void createListDatabase(qint64 listId) const;
     /// Copies the database of `from` over that of `to`. Throws StorageError; a failed copy leaves
     /// what was there.

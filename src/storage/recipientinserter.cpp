@@ -34,6 +34,15 @@ bool isRefusal(const StorageError &error)
 
 } // namespace
 
+QString refusalLine(qint64 number, std::span<const std::string> fields, const QString &why)
+{
+    QStringList cells{QString::number(number)};
+    for (const std::string &field : fields)
+        cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
+    cells += why;
+    return cells.join(QLatin1Char('\t'));
+}
+
 RecipientInserter::RecipientInserter(Connection &list, Refused refused)
     : m_list(list)
     , m_refused(std::move(refused))

@@ -9,6 +9,10 @@
 #include <optional>
 #include <vector>
 
+/// The line that an error log has for a record that a list refused, without its end: `number`, the
+/// fields as a statement would hold them, and why, parted by tabs.
+QString refusalLine(qint64 number, std::span<const std::string> fields, const QString &why);
+
 /// Adds recipients to a list, many to a commit. No commit waits longer than a tenth of a second,
 /// so that this is the most that a crash of the program can lose; what was there at finish()
 /// survives a power cut too. What is not committed when it goes is undone.

@@ -1,5 +1,6 @@
 #include "curlwebfetch.h"
 
+#include "gunzip.h"
 #include "webtext.h"
 
 #include <QUrl>
@@ -14,6 +15,7 @@ constexpr long mostRedirects = 10;
 
 struct Cleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
+    void operator()(curl_slist *list) const { curl_slist_free_all(list); }
 };
 
 bool isWeb(const QUrl &url)
@@ -81,8 +83,11 @@ CurlWebFetch::~CurlWebFetch()
 
 WebDocument CurlWebFetch::fetch(const QString &address)
 {
-    const QUrl url = QUrl::fromUserInput(address);
-    if (const QString fault = addressFault(address.trimmed(), url); !fault.isEmpty())
+    const QString typed = address.trimmed();
+    // What has a scheme needs no guess, which would make a host "http" of a port out of range.
+    const QUrl url =
+        typed.contains(QLatin1String("://")) ? QUrl(typed) : QUrl::fromUserInput(typed);
+    if (const QString fault = addressFault(typed, url); !fault.isEmpty())
         return {{}, {}, fault};
 
     m_aborted = m_isTooLarge = false;
@@ -91,8 +96,15 @@ WebDocument CurlWebFetch::fetch(const QString &address)
     m_detail.fill('\0');
     const std::unique_ptr<CURL, Cleanup> easy(curl_easy_init());
     configure(easy.get(), url.toEncoded(QUrl::RemoveFragment));
+    // The library could decompress by itself, but takes a document that is cut off for a whole one.
+    const std::unique_ptr<curl_slist, Cleanup> headers(
+        curl_slist_append(nullptr, "Accept-Encoding: gzip"));
+    curl_easy_setopt(easy.get(), CURLOPT_HTTPHEADER, headers.get());
     const CURLcode code = run(easy.get());
-    if (const QString fault = failure(easy.get(), code); !fault.isEmpty())
+    QString fault = failure(easy.get(), code);
+    if (fault.isEmpty())
+        fault = decompress(easy.get());
+    if (!fault.isEmpty())
         return {{}, {}, fault};
     const char *contentType = nullptr;
     curl_easy_getinfo(easy.get(), CURLINFO_CONTENT_TYPE, &contentType);
@@ -112,7 +124,6 @@ void CurlWebFetch::configure(CURL *easy, const QByteArray &address)
     // Some sites lead in a circle until a cookie comes back. They are forgotten afterwards.
     curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
     curl_easy_setopt(easy, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_IGNORED));
-    curl_easy_setopt(easy, CURLOPT_ACCEPT_ENCODING, "gzip");
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "Quillbright");
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // A name server that does not answer must not keep the window waiting after the time limit.
@@ -145,7 +156,7 @@ CURLcode CurlWebFetch::run(CURL *easy)
                 code = message->data.result;
             break;
         }
-        curl_multi_poll(multi, nullptr, 0, static_cast<int>(Pace::slice.count()), nullptr);
+        curl_multi_poll(multi, nullptr, 0, static_cast<int>(Pacer::frame.count()), nullptr);
         m_pace.step();
     }
     m_taken = std::chrono::ceil<std::chrono::milliseconds>(Pace::Clock::now() - start);
@@ -174,6 +185,27 @@ size_t CurlWebFetch::takeBody(char *data, size_t size, size_t count, void *self)
         return 0;
     that.m_body.append(data, length);
     return size * count;
+}
+
+/// Why the body cannot be decompressed; empty when it could, or needed not.
+QString CurlWebFetch::decompress(CURL *easy)
+{
+    curl_header *header = nullptr;
+    if (m_body.isEmpty() ||
+        curl_easy_header(easy, "Content-Encoding", 0, CURLH_HEADER, -1, &header) != CURLHE_OK)
+        return {};
+    const QByteArray encoding = QByteArray(header->value).trimmed().toLower();
+    if (encoding.isEmpty() || encoding == "identity")
+        return {};
+    const bool isGzip = encoding == "gzip" || encoding == "x-gzip";
+    Gunzipped file = isGzip ? gunzip(m_body, m_limits.size) : Gunzipped();
+    if (file.result == Gunzipped::TooLarge)
+        return sizeFault();
+    if (file.result == Gunzipped::Damaged)
+        return QStringLiteral("The document of %1 arrived damaged: it cannot be decompressed.")
+            .arg(lastAddress(easy).host());
+    m_body = std::move(file.data);
+    return {};
 }
 
 QString CurlWebFetch::sizeFault() const
@@ -211,9 +243,6 @@ QString CurlWebFetch::failure(CURL *easy, CURLcode code) const
     case CURLE_PEER_FAILED_VERIFICATION:
         return QStringLiteral("The certificate of %1 cannot be trusted: %2.")
             .arg(host, QString::fromUtf8(m_detail.data()));
-    case CURLE_BAD_CONTENT_ENCODING:
-        return QStringLiteral("The document of %1 arrived damaged: it cannot be decompressed.")
-            .arg(host);
     case CURLE_PARTIAL_FILE:
     case CURLE_GOT_NOTHING:
         return QStringLiteral("%1 closed the connection before the whole document had arrived.")

@@ -31,6 +31,7 @@ private:
     void configure(CURL *easy, const QByteArray &address);
     CURLcode run(CURL *easy);
     QString failure(CURL *easy, CURLcode code) const;
+    QString decompress(CURL *easy);
     QString sizeFault() const;
     static size_t takeBody(char *data, size_t size, size_t count, void *self);
     static size_t takeHeader(char *data, size_t size, size_t count, void *self);

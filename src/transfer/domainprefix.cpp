@@ -4,8 +4,16 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace
 {
+
+/// In characters. A page that has nothing but sources grows to many times its size.
+constexpr qsizetype largestResult = 32 * 1024 * 1024;
+
+/// In characters; more than any address that a server takes.
+constexpr qsizetype longestBase = 4096;
 
 bool is(QStringView text, const char *word)
 {
@@ -39,12 +47,13 @@ public:
         if (reference.startsWith(QLatin1Char('?')))
             return m_page + reference;
 
-        QString folder = m_folder;
+        QStringView folder = m_folder;
         qsizetype start = 0;
         for (;;) {
             const QStringView rest = QStringView(reference).sliced(start);
             if (rest.startsWith(QLatin1String("../"))) {
-                folder = folder.section(QLatin1Char('/'), 0, -2); // the site has nothing above it
+                // The site has nothing above it.
+                folder = folder.first(std::max<qsizetype>(0, folder.lastIndexOf(QLatin1Char('/'))));
                 start += 3;
             } else if (rest.startsWith(QLatin1String("./"))) {
                 start += 2;
@@ -52,7 +61,7 @@ public:
                 break;
             }
         }
-        return m_site + folder + QLatin1Char('/') + reference.sliced(start);
+        return m_site + folder + QLatin1Char('/') + QStringView(reference).sliced(start);
     }
 
 private:
@@ -78,11 +87,14 @@ public:
     {
     }
 
-    QString run()
+    std::optional<QString> run()
     {
         qsizetype at = 0;
-        while ((at = m_text.indexOf(QLatin1Char('<'), at)) >= 0)
+        while ((at = m_text.indexOf(QLatin1Char('<'), at)) >= 0) {
             at = pastMarkup(at);
+            if (m_result.size() > largestResult)
+                return {};
+        }
         return m_result + m_text.sliced(m_copied);
     }
 
@@ -94,8 +106,10 @@ private:
         if (rest.startsWith(QLatin1String("<!--[if"), Qt::CaseInsensitive))
             return past(QLatin1String("]>"), at);
         if (rest.startsWith(QLatin1String("<!--"))) // "<!-->" is a whole one
-            return past(QLatin1String("-->"), at + 2);
-        return rest.size() > 1 && rest[1].isLetter() ? pastTag(at + 1) : at + 1;
+            return std::min(past(QLatin1String("-->"), at + 2),
+                            past(QLatin1String("--!>"), at + 4));
+        const bool isTag = rest.size() > 1 && rest[1] < QChar(0x80) && rest[1].isLetter();
+        return isTag ? pastTag(at + 1) : at + 1;
     }
 
     qsizetype past(QLatin1String mark, qsizetype from) const
@@ -163,7 +177,8 @@ private:
         if (isBase) {
             m_hasBase = true;
             const QUrl url(absolute.trimmed());
-            if (url.scheme().startsWith(QLatin1String("http")))
+            if (url.isValid() && !url.host().isEmpty() && absolute.size() <= longestBase &&
+                (is(url.scheme(), "http") || is(url.scheme(), "https")))
                 m_base = Base(url);
             return;
         }
@@ -172,7 +187,8 @@ private:
         m_copied = end;
     }
 
-    bool isBlank(qsizetype at) const { return m_text[at].isSpace(); }
+    /// What HTML takes for a blank between attributes.
+    bool isBlank(qsizetype at) const { return QLatin1String(" \t\n\f\r").contains(m_text[at]); }
 
     void skipBlanks(qsizetype &at) const
     {
@@ -198,7 +214,7 @@ private:
 
 } // namespace
 
-QString withDomainPrefix(const QString &document, const QString &address)
+std::optional<QString> withDomainPrefix(const QString &document, const QString &address)
 {
     return Rewriter(document, QUrl(address)).run();
 }

@@ -30,10 +30,6 @@ void ExportScreen::setClipboard(const QString &text)
 void ExportScreen::setRunning(bool isRunning)
 {
     m_progress.setVisible(isRunning);
-    if (isRunning)
-        m_status.window()->setCursor(Qt::WaitCursor);
-    else
-        m_status.window()->unsetCursor();
 }
 
 void chooseExportFile(QLineEdit &file, Operator &op)

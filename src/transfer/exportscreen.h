@@ -15,7 +15,7 @@ public:
 
     void showStatus(const QString &text, qint64 count, qint64 total) override;
     void setClipboard(const QString &text) override;
-    /// The pointer and the progress bar tell that an export goes on.
+    /// The progress bar tells that an export goes on.
     void setRunning(bool isRunning);
 
 private:

@@ -17,7 +17,7 @@ std::unique_ptr<Ui::frmExport> setUp(QDialog &window)
 
 frmExport::frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
-    : QDialog(parent)
+    : WorkDialog(parent)
     , m_ui(setUp(*this))
     , m_op(op)
     , m_screen(std::make_unique<ExportScreen>(*m_ui->lbStatus, *m_ui->ProgressBar1))
@@ -69,6 +69,7 @@ void frmExport::runExport()
         m_ui->cmdExport->setEnabled(!isRunning);
         m_ui->Command1->setEnabled(isRunning);
         m_screen->setRunning(isRunning);
+        setWorking(isRunning);
     };
     setRunning(true);
     m_export.exportList(m_listId, filter,
@@ -77,8 +78,7 @@ void frmExport::runExport()
     setRunning(false);
 }
 
-void frmExport::reject()
+void frmExport::abortWork()
 {
     m_export.abort();
-    QDialog::reject();
 }

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "recipientexport.h"
-
-#include <QDialog>
+#include "workdialog.h"
 
 #include <memory>
 
@@ -15,7 +14,7 @@ class frmExport;
 
 /// The window that exports a whole list, or its failed recipients, or the others. It is made once
 /// and hidden between uses.
-class frmExport final : public QDialog
+class frmExport final : public WorkDialog
 {
     Q_OBJECT
 
@@ -28,9 +27,8 @@ public:
     /// Shows the window for a list.
     void exportList(qint64 listId, const QString &listName);
 
-public slots:
-    /// Hides the window; an export in progress ends after the record it is on.
-    void reject() override;
+protected:
+    void abortWork() override;
 
 private:
     void SetAttribute(qint64 listId, const QString &listName);

@@ -20,7 +20,7 @@ std::unique_ptr<Ui::frmExportData> setUp(QDialog &window)
 
 frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                              Yield &yield, QWidget *parent)
-    : QDialog(parent)
+    : WorkDialog(parent)
     , m_ui(setUp(*this))
     , m_op(op)
     , m_screen(std::make_unique<ExportScreen>(*m_ui->lbStatus, *m_ui->ProgressBar1))
@@ -74,6 +74,7 @@ void frmExportData::runExport()
             widget->setEnabled(!isRunning);
         m_ui->cmdCancel->setEnabled(isRunning);
         m_screen->setRunning(isRunning);
+        setWorking(isRunning);
     };
     setRunning(true);
     writeRecords();
@@ -97,9 +98,7 @@ void frmExportData::writeRecords()
     }
 }
 
-void frmExportData::reject()
+void frmExportData::abortWork()
 {
     m_export.abort();
-    m_ui->lbStatus->clear();
-    QDialog::reject();
 }

@@ -2,8 +2,7 @@
 
 #include "recipientexport.h"
 #include "recipientquery.h"
-
-#include <QDialog>
+#include "workdialog.h"
 
 #include <memory>
 
@@ -16,7 +15,7 @@ class frmExportData;
 
 /// The window that exports or copies the recipients that a grid shows. It is made once and hidden
 /// between uses.
-class frmExportData final : public QDialog
+class frmExportData final : public WorkDialog
 {
     Q_OBJECT
 
@@ -29,9 +28,8 @@ public:
     /// Shows the window for the recipients of a list that the query selects, in its order.
     void exportRecords(const QString &listConnectionString, const RecipientQuery &query);
 
-public slots:
-    /// Hides the window; an export in progress ends after the record it is on.
-    void reject() override;
+protected:
+    void abortWork() override;
 
 private:
     void connectOptions();

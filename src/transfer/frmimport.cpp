@@ -10,7 +10,7 @@
 
 frmImport::frmImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
-    : QDialog(parent)
+    : WorkDialog(parent)
     , m_ui(std::make_unique<Ui::frmImport>())
     , m_folder(folder)
     , m_spreadsheet(spreadsheet)
@@ -80,10 +80,9 @@ void frmImport::showSampleWorkbook()
                       .arg(path));
 }
 
-void frmImport::reject()
+void frmImport::abortWork()
 {
     m_import.abort();
-    QDialog::reject();
 }
 
 void frmImport::setRunning(bool isRunning)
@@ -92,10 +91,7 @@ void frmImport::setRunning(bool isRunning)
         widget->setEnabled(!isRunning);
     m_ui->cmdCancel->setEnabled(isRunning);
     m_ui->ProgressBar1->setVisible(isRunning);
-    if (isRunning)
-        setCursor(Qt::WaitCursor);
-    else
-        unsetCursor();
+    setWorking(isRunning);
 }
 
 /// The log takes the place of the picture.

@@ -1,8 +1,7 @@
 #pragma once
 
 #include "recipientimport.h"
-
-#include <QDialog>
+#include "workdialog.h"
 
 #include <array>
 #include <memory>
@@ -17,7 +16,7 @@ class frmImport;
 
 /// The window that imports recipients from a file into a list. It is made once and hidden between
 /// uses.
-class frmImport final : public QDialog, private ImportView
+class frmImport final : public WorkDialog, private ImportView
 {
     Q_OBJECT
 
@@ -30,9 +29,8 @@ public:
     /// Shows the window for a list.
     void importInto(qint64 listId, const QString &listName);
 
-public slots:
-    /// Hides the window; an import in progress ends after the line it is on.
-    void reject() override;
+protected:
+    void abortWork() override;
 
 private:
     void SetAttribute(qint64 listId, const QString &listName);

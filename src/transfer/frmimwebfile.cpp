@@ -7,7 +7,7 @@
 #include "webfetch.h"
 
 frmImWebFile::frmImWebFile(WebFetch &fetch, Operator &op, QWidget *parent)
-    : QDialog(parent)
+    : WorkDialog(parent)
     , m_ui(std::make_unique<Ui::frmImWebFile>())
     , m_fetch(fetch)
     , m_op(op)
@@ -28,33 +28,36 @@ std::optional<QString> frmImWebFile::importDocument()
     return exec() == Accepted ? std::optional(m_document) : std::nullopt;
 }
 
-void frmImWebFile::reject()
+void frmImWebFile::abortWork()
 {
-    if (m_ui->Command1->isEnabled()) {
-        QDialog::reject();
-        return;
-    }
-    m_isLeft = true;
     m_fetch.abort();
 }
 
 void frmImWebFile::import()
 {
-    m_isLeft = false;
     setFetching(true);
     const WebDocument document = m_fetch.fetch(m_ui->txtURL->text());
     setFetching(false);
-    if (m_isLeft) {
-        reject();
+    if (isLeft())
         return;
+    if (!document.failure.isEmpty())
+        return tellFailure(document.failure);
+    m_document = document.text;
+    if (m_ui->chkDomain->isChecked()) {
+        const auto prefixed = withDomainPrefix(document.text, document.address);
+        if (!prefixed)
+            return tellFailure(tr("The document becomes too large with the domain prefix."));
+        m_document = *prefixed;
     }
-    if (!document.failure.isEmpty()) {
-        m_op.tell(document.failure, windowTitle());
-        return;
-    }
-    m_document = m_ui->chkDomain->isChecked() ? withDomainPrefix(document.text, document.address)
-                                              : document.text;
     accept();
+}
+
+/// The window stays open for another try at the address.
+void frmImWebFile::tellFailure(const QString &failure)
+{
+    m_op.tell(failure, windowTitle());
+    m_ui->txtURL->setFocus();
+    m_ui->txtURL->selectAll();
 }
 
 /// The window lives meanwhile, and "Cancel" ends the fetch.
@@ -64,8 +67,5 @@ void frmImWebFile::setFetching(bool isFetching)
          std::initializer_list<QWidget *>{m_ui->Command1, m_ui->txtURL, m_ui->chkDomain})
         widget->setEnabled(!isFetching);
     m_ui->lblStatus->setText(isFetching ? tr("Fetching the document ...") : QString());
-    if (isFetching)
-        setCursor(Qt::BusyCursor);
-    else
-        unsetCursor();
+    setWorking(isFetching);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
-#include <QDialog>
+#include "workdialog.h"
+
+#include <QString>
 
 #include <memory>
 #include <optional>
@@ -15,7 +17,7 @@ class frmImWebFile;
 
 /// The web import window: fetches one document from a typed address. It is made once and hidden
 /// between uses; the address box keeps what was typed.
-class frmImWebFile final : public QDialog
+class frmImWebFile final : public WorkDialog
 {
     Q_OBJECT
 
@@ -27,16 +29,16 @@ public:
     /// Shows the window until a document was imported; no value when it was left without.
     std::optional<QString> importDocument();
 
-    /// During a fetch it ends that first.
-    void reject() override;
+protected:
+    void abortWork() override;
 
 private:
     void import();
+    void tellFailure(const QString &failure);
     void setFetching(bool isFetching);
 
     std::unique_ptr<Ui::frmImWebFile> m_ui;
     WebFetch &m_fetch;
     Operator &m_op;
     QString m_document;
-    bool m_isLeft = false; ///< during the fetch
 };

@@ -17,18 +17,6 @@ namespace
 
 const QString lineEnd = QStringLiteral("\r\n");
 
-QString logLine(qint64 number, std::span<const std::string> fields, QString refusal)
-{
-    QStringList cells{QString::number(number)};
-    for (const std::string &field : fields)
-        // As the statement shows it to somebody who wants to try it by hand.
-        cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
-    refusal.replace(QLatin1Char('\r'), QLatin1Char(' '))
-        .replace(QLatin1Char('\n'), QLatin1Char(' '));
-    cells += refusal;
-    return cells.join(QLatin1Char('\t')) + lineEnd;
-}
-
 } // namespace
 
 QStringList ImportCounts::panels() const
@@ -109,7 +97,10 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
 {
     RecipientInserter inserter(list, [this](auto number, auto fields, const QString &why) {
         ++m_counts.failures;
-        m_log += logLine(number, fields, why);
+        QString oneLine = why;
+        oneLine.replace(QLatin1Char('\r'), QLatin1Char(' '))
+            .replace(QLatin1Char('\n'), QLatin1Char(' '));
+        m_log += refusalLine(number, fields, oneLine) + lineEnd;
     });
     // However it ends, the counters say what is in the list.
     const auto settle = qScopeGuard([&] {

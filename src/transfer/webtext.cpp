@@ -29,11 +29,18 @@ QByteArray markedCharset(const QByteArray &body)
 QByteArray documentCharset(const QByteArray &body)
 {
     static const QRegularExpression declaration(
-        QStringLiteral("<meta\\s[^>]*charset\\s*=\\s*[\"']?\\s*([^\\s\"'/>;]+)|"
-                       "^\\s*<\\?xml\\s[^>]*encoding\\s*=\\s*[\"']([^\"']+)"),
+        // An attribute of its own, whatever others say; or a part of what replaces a header line.
+        QStringLiteral(
+            "<meta(?:\\s+[^\\s=>\"'/]+(?:\\s*=\\s*(?:\"[^\"]*\"|'[^']*'|[^\\s>\"']*))?)*?"
+            "[\\s/]+charset\\s*=\\s*[\"']?\\s*([^\\s\"'/>;]+)|"
+            "<meta\\s(?=[^>]*http-equiv)[^>]*charset\\s*=\\s*([^\\s\"'/>;]+)|"
+            "^\\s*<\\?xml\\s[^>]*encoding\\s*=\\s*[\"']([^\"']+)"),
         QRegularExpression::CaseInsensitiveOption);
-    const auto match = declaration.match(QString::fromLatin1(body.left(declarationSize)));
-    const QByteArray name = (match.captured(1) + match.captured(2)).toLatin1();
+    static const QRegularExpression comment(QStringLiteral("<!--.*?-->"),
+                                            QRegularExpression::DotMatchesEverythingOption);
+    const auto match =
+        declaration.match(QString::fromLatin1(body.left(declarationSize)).remove(comment));
+    const QByteArray name = (match.captured(1) + match.captured(2) + match.captured(3)).toLatin1();
     // What could be read byte by byte up to here is not in an encoding of two or four bytes.
     return name.toLower().startsWith("utf-16") || name.toLower().startsWith("utf-32")
                ? QByteArray("UTF-8")

@@ -152,7 +152,7 @@ bool SmtpConnection::runOpening()
             return connected ? failLate()
                              : fail(QStringLiteral("%1 could not be reached within %2 seconds")
                                         .arg(serverName(), seconds(m_timeouts.connect)));
-        curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Pace::slice.count()), nullptr);
+        curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Pacer::frame.count()), nullptr);
         m_pace.step();
     }
     int queued = 0;
@@ -168,7 +168,7 @@ bool SmtpConnection::waitFor(short events, Instant limit)
         return failLate();
     const auto left = std::chrono::ceil<milliseconds>(limit - now);
     pollfd descriptor{m_socket, events, 0};
-    ::poll(&descriptor, 1, static_cast<int>(std::min(left, Pace::slice).count()));
+    ::poll(&descriptor, 1, static_cast<int>(std::min(left, Pacer::frame).count()));
     m_pace.step();
     return true;
 }

@@ -332,7 +332,10 @@ void TestBrowser::addWithoutAWordAddsNothing()
     person.clickCell(0, 0);
     QTRY_COMPARE(person.position(), QStringLiteral("Record: 1/3"));
     person.press(QStringLiteral("Add"));
+    person.type(1, QStringLiteral("Mia"));
+    person.type(1, QString()); // and thought better of it
     person.window.close();
+    QVERIFY(!person.window.isVisible());
     QCOMPARE(person.stored(), untouched);
     QCOMPARE(person.op.told, QStringList());
 }
@@ -380,6 +383,7 @@ void TestBrowser::refusedRowStaysAsTyped()
     QCOMPARE(person.stored(), untouched);
     QCOMPARE(person.cell(row, 0), address);
     QCOMPARE(person.cell(row, 1), QStringLiteral("Mia"));
+    QVERIFY(person.action(QStringLiteral("Undo"))->isEnabled());
     // It is mended where it stands.
     person.type(0, QStringLiteral("mia@x.org"));
     person.window.close();

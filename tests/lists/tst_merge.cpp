@@ -111,6 +111,8 @@ struct Person {
     frmMerge window;
 };
 
+const QString noName = QStringLiteral("|Please enter the listname !");
+
 } // namespace
 
 void TestMerge::offersTheLists_data()
@@ -200,7 +202,6 @@ void TestMerge::checksFirst_data()
     QTest::addColumn<bool>("ticks");
     QTest::addColumn<QString>("expected");
     const QString none = QStringLiteral("|You must select a least one maillist from the list!");
-    const QString noName = QStringLiteral("|Please enter the listname !");
     QTest::newRow("append, no list") << Kind::Append << "" << false << none;
     QTest::newRow("merge, no list") << Kind::Merge << "All" << false << none;
     QTest::newRow("merge, no name") << Kind::Merge << "" << true << noName;
@@ -221,6 +222,9 @@ void TestMerge::checksFirst()
             person.tick({0});
         person.press("cmdOK");
         QVERIFY(person.find<QTreeWidget>("ListView1")->isVisible());
+        // What is missing can be typed, or ticked, at once.
+        QCOMPARE(person.window.focusWidget()->objectName(),
+                 expected == noName ? QStringLiteral("txtListname") : QStringLiteral("ListView1"));
     }));
     QCOMPARE(person.op.told, QStringList{expected});
     QCOMPARE(person.counts(), before);

@@ -29,7 +29,11 @@ T *child(const QWidget &window, const char *name)
 
 /// The program on a folder, with a scripted person before it.
 struct Desk {
-    Desk()
+    /// `teller`: who is told, where it is not the scripted one.
+    explicit Desk(Operator *teller = nullptr)
+        : window{{folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
+                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
+                  [this] { return std::make_unique<SmtpSendMail>(yield); }}}
     {
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.file("config"));
     }
@@ -69,7 +73,5 @@ struct Desk {
     EventLoopYield yield;
     CurlWebFetch web{yield};
     RecordingSpreadsheet spreadsheet;
-    Main window{{folder.folder(), op, clock, yield, web, spreadsheet,
-                 [](QWidget *parent) { return new RecordingHtmlView(parent); },
-                 [this] { return std::make_unique<SmtpSendMail>(yield); }}};
+    Main window;
 };

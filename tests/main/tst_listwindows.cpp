@@ -3,14 +3,20 @@
 #include "desk.h"
 #include "frmemail.h"
 #include "frmexportdata.h"
+#include "frmimport.h"
+#include "frmmerge.h"
 #include "frmmgrlist.h"
+#include "messageboxoperator.h"
 
 #include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
+#include <QTimer>
+#include <QTreeWidget>
 
 class TestListWindows final : public QObject
 {
@@ -23,6 +29,8 @@ private slots:
     void showsTheJobsOfAList();
     void editsTheListOfTheJob();
     void exportsWhatTheGridShows();
+    void endsWithWindowsOpen_data();
+    void endsWithWindowsOpen();
 };
 
 namespace
@@ -30,7 +38,8 @@ namespace
 
 /// The jobs "Ann" and "Bob", each with a list of two.
 struct ListDesk : Desk {
-    ListDesk()
+    explicit ListDesk(Operator *teller = nullptr)
+        : Desk(teller)
     {
         for (const char *name : {"Ann", "Bob"})
             addJob(QLatin1String(name),
@@ -161,6 +170,51 @@ void TestListWindows::exportsWhatTheGridShows()
     desk.find<QComboBox>("combSort")->setCurrentIndex(2);
     QTest::mouseClick(desk.find<QAbstractButton>("cmdRefList"), Qt::LeftButton);
     QCOMPARE(desk.exported(), QStringLiteral("b.Ann@x.org,Al,,,,,\r\na.Ann@x.org,Zoe,,,,,\r\n"));
+}
+
+void TestListWindows::endsWithWindowsOpen_data()
+{
+    QTest::addColumn<QString>("where");
+    for (const char *where : {"browser", "merge", "message box"})
+        QTest::newRow(where) << QString::fromLatin1(where);
+}
+
+/// The desktop's session ends while windows are open one above the other, and at work.
+void TestListWindows::endsWithWindowsOpen()
+{
+    QFETCH(QString, where);
+    MessageBoxOperator boxes;
+    ListDesk desk(where == QLatin1String("message box") ? &boxes : nullptr);
+    const WhenShown<frmMgrList> manager([&](frmMgrList &lists) {
+        if (where == QLatin1String("browser")) {
+            const WhenShown<frmemail> browser([](frmemail &) { QApplication::quit(); });
+            child<QAction>(lists, "View Details")->trigger();
+        } else if (where == QLatin1String("merge")) {
+            const WhenShown<frmMerge> merge([](frmMerge &window) {
+                child<QLineEdit>(window, "txtListname")->setText(QStringLiteral("All"));
+                child<QTreeWidget>(window, "ListView1")
+                    ->topLevelItem(0)
+                    ->setCheckState(0, Qt::Checked);
+                // It comes while the first recipient is copied.
+                QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+                child<QPushButton>(window, "cmdOK")->click();
+            });
+            child<QAction>(lists, "Merge")->trigger();
+        } else {
+            const WhenShown<frmImport> import([](frmImport &window) {
+                const WhenShown<QMessageBox> box([](QMessageBox &) { QApplication::quit(); });
+                child<QPushButton>(window, "cmdImport")->click(); // no file was chosen
+            });
+            child<QAction>(lists, "Open")->trigger();
+        }
+    });
+    QTimer::singleShot(0, &desk.window, [&] { desk.toolbar("List Manager")->trigger(); });
+    QApplication::exec();
+    QVERIFY(!desk.window.isVisible());
+    if (where == QLatin1String("merge")) {
+        QCOMPARE(desk.op.told, QStringList(QStringLiteral("|Abort !")));
+        QCOMPARE(desk.folder.row("select count(*) from email", 3), QStringLiteral("1"));
+    }
 }
 
 QTEST_MAIN(TestListWindows)

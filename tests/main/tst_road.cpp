@@ -1,8 +1,10 @@
 // The road of a new user: from an empty program folder to a sent job, by clicks and keys in the
 // real windows alone. With QUILLBRIGHT_PICTURES set to a folder it takes the guide's pictures on
-// the way.
+// the way, with the engine that shows HTML to people.
 
+#include "appearance.h"
 #include "desk.h"
+#include "frmemail.h"
 #include "frmimport.h"
 #include "frmmgrlist.h"
 #include "frmmgrmsg.h"
@@ -15,6 +17,7 @@
 #include "spreadsheet.h"
 #include "testfiles.h"
 #include "texthtmlview.h"
+#include "webhtmlview.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -27,13 +30,35 @@
 namespace
 {
 
+/// The property of a view that has read its page.
+constexpr const char *isRead = "isRead";
+
+QString picturesFolder()
+{
+    return qEnvironmentVariable("QUILLBRIGHT_PICTURES");
+}
+
 void picture(QWidget &window, const char *name)
 {
-    const QString folder = qEnvironmentVariable("QUILLBRIGHT_PICTURES");
-    if (folder.isEmpty())
+    if (picturesFolder().isEmpty())
         return;
-    QTest::qWait(200); // for what is painted late
-    QVERIFY(window.grab().save(QStringLiteral("%1/%2.png").arg(folder, QString::fromLatin1(name))));
+    for (auto *view : window.findChildren<WebHtmlView *>()) {
+        if (view->isVisible())
+            QTRY_VERIFY_WITH_TIMEOUT(view->property(isRead).toBool(), 30'000);
+    }
+    QTest::qWait(1000); // for what is painted late
+    QVERIFY(window.grab().save(
+        QStringLiteral("%1/%2.png").arg(picturesFolder(), QString::fromLatin1(name))));
+}
+
+HtmlView *makeHtmlView(QWidget *parent)
+{
+    if (picturesFolder().isEmpty())
+        return new TextHtmlView(parent);
+    auto *view = new WebHtmlView(parent);
+    QObject::connect(view, &WebHtmlView::finished, view,
+                     [view] { view->setProperty(isRead, true); });
+    return view;
 }
 
 void type(const QWidget &window, const char *box, const char *text)
@@ -77,6 +102,7 @@ private:
 
 void TestRoad::initTestCase()
 {
+    setUpAppearance();
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.file("config"));
     writeFile(m_folder.file("members.csv"),
               "ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
@@ -142,8 +168,7 @@ void TestRoad::fromAnEmptyProgramToASentJob()
     EventLoopYield yield;
     CurlWebFetch web(yield);
     DesktopSpreadsheet spreadsheet;
-    Main main({m_folder.folder(), m_op, clock, yield, web, spreadsheet,
-               [](QWidget *parent) { return new TextHtmlView(parent); },
+    Main main({m_folder.folder(), m_op, clock, yield, web, spreadsheet, &makeHtmlView,
                [&yield] { return std::make_unique<SmtpSendMail>(yield); }});
     main.resize(1100, 760);
 
@@ -182,6 +207,11 @@ void TestRoad::fromAnEmptyProgramToASentJob()
     {
         const WhenShown<frmMgrList> lists([](frmMgrList &window) {
             picture(window, "list-manager");
+            const WhenShown<frmemail> browser([](frmemail &recipients) {
+                picture(recipients, "recipients");
+                recipients.reject();
+            });
+            pressTool(window, "Toolbar1", "View Details");
             window.reject();
         });
         pressTool(main, "Toolbar1", "List Manager");

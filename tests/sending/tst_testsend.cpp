@@ -215,13 +215,21 @@ void TestTestSend::showsWhatTheComponentSays()
         quit();
         QVERIFY(desk.window.isVisible());
     };
-    QVERIFY(desk.send());
+    desk.mail.failures[address] = QStringLiteral("550 no such user");
+    QVERIFY(desk.use([&] {
+        desk.sendTo(address);
+        // The end of the program was put off, and is no reason to leave any more.
+        QTest::keyClick(&desk.window, Qt::Key_Escape);
+        QVERIFY(desk.window.isVisible());
+        desk.mail.failures.clear();
+        desk.sendTo(address);
+    }));
     QCOMPARE(desk.mail.calls.last(), QStringLiteral("Disconnect"));
     // What the component says to others is not for this window any more.
     emit desk.mail.Status(QStringLiteral("A run goes on"));
     emit desk.mail.SendFailed(QStringLiteral("Not mine"));
     QCOMPARE(desk.status(), QStringLiteral("Send Success !"));
-    QCOMPARE(desk.op.told.size(), 1);
+    QCOMPARE(desk.op.told.size(), 2);
 }
 
 void TestTestSend::onlyItsButtonsLeaveIt()

@@ -16,6 +16,7 @@ private slots:
     void prefixesSources();
     void leavesAlone_data();
     void leavesAlone();
+    void growsWithinLimits();
     void resolvesAgainst_data();
     void resolvesAgainst();
 };
@@ -51,6 +52,10 @@ void TestWebDocument::decodes_data()
     row("byte order mark, UTF-16", QByteArray("\xFF\xFE\xE9\x00\xAC\x20", 6), "", u"é€");
     row("byte order mark that the header agrees with", "\xEF\xBB\xBF\xC3\xA9",
         "text/html; charset=utf-8", u"é");
+    row("a comment's charset", "<!-- <meta charset=koi8-r> -->\xC3\xA9", "",
+        u"<!-- <meta charset=koi8-r> -->é");
+    row("a description's charset", "<meta name=x content='charset=koi8-r'>\xC3\xA9", "",
+        u"<meta name=x content='charset=koi8-r'>é");
     row("an 8-bit document that calls itself UTF-16", "<meta charset=utf-16>\xC3\xA9", "",
         u"<meta charset=utf-16>é");
 }
@@ -92,6 +97,11 @@ void TestWebDocument::prefixesSources_data()
         "<!--[if mso]><img src=http://h.org/n/a><![endif]-->");
     row("<!--[if !mso]><!--><img src=a><!--<![endif]-->",
         "<!--[if !mso]><!--><img src=http://h.org/n/a><!--<![endif]-->");
+    row("<!-- x --!><img src=a>", "<!-- x --!><img src=http://h.org/n/a>");
+    for (const char *base : {"http://[", "http:", "http://", "ftp://b.org/"})
+        row(qPrintable(QStringLiteral("<base href='%1'><img src=a>").arg(QLatin1String(base))),
+            qPrintable(QStringLiteral("<base href='%1'><img src=http://h.org/n/a>")
+                           .arg(QLatin1String(base))));
     row("1 < 2 <img src=a>", "1 < 2 <img src=http://h.org/n/a>");
     row("<base href='http://b.org/x/'><img src=a>",
         "<base href='http://b.org/x/'><img src=http://b.org/x/a>");
@@ -127,6 +137,8 @@ void TestWebDocument::leavesAlone_data()
                                  "<TITLE><img src=a></title>",
                                  "</img src=a>",
                                  "<img alt=\"x src='a'\">",
+                                 "a <é src=\"b\">",
+                                 "<p class=x\u00a0src=b>",
                                  "\r\n\t<p title=a=b =c / >\r\n"})
         QTest::newRow(document) << QString::fromUtf8(document);
 }
@@ -135,6 +147,18 @@ void TestWebDocument::leavesAlone()
 {
     QFETCH(QString, document);
     QCOMPARE(withDomainPrefix(document, QStringLiteral("http://h.org/n/page.html")), document);
+}
+
+/// A small page must not become one that fills the memory, or keeps the window waiting.
+void TestWebDocument::growsWithinLimits()
+{
+    const QString address = QStringLiteral("http://h.org/%1/page").arg(QString(4000, u'd'));
+    QVERIFY(!withDomainPrefix(QStringLiteral("<img src=a>").repeated(10'000), address));
+    const QString folders = QStringLiteral("d/").repeated(60'000);
+    const QString ups = QStringLiteral("../").repeated(60'000);
+    QCOMPARE(withDomainPrefix(QStringLiteral("<img src=%1a>").arg(ups),
+                              QStringLiteral("http://h.org/") + folders),
+             QStringLiteral("<img src=http://h.org/a>"));
 }
 
 void TestWebDocument::resolvesAgainst_data()

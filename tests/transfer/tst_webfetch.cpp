@@ -59,6 +59,9 @@ QHash<QByteArray, HttpAnswer> answers()
         {"/no/content/type", page("\xE9", "")},
         {"/zipped", page(zipped, gzip)},
         {"/broken", page(broken, gzip)},
+        {"/cutoff", page(zipped.chopped(9), gzip)},
+        {"/otherform", page(zipped, "Content-Encoding: br\r\n")},
+        {"/twice", page(zipped + zipped, gzip)},
         {"/notzipped", page("<p>plain</p>", gzip)},
         {"/bomb", page(gzipped(QByteArray(17 * megabyte, ' ')), gzip)},
         {"/here", redirect("/dir/there")},
@@ -125,6 +128,7 @@ void TestWebFetch::fetches_data()
     row("/empty", {}, "/empty");
     row("/no/content/type", QStringLiteral("é"), "/no/content/type");
     row("/zipped", QStringLiteral("<p>packed</p>"), "/zipped");
+    row("/twice", QStringLiteral("<p>packed</p><p>packed</p>"), "/twice");
     row("/here", QStringLiteral("<p>é</p>"), "/page");
     row("/full", QString(16 * megabyte, QLatin1Char('x')), "/full");
     row("/liar", QString(10, QLatin1Char('x')), "/liar");
@@ -162,8 +166,8 @@ void TestWebFetch::fails_data()
     row("/announced", tooLarge);
     row("/endless", tooLarge);
     row("/bomb", tooLarge);
-    row("/broken", "The document of 127.0.0.1 arrived damaged: it cannot be decompressed.");
-    row("/notzipped", "The document of 127.0.0.1 arrived damaged: it cannot be decompressed.");
+    for (const char *path : {"/broken", "/cutoff", "/otherform", "/notzipped"})
+        row(path, "The document of 127.0.0.1 arrived damaged: it cannot be decompressed.");
     row("/short", "127.0.0.1 closed the connection before the whole document had arrived.");
     row("/headers", "The document could not be fetched from 127.0.0.1: Too large response headers");
     row("/garbage", "127.0.0.1 does not answer like a web server.");
@@ -197,6 +201,7 @@ void TestWebFetch::refusesAddresses_data()
                                                  "https:// can be imported, and %1 does not.")
                                       .arg(QLatin1String(address));
     row("http://", "http:// is not the address of a web page.");
+    row("http://127.0.0.1:99999/", "http://127.0.0.1:99999/ is not the address of a web page.");
     row("not a page", "not a page is not the address of a web page.");
     row("http://no-such-name.invalid/x",
         "The web server no-such-name.invalid was not found: no address is known for this name.");
