@@ -38,7 +38,7 @@ void TestAddressCheck::judges_data()
          "\"a\"b\"@example.org \"a\\\"@example.org \"\"@example.org a@[300.0.2.1] a@[IPv6:xyz] "
          "a@[192.0.2.1",
          true, false);
-    rows("<a@example.org> a@example.org\r\nDATA a@example.org\n a\tb@example.org "
+    rows("<a@example.org> a@example.org> a@example.org\r\nDATA a@example.org\n a\tb@example.org "
          "a\x7f@example.org a\u2028@example.org a\u00a0b@example.org a@\u2026",
          false, false);
     for (const char *bad :
