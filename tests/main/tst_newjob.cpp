@@ -12,340 +12,217 @@
 #include <QTest>
 #include <QTimer>
 
-class TestNewJob final : public QObject
+namespace
 {
-    Q_OBJECT
 
-private slots:
-    void init();
-    void cleanup();
-    void createsAJob();
-    void checksInOrder();
-    void offersListsAndMessages();
-    void createsAListAndAMail();
-    void renamesAJob();
-    void editsTheJobOfItsRow();
-    void cancelStoresNothing_data();
-    void cancelStoresNothing();
-    void failingStoreKeepsTheDialog();
-    void unreadableDatabaseOpensNothing();
-    void tellsTheChosenItemInFull_data();
-    void tellsTheChosenItemInFull();
+/// The dialog on a folder with the lists and messages "A" and "B".
+struct Desk {
+    Desk()
+    {
+        for (const char *name : {"A", "B"}) {
+            folder.addList(QLatin1String(name), {});
+            folder.addMessage(QLatin1String(name), {});
+        }
+    }
 
-private:
     template <typename T>
     T *box(const char *name) const
     {
-        return m_window->findChild<T *>(QLatin1String(name));
+        return window.findChild<T *>(QLatin1String(name));
+    }
+    QLineEdit *name() const { return box<QLineEdit>("txtJobName"); }
+    QString chosen() const
+    {
+        return box<QComboBox>("combMlist")->currentText() + QLatin1Char(' ') +
+               box<QComboBox>("combMmsg")->currentText();
     }
     void press(const char *button) const
     {
         QTest::mouseClick(box<QPushButton>(button), Qt::LeftButton);
     }
-    /// Picks an item with the keyboard, as it is reached with "2" and so on.
-    void choose(const char *name, int index) const;
-    QStringList items(const char *name) const;
-    QStringList jobs() const
+    /// Picks an item with the keyboard.
+    void choose(const char *combo, int index) const
     {
-        return m_folder->rows(QStringLiteral("select jobname, listid, msgid from mjob"));
+        box<QComboBox>(combo)->setFocus();
+        QTest::keyClick(box<QComboBox>(combo), Qt::Key_Home);
+        for (int i = 0; i < index; ++i)
+            QTest::keyClick(box<QComboBox>(combo), Qt::Key_Down);
     }
-    JobRow firstRow() const;
+    QString jobs() const
+    {
+        return folder.rows("select jobname, listid, msgid from mjob").join(QLatin1Char(' '));
+    }
+    JobRow addJob() const
+    {
+        folder.addJob("J", 2, 1);
+        Connection system(folder.folder().systemConnectionString());
+        return loadJobs(system).at(0);
+    }
     /// Opens the dialog with `show` and does `steps` while it is open; what is open then is
     /// cancelled. Returns what `show` returned.
-    bool during(const std::function<bool()> &show, const std::function<void()> &steps) const;
-    bool create(const std::function<void()> &steps) const
+    bool during(const std::function<bool()> &show, const std::function<void()> &steps) const
     {
-        return during([this] { return m_window->createJob(); }, steps);
+        bool wasOpen = false;
+        QTimer::singleShot(0, &window, [&] {
+            wasOpen = QTest::qWaitForWindowActive(const_cast<frmNewJob *>(&window));
+            steps();
+            if (window.isVisible())
+                press("cmdCancel");
+        });
+        const bool result = show();
+        if (!wasOpen)
+            QTest::qFail("The dialog did not wait for the person", __FILE__, __LINE__);
+        return result;
+    }
+    bool create(const std::function<void()> &steps)
+    {
+        return during([this] { return window.createJob(); }, steps);
+    }
+    bool edit(const JobRow &row, const std::function<void()> &steps)
+    {
+        return during([&] { return window.editJob(row); }, steps);
     }
 
-    std::unique_ptr<TestFolder> m_folder;
-    std::unique_ptr<ScriptedOperator> m_op;
-    std::function<bool()> m_createList;
-    std::function<bool()> m_createMail;
-    std::unique_ptr<frmNewJob> m_window;
+    TestFolder folder;
+    ScriptedOperator op;
+    std::function<bool()> createList = [] { return false; };
+    std::function<bool()> createMail = [] { return false; };
+    frmNewJob window{folder.folder(), op, [this] { return createList(); },
+                     [this] { return createMail(); }};
 };
 
-void TestNewJob::init()
-{
-    m_folder = std::make_unique<TestFolder>();
-    m_op = std::make_unique<ScriptedOperator>();
-    m_createList = m_createMail = [] { return false; };
-    m_window = std::make_unique<frmNewJob>(
-        m_folder->folder(), *m_op, [this] { return m_createList(); },
-        [this] { return m_createMail(); });
-}
+} // namespace
 
-void TestNewJob::cleanup()
+class TestNewJob final : public QObject
 {
-    m_window.reset();
-    m_op.reset();
-    m_folder.reset();
-}
+    Q_OBJECT
 
-bool TestNewJob::during(const std::function<bool()> &show, const std::function<void()> &steps) const
-{
-    bool wasOpen = false;
-    QTimer::singleShot(0, m_window.get(), [&] {
-        wasOpen = QTest::qWaitForWindowActive(m_window.get());
-        steps();
-        if (m_window->isVisible())
-            press("cmdCancel");
-    });
-    const bool result = show();
-    if (!wasOpen)
-        QTest::qFail("The dialog did not wait for the person", __FILE__, __LINE__);
-    return result;
-}
-
-void TestNewJob::choose(const char *name, int index) const
-{
-    auto *combo = box<QComboBox>(name);
-    combo->setFocus();
-    QTest::keyClick(combo, Qt::Key_Home);
-    for (int i = 0; i < index; ++i)
-        QTest::keyClick(combo, Qt::Key_Down);
-}
-
-QStringList TestNewJob::items(const char *name) const
-{
-    const auto *combo = box<QComboBox>(name);
-    QStringList texts;
-    for (int i = 0; i < combo->count(); ++i)
-        texts += combo->itemText(i);
-    return texts;
-}
-
-JobRow TestNewJob::firstRow() const
-{
-    Connection system(m_folder->folder().systemConnectionString());
-    return loadJobs(system).at(0);
-}
+private slots:
+    void createsAJob();
+    void createsAListAndAMail();
+    void renamesAJob();
+    void cancelStoresNothing();
+    void failingStoreKeepsTheDialog();
+};
 
 void TestNewJob::createsAJob()
 {
-    m_folder->addList(QStringLiteral("A"), {});
-    const qint64 list = m_folder->addList(QStringLiteral("B"), {});
-    const qint64 message = m_folder->addMessage(QStringLiteral("News"), {});
-    QVERIFY(create([this] {
-        QCOMPARE(m_window->windowTitle(), QStringLiteral("Create Job"));
-        QCOMPARE(box<QPushButton>("cmdOK")->text().remove(QLatin1Char('&')),
-                 QStringLiteral("Create"));
-        QVERIFY(box<QLineEdit>("txtJobName")->hasFocus());
-        QTest::keyClicks(box<QLineEdit>("txtJobName"), QStringLiteral("Bob's ''mailing'' "));
-        choose("combMlist", 2);
-        choose("combMmsg", 1);
-        QTest::keyClick(box<QLineEdit>("txtJobName"), Qt::Key_Return);
+    Desk desk;
+    QVERIFY(desk.create([&desk] {
+        desk.press("cmdOK");
+        QVERIFY(desk.name()->hasFocus());
+        QTest::keyClicks(desk.name(), QStringLiteral("Bob's ''mailing'' "));
+        desk.press("cmdOK");
+        desk.choose("combMlist", 2);
+        desk.press("cmdOK");
+        QCOMPARE(desk.op.told,
+                 QStringList({QStringLiteral("Job Manager|Job Name cannot be empty !"),
+                              QStringLiteral("|Please a maillist."),
+                              QStringLiteral("|Please a mail content.")}));
+        QVERIFY(desk.box<QComboBox>("combMmsg")->hasFocus());
+        desk.choose("combMmsg", 1);
+        QTest::keyClick(desk.name(), Qt::Key_Return);
     }));
-    QCOMPARE(jobs(),
-             QStringList{QStringLiteral("Bob's ''mailing'' |%1|%2").arg(list).arg(message)});
-    QCOMPARE(m_folder->rows(QStringLiteral("select progress, total, last_mid from mjob")),
-             QStringList{QStringLiteral("null|0|0")});
+    QCOMPARE(desk.op.told.size(), 3);
+    QCOMPARE(desk.jobs(), QStringLiteral("Bob's ''mailing'' |2|1"));
     // The next job begins with nothing chosen.
-    QVERIFY(!create([this] {
-        QVERIFY(box<QLineEdit>("txtJobName")->hasFocus());
-        QCOMPARE(box<QLineEdit>("txtJobName")->text(), QString());
-        QCOMPARE(box<QComboBox>("combMlist")->currentIndex(), 0);
-        QCOMPARE(box<QComboBox>("combMmsg")->currentIndex(), 0);
+    QVERIFY(!desk.create([&desk] {
+        QVERIFY(desk.name()->hasFocus());
+        QCOMPARE(desk.name()->text(), QString());
+        QCOMPARE(desk.chosen(), QStringLiteral("--Select Maillist-- --Select Email--"));
     }));
-    QCOMPARE(m_op->told, QStringList());
-}
-
-void TestNewJob::checksInOrder()
-{
-    m_folder->addList(QStringLiteral("L"), {});
-    m_folder->addMessage(QStringLiteral("M"), {});
-    QVERIFY(create([this] {
-        press("cmdOK");
-        QTest::keyClicks(box<QLineEdit>("txtJobName"), QStringLiteral(" "));
-        press("cmdOK");
-        choose("combMlist", 1);
-        press("cmdOK");
-        QVERIFY(m_window->isVisible());
-        QCOMPARE(m_op->told, QStringList({QStringLiteral("Job Manager|Job Name cannot be empty !"),
-                                          QStringLiteral("|Please a maillist."),
-                                          QStringLiteral("|Please a mail content.")}));
-        QVERIFY(box<QComboBox>("combMmsg")->hasFocus());
-        choose("combMmsg", 1);
-        press("cmdOK");
-    }));
-    QCOMPARE(m_op->told.size(), 3);
-    QCOMPARE(jobs(), QStringList{QStringLiteral(" |1|1")}); // a name of blanks is one
-}
-
-void TestNewJob::offersListsAndMessages()
-{
-    create([this] {
-        QCOMPARE(items("combMlist"), QStringList{QStringLiteral("--Select Maillist--")});
-        QCOMPARE(items("combMmsg"), QStringList{QStringLiteral("--Select Email--")});
-    });
-    m_folder->addList(QStringLiteral("B"), {});
-    m_folder->addList(QStringLiteral("A"), {});
-    m_folder->execute(QStringLiteral("insert into mmsg (subject) values (null)"));
-    create([this] {
-        QCOMPARE(items("combMlist"), QStringList({QStringLiteral("--Select Maillist--"),
-                                                  QStringLiteral("1-B"), QStringLiteral("2-A")}));
-        QCOMPARE(items("combMmsg"),
-                 QStringList({QStringLiteral("--Select Email--"), QStringLiteral("1-")}));
-    });
 }
 
 void TestNewJob::createsAListAndAMail()
 {
-    for (const char *name : {"A", "B"}) {
-        m_folder->addList(QLatin1String(name), {});
-        m_folder->addMessage(QLatin1String(name), {});
-    }
-    const auto chosen = [this] {
-        return box<QComboBox>("combMlist")->currentText() + QLatin1Char(' ') +
-               box<QComboBox>("combMmsg")->currentText();
-    };
-    create([&] {
-        choose("combMlist", 1);
-        choose("combMmsg", 1);
-        press("cmdList");
-        press("cmdMail");
-        QCOMPARE(chosen(), QStringLiteral("1-A 1-A")); // nothing was made
-        m_createList = [this] { return m_folder->addList(QStringLiteral("New"), {}) != 0; };
-        press("cmdList");
-        QCOMPARE(chosen(), QStringLiteral("3-New 1-A"));
-        m_createMail = [this] { return m_folder->addMessage(QStringLiteral("New"), {}) != 0; };
-        press("cmdMail");
+    Desk desk;
+    desk.create([&desk] {
+        desk.choose("combMlist", 1);
+        desk.choose("combMmsg", 1);
+        desk.press("cmdList");
+        desk.press("cmdMail");
+        QCOMPARE(desk.chosen(), QStringLiteral("1-A 1-A")); // nothing was made
+        desk.createList = [&] { return desk.folder.addList("<b>New</b>", {}) != 0; };
+        desk.press("cmdList");
+        QCOMPARE(desk.chosen(), QStringLiteral("3-<b>New</b> 1-A"));
+        // It tells its item in full, and markup stays text.
+        QCOMPARE(desk.box<QComboBox>("combMlist")->toolTip(),
+                 QStringLiteral("<p>3-&lt;b&gt;New&lt;/b&gt;</p>"));
+        desk.createMail = [&] { return desk.folder.addMessage("New", {}) != 0; };
+        desk.press("cmdMail");
     });
-    QCOMPARE(chosen(), QStringLiteral("3-New 3-New")); // cancelled or not
-    QCOMPARE(jobs(), QStringList());
+    QCOMPARE(desk.chosen(), QStringLiteral("3-<b>New</b> 3-New")); // cancelled or not
+    QCOMPARE(desk.jobs(), QString());
 }
 
 void TestNewJob::renamesAJob()
 {
-    m_folder->addList(QStringLiteral("A"), {});
-    const qint64 list = m_folder->addList(QStringLiteral("B"), {});
-    const qint64 message = m_folder->addMessage(QStringLiteral("News"), {});
-    m_folder->addJob(QStringLiteral("Other"), list, message);
-    m_folder->addJob(QStringLiteral("Old"), list, message);
-    const JobRow row = firstRow();
-    QVERIFY(
-        during([&] { return m_window->editJob(row); },
-               [this] {
-                   QCOMPARE(m_window->windowTitle(), QStringLiteral("Edit Job"));
-                   QCOMPARE(box<QPushButton>("cmdOK")->text().remove(QLatin1Char('&')),
-                            QStringLiteral("Save"));
-                   QCOMPARE(box<QLineEdit>("txtJobName")->text(), QStringLiteral("Old"));
-                   QCOMPARE(box<QComboBox>("combMlist")->currentText(), QStringLiteral("2-B"));
-                   QCOMPARE(box<QComboBox>("combMmsg")->currentText(), QStringLiteral("1-News"));
-                   for (const char *locked : {"combMlist", "combMmsg", "cmdList", "cmdMail"})
-                       QVERIFY2(!box<QWidget>(locked)->isEnabled(), locked);
-                   // The name is selected: typing replaces it.
-                   QTest::keyClicks(box<QLineEdit>("txtJobName"), QStringLiteral("Bob's mailing"));
-                   QTest::keyClick(box<QLineEdit>("txtJobName"), Qt::Key_Return);
-               }));
-    QCOMPARE(jobs(),
-             QStringList({QStringLiteral("Other|2|1"), QStringLiteral("Bob's mailing|2|1")}));
+    Desk desk;
+    desk.folder.addJob("Other", 1, 1);
+    const JobRow row = desk.addJob();
+    QVERIFY(desk.edit(row, [&desk] {
+        QCOMPARE(desk.name()->text() + QLatin1Char(' ') + desk.chosen(),
+                 QStringLiteral("J 2-B 1-A"));
+        for (const char *locked : {"combMlist", "combMmsg", "cmdList", "cmdMail"})
+            QVERIFY2(!desk.box<QWidget>(locked)->isEnabled(), locked);
+        // The name is selected: typing replaces it.
+        QTest::keyClicks(desk.name(), QStringLiteral("Bob's"));
+        QTest::keyClick(desk.name(), Qt::Key_Return);
+    }));
+    QCOMPARE(desk.jobs(), QStringLiteral("Other|1|1 Bob's|2|1"));
     // A new job may choose again.
-    create([this] { QVERIFY(box<QComboBox>("combMlist")->isEnabled()); });
-}
-
-void TestNewJob::editsTheJobOfItsRow()
-{
-    const qint64 list = m_folder->addList(QStringLiteral("Before"), {});
-    m_folder->addJob(QStringLiteral("J"), list, m_folder->addMessage(QStringLiteral("M"), {}));
-    const JobRow row = firstRow();
-    // The row is older than the list's name: its text is no item, so nothing is chosen.
-    m_folder->execute(QStringLiteral("update mlist set listname='After'"));
-    QVERIFY(!during([&] { return m_window->editJob(row); },
-                    [this] {
-                        QCOMPARE(box<QComboBox>("combMlist")->currentIndex(), 0);
-                        press("cmdOK");
-                    }));
-    QCOMPARE(m_op->told, QStringList{QStringLiteral("|Please a maillist.")});
-}
-
-void TestNewJob::cancelStoresNothing_data()
-{
-    QTest::addColumn<bool>("escape");
-    QTest::newRow("Cancel") << false;
-    QTest::newRow("Escape") << true;
+    desk.create([&desk] { QVERIFY(desk.box<QComboBox>("combMlist")->isEnabled()); });
+    // Where the row is older than the list's name its text is no item, so nothing is chosen.
+    desk.folder.execute("update mlist set listname='After'");
+    QVERIFY(!desk.edit(row, [&desk] { desk.press("cmdOK"); }));
+    QCOMPARE(desk.op.told, QStringList{QStringLiteral("|Please a maillist.")});
 }
 
 void TestNewJob::cancelStoresNothing()
 {
-    QFETCH(bool, escape);
-    m_folder->addJob(QStringLiteral("J"), m_folder->addList(QStringLiteral("L"), {}),
-                     m_folder->addMessage(QStringLiteral("M"), {}));
-    const JobRow row = firstRow();
-    const auto steps = [this, escape] {
-        QTest::keyClicks(box<QLineEdit>("txtJobName"), QStringLiteral("X"));
-        choose("combMlist", 1);
-        choose("combMmsg", 1);
-        if (escape)
-            QTest::keyClick(m_window.get(), Qt::Key_Escape);
-        else
-            press("cmdCancel");
-        QVERIFY(!m_window->isVisible());
-    };
-    QVERIFY(!create(steps));
-    QVERIFY(!during([&] { return m_window->editJob(row); }, steps));
-    QCOMPARE(jobs(), QStringList{QStringLiteral("J|1|1")});
+    Desk desk;
+    const JobRow row = desk.addJob();
+    for (const bool escape : {false, true}) {
+        const auto steps = [&desk, escape] {
+            QTest::keyClicks(desk.name(), QStringLiteral("X"));
+            desk.choose("combMlist", 1);
+            desk.choose("combMmsg", 1);
+            if (escape)
+                QTest::keyClick(&desk.window, Qt::Key_Escape);
+            else
+                desk.press("cmdCancel");
+            QVERIFY(!desk.window.isVisible());
+        };
+        QVERIFY(!desk.create(steps));
+        QVERIFY(!desk.edit(row, steps));
+    }
+    QCOMPARE(desk.jobs(), QStringLiteral("J|2|1"));
 }
 
 void TestNewJob::failingStoreKeepsTheDialog()
 {
-    m_folder->addJob(QStringLiteral("J"), m_folder->addList(QStringLiteral("L"), {}),
-                     m_folder->addMessage(QStringLiteral("M"), {}));
-    const JobRow row = firstRow();
-    for (const char *event : {"insert", "update"})
-        m_folder->execute(QStringLiteral("create trigger t_%1 before %1 on mjob begin select "
-                                         "raise(abort, 'The disk is full.'); end")
-                              .arg(QLatin1String(event)));
-    const auto steps = [this] {
-        m_op->told.clear();
-        QTest::keyClicks(box<QLineEdit>("txtJobName"), QStringLiteral("X"));
-        choose("combMlist", 1);
-        choose("combMmsg", 1);
-        press("cmdOK");
-        QVERIFY(m_window->isVisible());
-        QCOMPARE(box<QLineEdit>("txtJobName")->text(), QStringLiteral("X"));
-        QCOMPARE(m_op->told.size(), 1);
-        QVERIFY(m_op->told.first().startsWith(QLatin1String("Error|Error # ")));
-        QVERIFY(m_op->told.first().endsWith(QLatin1String("The disk is full.")));
+    Desk desk;
+    const JobRow row = desk.addJob();
+    desk.folder.refuse("insert on mjob");
+    desk.folder.refuse("update on mjob");
+    const auto steps = [&desk] {
+        desk.op.told.clear();
+        QTest::keyClicks(desk.name(), QStringLiteral("X"));
+        desk.choose("combMlist", 1);
+        desk.choose("combMmsg", 1);
+        desk.press("cmdOK");
+        QVERIFY(desk.window.isVisible());
+        QCOMPARE(desk.name()->text(), QStringLiteral("X"));
+        QCOMPARE(desk.op.told.size(), 1);
+        QVERIFY(desk.op.told.first().startsWith(QLatin1String("Error|Error # ")));
+        QVERIFY(desk.op.told.first().endsWith(QLatin1String("no room")));
     };
-    QVERIFY(!create(steps));
-    QVERIFY(!during([&] { return m_window->editJob(row); }, steps));
-}
-
-void TestNewJob::unreadableDatabaseOpensNothing()
-{
-    QFile::remove(m_folder->file(QStringLiteral("sys.mdb")));
-    QVERIFY(!m_window->createJob());
-    QCOMPARE(m_op->told.size(), 1);
-    QVERIFY(m_op->told.first().startsWith(QLatin1String("Error|Error # ")));
-}
-
-void TestNewJob::tellsTheChosenItemInFull_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("toolTip");
-    QTest::newRow("plain") << "Members & friends"
-                           << "1-Members & friends";
-    QTest::newRow("markup stays text") << "<b>Gold</b>"
-                                       << "<p>1-&lt;b&gt;Gold&lt;/b&gt;</p>";
-}
-
-void TestNewJob::tellsTheChosenItemInFull()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, toolTip);
-    m_folder->addJob(QStringLiteral("J"), m_folder->addList(name, {}),
-                     m_folder->addMessage(name, {}));
-    create([&] {
-        for (const char *combo : {"combMlist", "combMmsg"}) {
-            choose(combo, 1);
-            QCOMPARE(box<QComboBox>(combo)->toolTip(), toolTip);
-            choose(combo, 0);
-        }
-    });
-    // Locked, they tell it as well.
-    during([this] { return m_window->editJob(firstRow()); },
-           [&] { QCOMPARE(box<QComboBox>("combMmsg")->toolTip(), toolTip); });
+    QVERIFY(!desk.create(steps));
+    QVERIFY(!desk.edit(row, steps));
+    // Where the lists cannot be read no dialog opens.
+    QVERIFY(QFile::remove(desk.folder.file("sys.mdb")));
+    QVERIFY(!desk.window.createJob());
+    QCOMPARE(desk.op.told.size(), 2);
 }
 
 QTEST_MAIN(TestNewJob)

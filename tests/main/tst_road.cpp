@@ -3,8 +3,7 @@
 // the way, with the engine that shows HTML to people.
 
 #include "appearance.h"
-#include "curlwebfetch.h"
-#include "fakes.h"
+#include "desk.h"
 #include "frmemail.h"
 #include "frmimport.h"
 #include "frmmgrlist.h"
@@ -14,29 +13,19 @@
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmsend.h"
-#include "frmsplash.h"
-#include "mainwindow.h"
-#include "smtpsendmail.h"
 #include "smtpserver.h"
-#include "sortablelist.h"
 #include "spreadsheet.h"
-#include "testfolder.h"
+#include "testfiles.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
-#include "whenshown.h"
 
 #include <QComboBox>
 #include <QDir>
-#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QTabBar>
-#include <QTabWidget>
-#include <QTest>
-#include <QToolBar>
 
 namespace
 {
@@ -72,18 +61,9 @@ HtmlView *makeHtmlView(QWidget *parent)
     return view;
 }
 
-template <typename T>
-T *find(const QWidget &window, const char *name)
-{
-    T *found = window.findChild<T *>(QString::fromLatin1(name));
-    if (!found)
-        qFatal("There is no %s", name);
-    return found;
-}
-
 void type(const QWidget &window, const char *box, const char *text)
 {
-    auto *edit = find<QLineEdit>(window, box);
+    auto *edit = child<QLineEdit>(window, box);
     edit->setFocus();
     edit->selectAll();
     QTest::keyClicks(edit, QString::fromUtf8(text));
@@ -91,16 +71,13 @@ void type(const QWidget &window, const char *box, const char *text)
 
 void press(const QWidget &window, const char *button)
 {
-    QTest::mouseClick(find<QPushButton>(window, button), Qt::LeftButton);
+    QTest::mouseClick(child<QPushButton>(window, button), Qt::LeftButton);
 }
 
 void pressTool(const QWidget &window, const char *bar, const char *key)
 {
-    auto *toolbar = find<QToolBar>(window, bar);
-    QAction *action = window.findChild<QAction *>(QString::fromLatin1(key));
-    if (!action)
-        qFatal("There is no button %s", key);
-    QTest::mouseClick(toolbar->widgetForAction(action), Qt::LeftButton);
+    QTest::mouseClick(child<QToolBar>(window, bar)->widgetForAction(child<QAction>(window, key)),
+                      Qt::LeftButton);
 }
 
 } // namespace
@@ -126,13 +103,11 @@ private:
 void TestRoad::initTestCase()
 {
     setUpAppearance();
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                       m_folder.file(QStringLiteral("config")));
-    QFile members(m_folder.file(QStringLiteral("members.csv")));
-    QVERIFY(members.open(QIODevice::WriteOnly));
-    members.write("ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
-                  "brian@example.org,Brian,O'Brien,Mr,0117 496 0023,O'Brien's Garage,\r\n"
-                  "frieda@example.org,Frieda,M\xc3\xbcller,Prof,+49 30 2318 0077,,\r\n");
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.file("config"));
+    writeFile(m_folder.file("members.csv"),
+              "ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
+              "brian@example.org,Brian,O'Brien,Mr,0117 496 0023,O'Brien's Garage,\r\n"
+              "frieda@example.org,Frieda,M\xc3\xbcller,Prof,+49 30 2318 0077,,\r\n");
 }
 
 /// "Create List": a name, and the recipients from a file.
@@ -142,7 +117,7 @@ void TestRoad::makeList(frmNewJob &job)
         type(window, "Text1", "Friends of the Library");
         picture(window, "road-2-new-list");
         const WhenShown<frmImport> import([this](frmImport &importWindow) {
-            m_op.files.push(m_folder.file(QStringLiteral("members.csv")));
+            m_op.files.push(m_folder.file("members.csv"));
             press(importWindow, "cmdOpen");
             picture(importWindow, "road-3-import");
             press(importWindow, "cmdImport");
@@ -161,14 +136,14 @@ void TestRoad::writeMessage(frmNewJob &job)
         type(window, "txtSendermail", "library@greenfield.example");
         type(window, "txtReplymail", "desk@greenfield.example");
         type(window, "txtSubject", "Book sale on Saturday");
-        find<QComboBox>(window, "combFormat")->setCurrentText(QStringLiteral("HTML"));
-        auto *body = find<QPlainTextEdit>(window, "txtSource");
+        child<QComboBox>(window, "combFormat")->setCurrentText(QStringLiteral("HTML"));
+        auto *body = child<QPlainTextEdit>(window, "txtSource");
         body->setFocus();
         QTest::keyClicks(body, QStringLiteral("<h2>Dear %%TITLE%% %%LASTNAME%%,</h2>"));
         QTest::keyClick(body, Qt::Key_Return);
         QTest::keyClicks(body, QStringLiteral("<p>you may come an hour before the others.</p>"));
         picture(window, "road-4-new-email");
-        find<QTabBar>(window, "TabStrip1")->setCurrentIndex(1);
+        child<QTabBar>(window, "TabStrip1")->setCurrentIndex(1);
         picture(window, "road-5-email-preview");
         press(window, "cmdOK");
     });
@@ -210,12 +185,10 @@ void TestRoad::fromAnEmptyProgramToASentJob()
         const WhenShown<frmSplash> splash(
             [](frmSplash &window) { QTest::keyClick(&window, Qt::Key_Space); });
         main.load();
-        QTRY_COMPARE(m_folder.rows(QStringLiteral("select count(*) from mjob")).first(),
-                     QStringLiteral("1"));
+        QTRY_COMPARE(m_folder.row("select count(*) from mjob"), QStringLiteral("1"));
     }
     QTRY_VERIFY(!QApplication::activeModalWidget());
-    QCOMPARE(m_folder.rows(QStringLiteral("select rec_count from mlist")).first(),
-             QStringLiteral("3"));
+    QCOMPARE(m_folder.row("select rec_count from mlist"), QStringLiteral("3"));
     {
         const WhenShown<frmPinfo> options([this](frmPinfo &window) {
             type(window, "txtSMTP",
@@ -244,13 +217,13 @@ void TestRoad::fromAnEmptyProgramToASentJob()
         pressTool(main, "Toolbar1", "List Manager");
     }
 
-    auto *jobs = find<SortableList>(main, "lvTask");
+    auto *jobs = child<SortableList>(main, "lvTask");
     QTest::mouseClick(jobs->viewport(), Qt::LeftButton, {},
                       jobs->visualRect(jobs->model()->index(0, 1)).center());
     pressTool(main, "Toolbar1", "Start");
     picture(main, "road-8-sent");
 
-    QCOMPARE(m_folder.rows(QStringLiteral("select progress, success, failure from mjob")).first(),
+    QCOMPARE(m_folder.row("select progress, success, failure from mjob"),
              QStringLiteral("Complete|3|0"));
     const QList<ReceivedMessage> received = m_server.messages();
     QCOMPARE(received.size(), 4);

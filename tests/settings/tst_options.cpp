@@ -6,64 +6,14 @@
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QFile>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
 #include <QTimer>
-
-class TestOptions final : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void init();
-    void cleanup();
-    void firstStart();
-    void boxesAreTheLiveSettings();
-    void applyKeepsAndCloseUndoes();
-    void unsubscribedTextStaysAsItIs();
-    void tabsShowTheirFrames();
-    void onlyItsButtonsLeaveIt();
-    void endsWithTheProgram();
-    void confirmsAChangedPassword_data();
-    void confirmsAChangedPassword();
-    void confirmsBeforeAButtonActs_data();
-    void confirmsBeforeAButtonActs();
-    void asksOnceAtATime();
-    void borrowedFocusAsksNothing();
-    void returnsToThePasswordFromTheOtherTab();
-
-private:
-    template <typename T>
-    T *box(const char *name) const
-    {
-        return m_window->findChild<T *>(QLatin1String(name));
-    }
-    QLineEdit *password() const { return box<QLineEdit>("txtPassword"); }
-    void press(const char *button) const
-    {
-        QTest::mousePress(box<QPushButton>(button), Qt::LeftButton);
-        QCoreApplication::processEvents(); // a finger is slower than the event queue
-        QTest::mouseRelease(box<QPushButton>(button), Qt::LeftButton);
-    }
-    static void activate(QWidget *window);
-    /// Options as opened by a person, with a password stored and the login switched on.
-    void open(const QString &storedPassword = {}, Operator *op = nullptr);
-    void type(QLineEdit *edit, const QString &text) const;
-
-    std::unique_ptr<QTemporaryDir> m_config;
-    std::unique_ptr<TestFolder> m_folder;
-    std::unique_ptr<SettingsStore> m_store;
-    std::unique_ptr<ScriptedOperator> m_op;
-    std::unique_ptr<frmPinfo> m_window;
-};
 
 namespace
 {
@@ -71,45 +21,25 @@ namespace
 const QString question = QStringLiteral("Password Confirm|Password");
 const QString incorrect =
     QStringLiteral("Password Confirm|Password incorrect, please enter again !");
+const QString old = QStringLiteral("old");
+const QString changed = QStringLiteral("new");
 
-} // namespace
-
-void TestOptions::init()
+Settings withPassword(const QString &password)
 {
-    m_config = std::make_unique<QTemporaryDir>();
-    m_folder = std::make_unique<TestFolder>();
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_config->path());
-    m_store = std::make_unique<SettingsStore>(m_folder->folder());
-    m_op = std::make_unique<ScriptedOperator>();
-}
-
-void TestOptions::cleanup()
-{
-    m_window.reset();
-    m_op.reset();
-    m_store.reset();
-    m_folder.reset();
-    m_config.reset();
-}
-
-void TestOptions::activate(QWidget *window)
-{
-    window->show();
-    window->activateWindow();
-    QVERIFY(QTest::qWaitForWindowActive(window));
-}
-
-void TestOptions::open(const QString &storedPassword, Operator *op)
-{
-    Settings settings = m_store->load();
+    Settings settings;
     settings.requireLogon = true;
-    settings.password = storedPassword;
-    m_store->save(settings);
-    m_window = std::make_unique<frmPinfo>(*m_store, op ? *op : *m_op);
-    activate(m_window.get());
+    settings.password = password;
+    return settings;
 }
 
-void TestOptions::type(QLineEdit *edit, const QString &text) const
+void activate(QWidget &window)
+{
+    window.show();
+    window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+}
+
+void type(QLineEdit *edit, const QString &text)
 {
     QTest::mouseClick(edit, Qt::LeftButton);
     edit->selectAll();
@@ -117,127 +47,134 @@ void TestOptions::type(QLineEdit *edit, const QString &text) const
     QTest::keyClicks(edit, text);
 }
 
-void TestOptions::firstStart()
+/// Options as opened by a person, with these settings stored.
+struct Desk {
+    explicit Desk(const Settings &stored)
+    {
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
+                           folder.file(QStringLiteral("config")));
+        if (stored != Settings())
+            store.save(stored);
+        window = std::make_unique<frmPinfo>(store, op);
+        activate(*window);
+    }
+    template <typename T>
+    T *box(const char *name) const
+    {
+        return window->findChild<T *>(QLatin1String(name));
+    }
+    QLineEdit *password() const { return box<QLineEdit>("txtPassword"); }
+    void check(const char *name) const
+    {
+        QTest::mouseClick(box<QCheckBox>(name), Qt::LeftButton, {}, QPoint(8, 8));
+    }
+    void press(const char *button) const
+    {
+        QTest::mousePress(box<QPushButton>(button), Qt::LeftButton);
+        QCoreApplication::processEvents(); // a finger is slower than the event queue
+        QTest::mouseRelease(box<QPushButton>(button), Qt::LeftButton);
+    }
+
+    TestFolder folder;
+    SettingsStore store{folder.folder()};
+    ScriptedOperator op;
+    std::unique_ptr<frmPinfo> window;
+};
+
+} // namespace
+
+class TestOptions final : public QObject
 {
-    m_window = std::make_unique<frmPinfo>(*m_store, *m_op);
-    m_window->show();
-    QCOMPARE(m_window->current(), Settings());
-    const auto enabledOfLogin = [this] {
-        int count = 0;
-        for (const char *name :
-             {"lblLogin", "lblUsername", "txtUsername", "lblPassword", "txtPassword"})
-            count += box<QWidget>(name)->isEnabled();
-        return count;
-    };
-    QCOMPARE(enabledOfLogin(), 0);
-    QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
-    QCOMPARE(enabledOfLogin(), 5);
-    press("cmdClose"); // loads again, with the login off
-    QCOMPARE(enabledOfLogin(), 0);
-}
+    Q_OBJECT
+
+private slots:
+    void boxesAreTheLiveSettings();
+    void unsubscribedTextStaysAsItIs();
+    void onlyItsButtonsLeaveIt();
+    void confirmsAChangedPassword_data();
+    void confirmsAChangedPassword();
+    void confirmsBeforeAButtonActs_data();
+    void confirmsBeforeAButtonActs();
+    void asksOnceAtATime();
+    void borrowedFocusAsksNothing();
+    void returnsToThePasswordFromTheOtherTab();
+};
 
 void TestOptions::boxesAreTheLiveSettings()
 {
-    open();
-    type(box<QLineEdit>("txtSMTP"), QStringLiteral("mail.example.org"));
-    type(box<QLineEdit>("txtOperator"), QStringLiteral("me@example.org"));
-    type(box<QLineEdit>("txtUsername"), QStringLiteral("ann"));
-    for (const char *name : {"chkLog", "chkValidEmail"})
-        QTest::mouseClick(box<QCheckBox>(name), Qt::LeftButton, {}, QPoint(8, 8));
-    box<QTabWidget>("TabStrip1")->setCurrentIndex(1);
-    QPlainTextEdit *list = box<QPlainTextEdit>("txtUList");
-    QTest::keyClicks(list, QStringLiteral("gone@x.org"));
-    QTest::keyClick(list, Qt::Key_Return);
-    QTest::keyClicks(list, QStringLiteral("b@x.org"));
+    const Desk desk{Settings()};
+    QCOMPARE(desk.window->current(), Settings());
+    const auto enabledOfLogin = [&desk] {
+        int count = 0;
+        for (const char *name :
+             {"lblLogin", "lblUsername", "txtUsername", "lblPassword", "txtPassword"})
+            count += desk.box<QWidget>(name)->isEnabled();
+        return count;
+    };
+    QCOMPARE(enabledOfLogin(), 0);
+    for (const char *name : {"chkLogin", "chkLog", "chkValidEmail"})
+        desk.check(name);
+    QCOMPARE(enabledOfLogin(), 5);
+    type(desk.box<QLineEdit>("txtSMTP"), QStringLiteral("mail.example.org"));
+    type(desk.box<QLineEdit>("txtOperator"), QStringLiteral("me@example.org"));
+    type(desk.box<QLineEdit>("txtUsername"), QStringLiteral("ann"));
+    desk.box<QTabWidget>("TabStrip1")->setCurrentIndex(1);
+    QTest::keyClicks(desk.box<QPlainTextEdit>("txtUList"), QStringLiteral("gone@x.org\rb@x.org"));
 
-    Settings typed;
-    typed.smtpServer = QStringLiteral("mail.example.org");
-    typed.operatorAddress = QStringLiteral("me@example.org");
-    typed.account = QStringLiteral("ann");
-    typed.requireLogon = typed.logOutgoing = typed.validateAddresses = true;
-    typed.unsubscribed = QStringLiteral("gone@x.org\r\nb@x.org");
-    QCOMPARE(m_window->current(), typed);
-    QVERIFY(m_store->load() != typed);
+    const Settings typed{.smtpServer = QStringLiteral("mail.example.org"),
+                         .operatorAddress = QStringLiteral("me@example.org"),
+                         .account = QStringLiteral("ann"),
+                         .password = {},
+                         .requireLogon = true,
+                         .logOutgoing = true,
+                         .validateAddresses = true,
+                         .unsubscribed = QStringLiteral("gone@x.org\r\nb@x.org")};
+    QCOMPARE(desk.window->current(), typed);
+    QCOMPARE(desk.store.load(), Settings());
 
-    press("Command1");
-    QVERIFY(m_window->isVisible());
+    desk.press("Command1");
+    QVERIFY(desk.window->isVisible());
     // The list as loaded has every line ended.
-    typed.unsubscribed += QStringLiteral("\r\n");
-    QCOMPARE(m_store->load(), typed);
-}
-
-void TestOptions::applyKeepsAndCloseUndoes()
-{
-    open();
-    QLineEdit *server = box<QLineEdit>("txtSMTP");
-    type(server, QStringLiteral("kept"));
-    press("Command1");
-    type(server, QStringLiteral("lost"));
-    QTest::mouseClick(box<QCheckBox>("chkLogin"), Qt::LeftButton, {}, QPoint(8, 8));
-    press("cmdClose");
-    QVERIFY(!m_window->isVisible());
-    QCOMPARE(m_window->current().smtpServer, QStringLiteral("kept"));
-    QVERIFY(m_window->current().requireLogon);
-    QCOMPARE(m_store->load(), m_window->current());
+    Settings applied = typed;
+    applied.unsubscribed += QStringLiteral("\r\n");
+    QCOMPARE(desk.store.load(), applied);
+    // Close undoes what came after that.
+    type(desk.box<QLineEdit>("txtOperator"), QStringLiteral("lost"));
+    desk.check("chkLogin");
+    desk.press("cmdClose");
+    QVERIFY(!desk.window->isVisible());
+    QCOMPARE(desk.window->current(), applied);
+    QCOMPARE(desk.store.load(), applied);
+    QCOMPARE(enabledOfLogin(), 5);
 }
 
 void TestOptions::unsubscribedTextStaysAsItIs()
 {
-    const QString text = QStringLiteral(" a@x.org \r\n\u00a0b@x.org\r\nj\u00fcrgen@x.org\r\n");
     Settings settings;
-    settings.unsubscribed = text;
-    m_store->save(settings);
-    open();
-    QCOMPARE(m_window->current().unsubscribed, text);
-    press("Command1");
-    QFile file(m_folder->file(QStringLiteral("ulist.txt")));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    QCOMPARE(QString::fromUtf8(file.readAll()), text + QStringLiteral("\r\n"));
-
+    settings.unsubscribed = QStringLiteral(" a@x.org \r\n\u00a0b@x.org\r\nj\u00fcrgen@x.org\r\n");
+    const Desk desk(settings);
+    QCOMPARE(desk.window->current().unsubscribed, settings.unsubscribed);
     // Shift+Return ends a line, too.
-    QPlainTextEdit *list = box<QPlainTextEdit>("txtUList");
+    QPlainTextEdit *list = desk.box<QPlainTextEdit>("txtUList");
     list->clear();
     QTest::keyClicks(list, QStringLiteral("a"));
     QTest::keyClick(list, Qt::Key_Return, Qt::ShiftModifier);
     QTest::keyClicks(list, QStringLiteral("b"));
-    QCOMPARE(m_window->current().unsubscribed, QStringLiteral("a\r\nb"));
-}
-
-void TestOptions::tabsShowTheirFrames()
-{
-    open();
-    QTabBar *tabs = box<QTabWidget>("TabStrip1")->tabBar();
-    for (const int chosen : {1, 0}) {
-        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(chosen).center());
-        QCOMPARE(box<QFrame>("Frame1")->isVisible(), chosen == 0);
-        QCOMPARE(box<QFrame>("Frame2")->isVisible(), chosen == 1);
-    }
+    QCOMPARE(desk.window->current().unsubscribed, QStringLiteral("a\r\nb"));
 }
 
 void TestOptions::onlyItsButtonsLeaveIt()
 {
-    open();
-    QTest::keyClick(m_window.get(), Qt::Key_Escape);
-    QVERIFY(m_window->isVisible());
-    QVERIFY(!m_window->windowFlags().testFlag(Qt::WindowCloseButtonHint));
-    QVERIFY(!m_window->close());
-    QVERIFY(m_window->isVisible());
-
-    // Shown modally, Close returns to the caller.
-    m_window->hide();
-    QTimer::singleShot(0, this, [this] { press("cmdClose"); });
-    m_window->exec();
-    QVERIFY(!m_window->isVisible());
-}
-
-void TestOptions::endsWithTheProgram()
-{
-    open();
-    QSignalSpy ends(qApp, &QCoreApplication::aboutToQuit);
+    const Desk desk(withPassword({}));
+    QTest::keyClick(desk.window.get(), Qt::Key_Escape);
+    QVERIFY(!desk.window->windowFlags().testFlag(Qt::WindowCloseButtonHint));
+    QVERIFY(!desk.window->close());
+    QVERIFY(desk.window->isVisible());
+    // The program that ends is not held up.
     QTimer::singleShot(0, qApp, &QCoreApplication::quit);
     QTimer::singleShot(5000, qApp, [] { QCoreApplication::exit(1); });
     QCOMPARE(QApplication::exec(), 0);
-    QVERIFY(!m_window->isVisible());
+    QVERIFY(!desk.window->isVisible());
 }
 
 void TestOptions::confirmsAChangedPassword_data()
@@ -247,19 +184,14 @@ void TestOptions::confirmsAChangedPassword_data()
     QTest::addColumn<QStringList>("answers"); // as many as questions are expected
     QTest::addColumn<QString>("after");
     QTest::addColumn<bool>("refused");
-    const QStringList none;
-    QTest::newRow("unchanged") << "old"
-                               << "old" << none << "old" << false;
-    QTest::newRow("confirmed") << "old"
-                               << "new" << QStringList{QStringLiteral("new")} << "new" << false;
-    QTest::newRow("wrong") << "old"
-                           << "new" << QStringList{QStringLiteral("New")} << "new" << true;
-    QTest::newRow("cancelled") << "old"
-                               << "new" << QStringList{QString()} << "old" << true;
-    QTest::newRow("cancelled, none before") << ""
-                                            << "new" << QStringList{QString()} << "" << false;
-    QTest::newRow("emptied") << "old"
-                             << "" << QStringList{QString()} << "old" << true;
+    const QStringList cancel{QString()};
+    QTest::newRow("unchanged") << old << old << QStringList() << old << false;
+    QTest::newRow("confirmed") << old << changed << QStringList{changed} << changed << false;
+    QTest::newRow("wrong") << old << changed << QStringList{QStringLiteral("New")} << changed
+                           << true;
+    QTest::newRow("cancelled") << old << changed << cancel << old << true;
+    QTest::newRow("none before") << QString() << changed << cancel << QString() << false;
+    QTest::newRow("emptied") << old << QString() << cancel << old << true;
 }
 
 void TestOptions::confirmsAChangedPassword()
@@ -269,127 +201,101 @@ void TestOptions::confirmsAChangedPassword()
     QFETCH(QStringList, answers);
     QFETCH(QString, after);
     QFETCH(bool, refused);
+    Desk desk(withPassword(before));
     for (const QString &answer : answers)
-        m_op->passwords.push(answer);
-    open(before);
-    type(password(), typed);
-    QTest::keyClick(password(), Qt::Key_Tab);
-    QCOMPARE(m_op->asked, QStringList()); // not while the focus moves
+        desk.op.passwords.push(answer);
+    type(desk.password(), typed);
+    QTest::keyClick(desk.password(), Qt::Key_Tab);
+    QCOMPARE(desk.op.asked, QStringList()); // not while the focus moves
     QCoreApplication::processEvents();
-    QCOMPARE(m_op->asked, QStringList(answers.size(), question));
-    QCOMPARE(m_op->told, refused ? QStringList{incorrect} : QStringList());
-    QCOMPARE(password()->text(), after);
-    QCOMPARE(password()->hasFocus(), refused);
-    // What the box held when it got the focus back counts from then on.
-    QTest::mouseClick(password(), Qt::LeftButton);
-    QTest::mouseClick(box<QLineEdit>("txtSMTP"), Qt::LeftButton);
-    QCoreApplication::processEvents();
-    QCOMPARE(m_op->asked.size(), answers.size());
-    QVERIFY(!password()->hasFocus());
+    QCOMPARE(desk.op.asked, QStringList(answers.size(), question));
+    QCOMPARE(desk.op.told, refused ? QStringList{incorrect} : QStringList());
+    QCOMPARE(desk.password()->text(), after);
+    QCOMPARE(desk.password()->hasFocus(), refused);
 }
 
 void TestOptions::confirmsBeforeAButtonActs_data()
 {
-    QTest::addColumn<QString>("how");
-    QTest::addColumn<QString>("answer");
-    for (const char *how : {"click Apply", "Alt+A", "Return", "click Close", "Alt+C"}) {
-        QTest::addRow("%s, confirmed", how) << QString::fromLatin1(how) << "new";
-        QTest::addRow("%s, wrong", how) << QString::fromLatin1(how) << "other";
-    }
+    QTest::addColumn<QByteArray>("how");
+    QTest::addColumn<bool>("closes");
+    QTest::addColumn<bool>("confirmed");
+    QTest::newRow("Apply") << QByteArray("click") << false << true;
+    QTest::newRow("Alt+A, wrong") << QByteArray("Alt") << false << false;
+    QTest::newRow("Return") << QByteArray("Return") << false << true;
+    QTest::newRow("Close, wrong") << QByteArray("click") << true << false;
+    QTest::newRow("Alt+C") << QByteArray("Alt") << true << true;
 }
 
 void TestOptions::confirmsBeforeAButtonActs()
 {
-    QFETCH(QString, how);
-    QFETCH(QString, answer);
-    const bool confirmed = answer == QLatin1String("new");
-    const bool closes = how.endsWith(QLatin1Char('e')) || how.endsWith(QLatin1Char('C'));
-    m_op->passwords.push(answer);
-    open(QStringLiteral("old"));
-    type(password(), QStringLiteral("new"));
-    if (how.startsWith(QLatin1String("click")))
-        press(closes ? "cmdClose" : "Command1");
-    else if (how.startsWith(QLatin1String("Alt")))
-        QTest::keyClick(m_window.get(), closes ? Qt::Key_C : Qt::Key_A, Qt::AltModifier);
+    QFETCH(QByteArray, how);
+    QFETCH(bool, closes);
+    QFETCH(bool, confirmed);
+    Desk desk(withPassword(old));
+    desk.op.passwords.push(confirmed ? changed : QStringLiteral("other"));
+    type(desk.password(), changed);
+    if (how == "click")
+        desk.press(closes ? "cmdClose" : "Command1");
+    else if (how == "Alt")
+        QTest::keyClick(desk.window.get(), closes ? Qt::Key_C : Qt::Key_A, Qt::AltModifier);
     else
-        QTest::keyClick(password(), Qt::Key_Return);
-    QTRY_COMPARE(m_op->asked, QStringList{question});
-    QTRY_COMPARE(m_window->isVisible(), !(closes && confirmed));
-    QCOMPARE(m_op->told, confirmed ? QStringList() : QStringList{incorrect});
-    QTRY_COMPARE(m_store->load().password,
-                 confirmed && !closes ? QStringLiteral("new") : QStringLiteral("old"));
-    QCOMPARE(password()->text(),
-             confirmed && closes ? QStringLiteral("old") : QStringLiteral("new"));
+        QTest::keyClick(desk.password(), Qt::Key_Return);
+    QTRY_COMPARE(desk.op.asked, QStringList{question});
+    QTRY_COMPARE(desk.window->isVisible(), !(closes && confirmed));
+    QCOMPARE(desk.op.told, confirmed ? QStringList() : QStringList{incorrect});
+    QTRY_COMPARE(desk.store.load().password, confirmed && !closes ? changed : old);
+    QCOMPARE(desk.password()->text(), confirmed && closes ? old : changed);
     // That change has been asked about, also when the window is shown again; the next has not.
     QWidget mainWindow;
-    activate(&mainWindow);
-    activate(m_window.get());
-    QTRY_VERIFY(password()->hasFocus());
-    QTest::keyClick(password(), Qt::Key_Tab);
-    QCoreApplication::processEvents();
-    QCOMPARE(m_op->asked.size(), 1);
-    press("Command1");
-    password()->setFocus();
-    type(password(), QStringLiteral("next"));
-    for (int i = 0; i < 2; ++i) {
-        m_op->passwords.push(password()->text());
-        press("Command1");
-        QTest::keyClicks(password(), QStringLiteral("er"));
-    }
-    QCOMPARE(m_op->asked.size(), 3);
+    activate(mainWindow);
+    activate(*desk.window);
+    QTRY_VERIFY(desk.password()->hasFocus());
+    desk.press("Command1");
+    QCOMPARE(desk.op.asked.size(), 1);
+    desk.op.passwords.push(QStringLiteral("next"));
+    type(desk.password(), QStringLiteral("next"));
+    desk.press("Command1");
+    QCOMPARE(desk.op.asked.size(), 2);
 }
 
 void TestOptions::asksOnceAtATime()
 {
-    struct SlowOperator final : Operator {
-        void tell(const QString &, const QString &) override {}
-        bool ask(const QString &, const QString &) override { return false; }
-        QString inputPassword(const QString &, const QString &) override
-        {
-            ++asked;
-            QCoreApplication::sendPostedEvents(); // as a dialog does
-            return QStringLiteral("new");
-        }
-        QString openFile(const QString &, const QString &, const QString &) override { return {}; }
-        QString saveFile(const QString &, const QString &, const QString &) override { return {}; }
-        int asked = 0;
-    } op;
-    open(QStringLiteral("old"), &op);
-    type(password(), QStringLiteral("new"));
+    Desk desk(withPassword(old));
+    desk.op.whileAsked = [] { QCoreApplication::sendPostedEvents(); }; // as a dialog does
+    desk.op.passwords.push(changed);
+    type(desk.password(), changed);
     for (const Qt::Key key : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Tab})
-        QTest::keyClick(m_window->focusWidget(), key);
-    QTRY_COMPARE(op.asked, 1);
+        QTest::keyClick(desk.window->focusWidget(), key);
+    QTRY_COMPARE(desk.op.asked.size(), 1);
     QCoreApplication::processEvents();
-    QCOMPARE(op.asked, 1);
+    QCOMPARE(desk.op.asked.size(), 1);
 }
 
 void TestOptions::borrowedFocusAsksNothing()
 {
-    open(QStringLiteral("old"));
-    type(password(), QStringLiteral("new"));
+    Desk desk(withPassword(old));
+    type(desk.password(), changed);
     QWidget other;
-    activate(&other);
-    QCOMPARE(m_op->asked, QStringList());
-    activate(m_window.get());
-    QTRY_VERIFY(password()->hasFocus());
-    QCOMPARE(m_op->asked, QStringList());
+    activate(other);
+    activate(*desk.window);
+    QTRY_VERIFY(desk.password()->hasFocus());
+    QCOMPARE(desk.op.asked, QStringList());
     // The change is still to be confirmed.
-    m_op->passwords.push(QStringLiteral("new"));
-    QTest::keyClick(password(), Qt::Key_Tab);
-    QTRY_COMPARE(m_op->asked, QStringList{question});
-    QCOMPARE(m_op->told, QStringList());
+    desk.op.passwords.push(changed);
+    QTest::keyClick(desk.password(), Qt::Key_Tab);
+    QTRY_COMPARE(desk.op.asked, QStringList{question});
 }
 
 void TestOptions::returnsToThePasswordFromTheOtherTab()
 {
-    open(QStringLiteral("old"));
-    type(password(), QStringLiteral("new"));
-    m_op->passwords.push(QStringLiteral("wrong"));
-    QTabBar *tabs = box<QTabWidget>("TabStrip1")->tabBar();
+    Desk desk(withPassword(old));
+    type(desk.password(), changed);
+    desk.op.passwords.push(QStringLiteral("wrong"));
+    QTabBar *tabs = desk.box<QTabWidget>("TabStrip1")->tabBar();
     QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(1).center());
-    QTRY_COMPARE(m_op->told, QStringList{incorrect});
-    QVERIFY(box<QFrame>("Frame1")->isVisible());
-    QVERIFY(password()->hasFocus());
+    QTRY_COMPARE(desk.op.told, QStringList{incorrect});
+    QVERIFY(desk.box<QFrame>("Frame1")->isVisible());
+    QVERIFY(desk.password()->hasFocus());
 }
 
 QTEST_MAIN(TestOptions)

@@ -2,12 +2,6 @@
 
 #include <QTest>
 
-bool FakeSendMail::Connect()
-{
-    calls += QStringLiteral("Connect");
-    return true;
-}
-
 void FakeSendMail::Send()
 {
     calls += QStringLiteral("Send");
@@ -18,11 +12,6 @@ void FakeSendMail::Send()
         emit SendFailed(failures.value(Recipient));
     else
         emit SendSuccesful();
-}
-
-void FakeSendMail::Disconnect()
-{
-    calls += QStringLiteral("Disconnect");
 }
 
 namespace
@@ -70,6 +59,8 @@ bool ScriptedOperator::ask(const QString &text, const QString &title)
 QString ScriptedOperator::inputPassword(const QString &prompt, const QString &title)
 {
     asked += title + QLatin1Char('|') + prompt;
+    if (whileAsked)
+        whileAsked();
     return take(passwords, prompt);
 }
 
@@ -78,47 +69,4 @@ QString ScriptedOperator::openFile(const QString &title, const QString &filter,
 {
     asked += QStringList{title, filter, folder}.join(QLatin1Char('|'));
     return take(files, title);
-}
-
-QString ScriptedOperator::saveFile(const QString &title, const QString &filter,
-                                   const QString &folder)
-{
-    return openFile(title, filter, folder);
-}
-
-void FakeClock::wait(std::chrono::milliseconds duration, Yield &yield)
-{
-    waits += duration;
-    yield.yield();
-}
-
-void CountingYield::yield()
-{
-    if (++count == actAt && action)
-        action();
-}
-
-void RecordingView::showRow(const JobRow &shown)
-{
-    row = shown;
-}
-
-void RecordingView::showPanel(Panel panel, const QString &text)
-{
-    panels[panel] += text;
-}
-
-void RecordingView::showProgress(float percent)
-{
-    progress += percent;
-}
-
-void RecordingView::setRunning(bool isRunning)
-{
-    running += isRunning;
-}
-
-void RecordingView::highlightRow(const JobRow &, bool)
-{
-    ++highlights;
 }

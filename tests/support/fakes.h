@@ -11,7 +11,6 @@
 #include <QStringList>
 
 #include <functional>
-#include <optional>
 #include <queue>
 
 /// Sends nothing: every Send has the scripted outcome and is noted.
@@ -26,9 +25,13 @@ public:
         QString body;
     };
 
-    bool Connect() override;
+    bool Connect() override
+    {
+        calls += QStringLiteral("Connect");
+        return true;
+    }
     void Send() override;
-    void Disconnect() override;
+    void Disconnect() override { calls += QStringLiteral("Disconnect"); }
 
     /// The explanation of each recipient's failure; a recipient that is not in it is sent to.
     QHash<QString, QString> failures;
@@ -50,14 +53,18 @@ public:
     bool ask(const QString &text, const QString &title) override;
     QString inputPassword(const QString &prompt, const QString &title) override;
     QString openFile(const QString &title, const QString &filter, const QString &folder) override;
-    QString saveFile(const QString &title, const QString &filter, const QString &folder) override;
+    QString saveFile(const QString &title, const QString &filter, const QString &folder) override
+    {
+        return openFile(title, filter, folder);
+    }
 
     std::queue<bool> answers;
     std::queue<QString> passwords;
-    std::queue<QString> files; ///< chosen in file dialogs; empty for Cancel
-    QStringList told;          ///< "title|text" of messages
-    QStringList warned;        ///< those of them with an exclamation mark
-    QStringList asked;         ///< the same of questions; "title|filter|folder" of file dialogs
+    std::queue<QString> files;        ///< chosen in file dialogs; empty for Cancel
+    std::function<void()> whileAsked; ///< while a password is asked for
+    QStringList told;                 ///< "title|text" of messages
+    QStringList warned;               ///< those of them with an exclamation mark
+    QStringList asked; ///< the same of questions; "title|filter|folder" of file dialogs
 };
 
 /// Stands still until it is set or waited on; waits take no time.
@@ -65,7 +72,11 @@ class FakeClock final : public Clock
 {
 public:
     QDateTime now() const override { return time; }
-    void wait(std::chrono::milliseconds duration, Yield &yield) override;
+    void wait(std::chrono::milliseconds duration, Yield &yield) override
+    {
+        waits += duration;
+        yield.yield();
+    }
 
     QDateTime time = QDateTime(QDate(2026, 11, 16), QTime(14, 5, 9));
     QList<std::chrono::milliseconds> waits;
@@ -75,7 +86,11 @@ public:
 class CountingYield final : public Yield
 {
 public:
-    void yield() override;
+    void yield() override
+    {
+        if (++count == actAt && action)
+            action();
+    }
 
     int count = 0;
     int actAt = 0;
@@ -91,19 +106,18 @@ struct FakeSettings final : LiveSettings {
 class RecordingView final : public RunView
 {
 public:
-    void showRow(const JobRow &row) override;
-    void showPanel(Panel panel, const QString &text) override;
-    void showProgress(float percent) override;
+    void showRow(const JobRow &shown) override { row = shown; }
+    void showPanel(Panel panel, const QString &text) override { panels[panel] += text; }
+    void showProgress(float percent) override { progress += percent; }
     void showWaiting(bool waiting) override { isWaiting = waiting; }
-    void setRunning(bool running) override;
-    void highlightRow(const JobRow &row, bool reload) override;
+    void setRunning(bool isRunning) override { running += isRunning; }
+    void highlightRow(const JobRow &, bool) override {}
     void openOptions() override { ++optionsOpened; }
 
     JobRow row;
     QHash<int, QStringList> panels;
     QList<float> progress;
     QList<bool> running;
-    int highlights = 0;
     int optionsOpened = 0;
     bool isWaiting = false;
 };

@@ -11,20 +11,18 @@ public:
     /// Ends the test program when openssl cannot do it.
     TestCertificates();
 
-    QString caFile() const;
+    QString caFile() const { return path("ca.pem"); }
     /// For localhost and 127.0.0.1.
-    QString serverCertificate() const;
+    QString serverCertificate() const { return path("server.pem"); }
     /// For another host than this one.
-    QString otherHostCertificate() const;
+    QString otherHostCertificate() const { return path("other.pem"); }
     /// For localhost and 127.0.0.1, until yesterday.
-    QString expiredCertificate() const;
+    QString expiredCertificate() const { return path("expired.pem"); }
     /// The private key of each of the three certificates.
-    QString serverKey() const;
+    QString serverKey() const { return path("server.key"); }
 
 private:
-    QString path(const char *name) const;
-    void openssl(const QStringList &arguments) const;
-    void sign(const char *certificate, const QString &names, int days) const;
+    QString path(const char *name) const { return m_folder.filePath(QLatin1String(name)); }
 
     QTemporaryDir m_folder;
 };

@@ -13,7 +13,7 @@ TestFolder::TestFolder()
         QFile::copy(QStringLiteral(PRISTINE_FOLDER "/") + name, file(name));
 }
 
-qint64 TestFolder::addList(const QString &name, const QStringList &rows) const
+qint64 TestFolder::addList(const TestText &name, const QStringList &rows) const
 {
     Connection system(m_folder.systemConnectionString());
     system.execute(QStringLiteral("insert into mlist (listname, listtype) values (%1, 'Client')")
@@ -35,23 +35,31 @@ qint64 TestFolder::addList(const QString &name, const QStringList &rows) const
     return listId;
 }
 
-qint64 TestFolder::addMessage(const QString &subject, const QString &body,
-                              const QString &format) const
+qint64 TestFolder::addList(const TestText &name, std::initializer_list<const char *> rows) const
+{
+    QStringList texts;
+    for (const char *row : rows)
+        texts += QString::fromUtf8(row);
+    return addList(name, texts);
+}
+
+qint64 TestFolder::addMessage(const TestText &subject, const TestText &body,
+                              const TestText &format) const
 {
     execute(QStringLiteral("insert into mmsg (subject, source, format, sendername, senderemail) "
                            "values (%1, %2, %3, 'The Club', 'club@example.org')")
                 .arg(quoted(subject), quoted(body), quoted(format)));
-    return rows(QStringLiteral("select max(msgid) from mmsg")).first().toLongLong();
+    return row("select max(msgid) from mmsg").toLongLong();
 }
 
-qint64 TestFolder::addJob(const QString &name, qint64 listId, qint64 messageId) const
+qint64 TestFolder::addJob(const TestText &name, qint64 listId, qint64 messageId) const
 {
     execute(QStringLiteral("insert into mjob (jobname,listid,msgid) values (%1,%2,%3)")
                 .arg(quoted(name), QString::number(listId), QString::number(messageId)));
-    return rows(QStringLiteral("select max(jobid) from mjob")).first().toLongLong();
+    return row("select max(jobid) from mjob").toLongLong();
 }
 
-QStringList TestFolder::rows(const QString &select, qint64 listId) const
+QStringList TestFolder::rows(const TestText &select, qint64 listId) const
 {
     Connection database(connection(listId));
     QStringList result;
@@ -64,9 +72,27 @@ QStringList TestFolder::rows(const QString &select, qint64 listId) const
     return result;
 }
 
-void TestFolder::execute(const QString &sql, qint64 listId) const
+QString TestFolder::row(const TestText &select, qint64 listId) const
+{
+    return rows(select, listId).value(0);
+}
+
+void TestFolder::execute(const TestText &sql, qint64 listId) const
 {
     Connection(connection(listId)).execute(sql);
+}
+
+void TestFolder::refuse(const TestText &event, qint64 listId) const
+{
+    execute(QStringLiteral("create trigger \"%1\" before %1 begin select raise(abort, 'no room'); "
+                           "end")
+                .arg(event),
+            listId);
+}
+
+void TestFolder::allow(const TestText &event, qint64 listId) const
+{
+    execute(QStringLiteral("drop trigger \"%1\"").arg(event), listId);
 }
 
 QString TestFolder::connection(qint64 listId) const

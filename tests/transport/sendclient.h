@@ -110,3 +110,30 @@ inline QByteArrayList said(const SmtpServer &server, const QByteArray &text)
     lines.removeIf([&text](const QByteArray &line) { return !line.contains(text); });
     return lines;
 }
+
+/// A server that follows these rules, and a client of it. The server takes commands sent together,
+/// or wants each by itself.
+struct Exchange {
+    explicit Exchange(QList<ServerRule> rules = {}, bool together = true)
+        : server(options(together ? rules : rules << withoutPipelining()))
+        , client(server, timeoutsFor(rules))
+    {
+    }
+    static ServerOptions options(const QList<ServerRule> &rules)
+    {
+        ServerOptions made;
+        made.rules = rules;
+        return made;
+    }
+
+    SmtpServer server;
+    SendClient client;
+};
+
+/// The rule that delays the answer to a command.
+inline ServerRule delay(const QByteArray &command, std::chrono::milliseconds time)
+{
+    ServerRule made{command};
+    made.delay = time;
+    return made;
+}

@@ -23,42 +23,26 @@ void TestAddressCheck::judges_data()
             << address << usable << wellShaped;
     };
     const QString longLabel(63, u'd');
-    for (const char *good :
-         {"a@example.org", " a@example.org ", "first.last+tag@mail.example.org",
-          "!#$%&'*+-/=?^_`{|}~@x.org", "\"a.b@c\"@example.org", "\"a\\\"b\"@example.org",
-          "a@[192.0.2.1]", "a@[IPv6:2001:db8::1]", "a@xn--bcher-kva.example",
-          "info@b\xc3\xbc"
-          "cher.example",
-          "j\xc3\xb6rg@example.org", "\xf0\x9f\x93\xa7@example.org"})
-        row(QString::fromUtf8(good), true, true);
-    for (const char *odd : {"postmaster",
-                            "a@localhost",
-                            "@example.org",
-                            "a@",
-                            "a..b@example.org",
-                            ".a@example.org",
-                            "a.@example.org",
-                            "a@@example.org",
-                            "a,b@example.org",
-                            "a@-x.org",
-                            "a@x-.org",
-                            "a@x..org",
-                            "a@x_y.org",
-                            "a@example.org.",
-                            "\"a\"b\"@example.org",
-                            "\"a\\\"@example.org",
-                            "\"\"@example.org",
-                            "a@[300.0.2.1]",
-                            "a@[IPv6:xyz]",
-                            "a@[192.0.2.1"})
-        row(QString::fromUtf8(odd), true, false);
+    // Addresses without a blank, parted by one.
+    const auto rows = [&row](const char *addresses, bool usable, bool wellShaped) {
+        for (const QString &address : QString::fromUtf8(addresses).split(u' '))
+            row(address, usable, wellShaped);
+    };
+    rows("a@example.org first.last+tag@mail.example.org !#$%&'*+-/=?^_`{|}~@x.org "
+         "\"a.b@c\"@example.org \"a\\\"b\"@example.org a@[192.0.2.1] a@[IPv6:2001:db8::1] "
+         "a@xn--bcher-kva.example info@bücher.example jörg@example.org \U0001f4e7@example.org",
+         true, true);
+    row(QStringLiteral(" a@example.org "), true, true);
+    rows("postmaster a@localhost @example.org a@ a..b@example.org .a@example.org a.@example.org "
+         "a@@example.org a,b@example.org a@-x.org a@x-.org a@x..org a@x_y.org a@example.org. "
+         "\"a\"b\"@example.org \"a\\\"@example.org \"\"@example.org a@[300.0.2.1] a@[IPv6:xyz] "
+         "a@[192.0.2.1",
+         true, false);
+    rows("<a@example.org> a@example.org> a@example.org\r\nDATA a@example.org\n a\tb@example.org "
+         "a\x7f@example.org a\u2028@example.org a\u00a0b@example.org a@\u2026",
+         false, false);
     for (const char *bad :
-         {"", "  ", "a b@example.org", "a@example.org\r\nDATA", "a@example.org\n",
-          "a\tb@example.org", "<a@example.org>", "a@example.org> SIZE=1", "a\x7f@example.org",
-          "a\xc2\x85@example.org", "a\xe2\x80\xa8@example.org",
-          "a\xc2\xa0"
-          "b@example.org",
-          "a@\xe2\x80\xa6"})
+         {"", "  ", "a b@example.org", "a@example.org> SIZE=1", "a\xc2\x85@example.org"})
         row(QString::fromUtf8(bad), false, false);
     row(QStringLiteral("a@example.org") + QChar(0), false, false);
     row(QStringLiteral("a") + QChar(0xd800) + QStringLiteral("@example.org"), false, false);
@@ -90,19 +74,10 @@ void TestAddressCheck::writesForTheWire_data()
         QTest::newRow(name) << QString::fromUtf8(address) << QByteArray(written);
     };
     row("ASCII stays as it is", "A.B@Example.org", "A.B@Example.org");
-    row("blanks around it go",
-        " \xc2\xa0"
-        "a@example.org ",
-        "a@example.org");
-    row("a domain beyond ASCII",
-        "info@B\xc3\xbc"
-        "cher.example",
-        "info@xn--bcher-kva.example");
-    row("a local part beyond ASCII",
-        "j\xc3\xb6@b\xc3\xbc"
-        "cher.example",
-        "j\xc3\xb6@xn--bcher-kva.example");
-    row("no domain", "j\xc3\xb6", "j\xc3\xb6");
+    row("blanks around it go", " \u00a0a@example.org ", "a@example.org");
+    row("a domain beyond ASCII", "info@Bücher.example", "info@xn--bcher-kva.example");
+    row("a local part beyond ASCII", "jö@bücher.example", "jö@xn--bcher-kva.example");
+    row("no domain", "jö", "jö");
 }
 
 void TestAddressCheck::writesForTheWire()

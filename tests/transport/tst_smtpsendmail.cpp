@@ -1,7 +1,7 @@
 #include "sendclient.h"
 #include "testcertificates.h"
+#include "testfiles.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -14,8 +14,6 @@ class TestSmtpSendMail : public QObject
     Q_OBJECT
 
 private slots:
-    void converses_data();
-    void converses();
     void servesAllFromOneSession();
     void followsChangedAccount();
     void reopensADroppedSession_data();
@@ -25,61 +23,42 @@ private slots:
     void keepsTheSessionAfterARefusal();
     void writesAddressesAsTheyAre_data();
     void writesAddressesAsTheyAre();
-    void stuffsDots();
     void sendsAttachments();
     void encryptsAndLogsIn_data();
     void encryptsAndLogsIn();
-    void yieldsWhileAServerIsSlow_data();
     void yieldsWhileAServerIsSlow();
     void turnsAwayCallsFromAYield();
     void doesNotWaitForAGoodbye();
     void deliversToAForeignServer();
 };
 
-void TestSmtpSendMail::converses_data()
-{
-    QTest::addColumn<QList<ServerRule>>("rules");
-    QTest::addColumn<QByteArrayList>("expected");
-    const QByteArrayList commands{"C: MAIL FROM:<a@example.org>", "C: RCPT TO:<b@example.net>",
-                                  "C: DATA", "C: QUIT"};
-    QTest::newRow("commands together") << QList<ServerRule>{} << commands;
-    QTest::newRow("one by one") << QList<ServerRule>{withoutPipelining()} << commands;
-}
-
-void TestSmtpSendMail::converses()
-{
-    QFETCH(QList<ServerRule>, rules);
-    QFETCH(QByteArrayList, expected);
-    ServerOptions options;
-    options.rules = rules;
-    SmtpServer server(options);
-    SendClient client(server);
-    QList<int> percents;
-    QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
-
-    QVERIFY(client.mail.Connect());
-    QCOMPARE(client.statuses, (QStringList{QStringLiteral("Connecting to 127.0.0.1 ..."),
-                                           QStringLiteral("Connected")}));
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    QCOMPARE(percents.last(), 100);
-    client.mail.Disconnect();
-    client.mail.Disconnect();
-    QCOMPARE(said(server, "C: ").sliced(1), expected);
-    QVERIFY(server.messages().first().data.endsWith("\r\n\r\nHello\r\n"));
-}
-
 void TestSmtpSendMail::servesAllFromOneSession()
 {
-    SmtpServer server;
-    SendClient client(server);
-    for (int i = 0; i < 100; ++i)
-        client.send(QStringLiteral("b%1@example.net").arg(i));
-    QCOMPARE(client.outcomes.count(QStringLiteral("sent")), 100);
-    QCOMPARE(server.messages().size(), 100);
-    QCOMPARE(server.messages().last().recipients, QByteArrayList{"b99@example.net"});
-    QCOMPARE(server.sessions(), 1);
-    QCOMPARE(said(server, "C: EHLO").size(), 1);
-    QCOMPARE(said(server, "C: RSET").size(), 0);
+    for (const bool together : {true, false}) {
+        Exchange exchange({}, together);
+        auto &[server, client] = exchange;
+        client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
+        QList<int> percents;
+        QObject::connect(&client.mail, &SendMail::Progress,
+                         [&](int percent) { percents << percent; });
+        QVERIFY(client.mail.Connect());
+        QCOMPARE(client.statuses, (QStringList{QStringLiteral("Connecting to 127.0.0.1 ..."),
+                                               QStringLiteral("Connected")}));
+        QByteArrayList expected;
+        for (int i = 0; i < 10; ++i) {
+            QCOMPARE(client.send(QStringLiteral("b%1@example.net").arg(i)), QStringLiteral("sent"));
+            QCOMPARE(percents.last(), 100);
+            expected << "C: MAIL FROM:<a@example.org>"
+                     << "C: RCPT TO:<b" + QByteArray::number(i) + "@example.net>"
+                     << "C: DATA";
+            QVERIFY(server.messages().last().data.endsWith("\r\n\r\n.\r\n..\r\n.a\r\nb.\r\n.\r\n"));
+        }
+        client.mail.Disconnect();
+        client.mail.Disconnect();
+        QCOMPARE(said(server, "C: ").sliced(1), expected << "C: QUIT");
+        QCOMPARE(server.messages().size(), 10);
+        QCOMPARE(server.sessions(), 1);
+    }
 }
 
 void TestSmtpSendMail::followsChangedAccount()
@@ -116,12 +95,8 @@ void TestSmtpSendMail::reopensADroppedSession()
 {
     QFETCH(ServerRule, end);
     for (const bool together : {true, false}) {
-        ServerOptions options;
-        options.rules = {end};
-        if (!together)
-            options.rules << withoutPipelining();
-        SmtpServer server(options);
-        SendClient client(server);
+        Exchange exchange({end}, together);
+        auto &[server, client] = exchange;
         QVERIFY(client.mail.Connect());
         for (int i = 0; i < 3; ++i)
             QCOMPARE(client.send(), QStringLiteral("sent"));
@@ -132,10 +107,8 @@ void TestSmtpSendMail::reopensADroppedSession()
 
 void TestSmtpSendMail::neverSendsAMessageTwice()
 {
-    ServerOptions options;
-    options.rules = {rule("DATA-END", Action::Drop, 1, 1)};
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange({rule("DATA-END", Action::Drop, 1, 1)});
+    auto &[server, client] = exchange;
     QCOMPARE(client.send(), QStringLiteral("sent"));
     QCOMPARE(client.send(), QStringLiteral("The connection to 127.0.0.1 was lost after the whole "
                                            "message; it may have been delivered"));
@@ -161,10 +134,8 @@ void TestSmtpSendMail::keepsTheSessionAfterARefusal()
 {
     QFETCH(QList<ServerRule>, rules);
     QFETCH(int, surplusDots);
-    ServerOptions options;
-    options.rules = rules;
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange(rules);
+    auto &[server, client] = exchange;
     for (int i = 0; i < 2; ++i)
         QCOMPARE(client.send(), QStringLiteral("550 5.7.1 Not now"));
     for (int i = 0; i < 2; ++i)
@@ -178,65 +149,44 @@ void TestSmtpSendMail::keepsTheSessionAfterARefusal()
 void TestSmtpSendMail::writesAddressesAsTheyAre_data()
 {
     QTest::addColumn<QString>("address");
-    QTest::addColumn<QByteArray>("command");
-    const auto row = [](const char *name, const char *address, const char *command) {
-        QTest::newRow(name) << QString::fromUtf8(address) << QByteArray(command);
-    };
-    row("blanks around", " b@example.net ", "RCPT TO:<b@example.net>");
-    row("quoted", "\"x@y\\\\.\"@example.net", "RCPT TO:<\"x@y\\\\.\"@example.net>");
-    row("literal", "b@[192.0.2.1]", "RCPT TO:<b@[192.0.2.1]>");
-    row("domain beyond ASCII",
-        "b@b\xc3\xbc"
-        "cher.example",
-        "RCPT TO:<b@xn--bcher-kva.example>");
-    row("local part beyond ASCII", "j\xc3\xb6@example.net", "RCPT TO:<j\xc3\xb6@example.net>");
+    QTest::addColumn<QByteArray>("written");
+    QTest::newRow("quoted") << QStringLiteral("\"x@y\\\\.\"@example.net")
+                            << QByteArray("\"x@y\\\\.\"@example.net");
+    QTest::newRow("domain beyond ASCII")
+        << QStringLiteral(" b@bücher.example ") << QByteArray("b@xn--bcher-kva.example");
+    QTest::newRow("local part beyond ASCII")
+        << QStringLiteral("jö@example.net") << QByteArray("j\xc3\xb6@example.net");
 }
 
 void TestSmtpSendMail::writesAddressesAsTheyAre()
 {
     QFETCH(QString, address);
-    QFETCH(QByteArray, command);
+    QFETCH(QByteArray, written);
     ServerOptions options;
     options.smtpUtf8 = true;
     SmtpServer server(options);
     SendClient client(server);
     client.mail.AddressCheck = 1;
     QCOMPARE(client.send(address), QStringLiteral("sent"));
-    QVERIFY(server.transcript().contains("C: " + command));
-    const bool utf8 = command.contains("\xc3");
-    QCOMPARE(said(server, "BODY=8BITMIME SMTPUTF8").size(), utf8 ? 1 : 0);
-    QVERIFY(server.messages().first().data.contains("\r\nTo: " + command.sliced(9).chopped(1) +
-                                                    "\r\n"));
-}
-
-void TestSmtpSendMail::stuffsDots()
-{
-    SmtpServer server;
-    SendClient client(server);
-    client.mail.Body = QStringLiteral(".\n..\n.a\nb.\n.");
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    for (const ReceivedMessage &message : server.messages())
-        QVERIFY(message.data.endsWith("\r\n\r\n.\r\n..\r\n.a\r\nb.\r\n.\r\n"));
+    QVERIFY(server.transcript().contains("C: RCPT TO:<" + written + ">"));
+    QCOMPARE(said(server, "BODY=8BITMIME SMTPUTF8").size(), written.contains("\xc3") ? 1 : 0);
+    QVERIFY(server.messages().first().data.contains("\r\nTo: " + written + "\r\n"));
 }
 
 void TestSmtpSendMail::sendsAttachments()
 {
     QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("big.bin")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(QByteArray(3'000'000, 'x'));
-    file.close();
     SmtpServer server;
     SendClient client(server);
-    client.mail.Attachments = file.fileName();
+    client.mail.Attachments =
+        writeFile(folder.filePath(QStringLiteral("big.bin")), QByteArray(3'000'000, 'x'));
     QList<int> percents;
     QObject::connect(&client.mail, &SendMail::Progress, [&](int percent) { percents << percent; });
     QCOMPARE(client.send(), QStringLiteral("sent"));
     QVERIFY(percents.size() > 10 && percents.last() == 100);
     QVERIFY(std::is_sorted(percents.begin(), percents.end()));
     QCOMPARE(server.messages().first().data.count("eHh4"), 1'000'000);
-    file.remove();
+    QVERIFY(QFile::remove(client.mail.Attachments));
     QVERIFY(client.send().startsWith(QLatin1String("The attachment big.bin cannot be read")));
     client.mail.Attachments.clear();
     QCOMPARE(client.send(), QStringLiteral("sent"));
@@ -248,12 +198,16 @@ void TestSmtpSendMail::encryptsAndLogsIn_data()
     QTest::addColumn<QByteArrayList>("methods");
     QTest::addColumn<bool>("startTls");
     QTest::addColumn<bool>("implicitTls");
-    QTest::newRow("PLAIN") << QByteArrayList{"PLAIN"} << false << false;
-    QTest::newRow("LOGIN") << QByteArrayList{"LOGIN"} << false << false;
-    QTest::newRow("CRAM-MD5") << QByteArrayList{"CRAM-MD5"} << false << false;
-    QTest::newRow("STARTTLS, no login") << QByteArrayList{} << true << false;
-    QTest::newRow("STARTTLS, PLAIN") << QByteArrayList{"PLAIN", "LOGIN"} << true << false;
-    QTest::newRow("smtps, LOGIN") << QByteArrayList{"LOGIN"} << false << true;
+    const auto row = [](const char *name, const QByteArrayList &methods, bool startTls = false,
+                        bool implicitTls = false) {
+        QTest::newRow(name) << methods << startTls << implicitTls;
+    };
+    row("PLAIN", {"PLAIN"});
+    row("LOGIN", {"LOGIN"});
+    row("CRAM-MD5", {"CRAM-MD5"});
+    row("STARTTLS, no login", {}, true);
+    row("STARTTLS, PLAIN", {"PLAIN", "LOGIN"}, true);
+    row("smtps, LOGIN", {"LOGIN"}, false, true);
 }
 
 void TestSmtpSendMail::encryptsAndLogsIn()
@@ -289,37 +243,22 @@ void TestSmtpSendMail::encryptsAndLogsIn()
     QCOMPARE(server.messages().last().data.replace("=\r\n", "").count("=C3=A4"), 500'000);
 }
 
-void TestSmtpSendMail::yieldsWhileAServerIsSlow_data()
-{
-    QTest::addColumn<QByteArray>("command");
-    for (const char *command : {"CONNECT", "EHLO", "MAIL", "DATA", "DATA-END", "QUIT"})
-        QTest::newRow(command) << QByteArray(command);
-}
-
 void TestSmtpSendMail::yieldsWhileAServerIsSlow()
 {
-    QFETCH(QByteArray, command);
-    ServerRule slow{command};
-    slow.delay = std::chrono::milliseconds(480);
-    ServerOptions options;
-    options.rules = {slow};
-    SmtpServer server(options);
-    SendClient client(server);
-    QCOMPARE(client.send(), QStringLiteral("sent"));
-    client.mail.Disconnect();
-    // 30 slices pass; a busy machine may lose some.
-    QVERIFY2(client.yield.count >= 10 && client.yield.count < 100,
-             qPrintable(QString::number(client.yield.count)));
+    for (const char *command : {"CONNECT", "MAIL", "DATA-END", "QUIT"}) {
+        Exchange exchange({delay(command, std::chrono::milliseconds(480))});
+        SendClient &client = exchange.client;
+        QCOMPARE(client.send(), QStringLiteral("sent"));
+        client.mail.Disconnect();
+        // 30 slices pass; a busy machine may lose some.
+        QVERIFY2(client.yield.count >= 10 && client.yield.count < 100, command);
+    }
 }
 
 void TestSmtpSendMail::turnsAwayCallsFromAYield()
 {
-    ServerRule slow{"DATA-END"};
-    slow.delay = std::chrono::milliseconds(100);
-    ServerOptions options;
-    options.rules = {slow};
-    SmtpServer server(options);
-    SendClient client(server);
+    Exchange exchange({delay("DATA-END", std::chrono::milliseconds(100))});
+    auto &[server, client] = exchange;
     bool connected = true;
     client.yield.action = [&] {
         client.yield.action = nullptr;
@@ -337,9 +276,7 @@ void TestSmtpSendMail::turnsAwayCallsFromAYield()
 
 void TestSmtpSendMail::doesNotWaitForAGoodbye()
 {
-    ServerOptions options;
-    options.rules = {rule("QUIT", Action::Stall)};
-    SmtpServer server(options);
+    SmtpServer server(Exchange::options({rule("QUIT", Action::Stall)}));
     SmtpTimeouts timeouts;
     timeouts.quit = std::chrono::milliseconds(100);
     SendClient client(server, timeouts);
@@ -361,10 +298,11 @@ void TestSmtpSendMail::deliversToAForeignServer()
     QTemporaryDir folder;
     const QString box = folder.filePath(QStringLiteral("box"));
     QProcess server;
-    server.start(python, {QStringLiteral("-m"), QStringLiteral("aiosmtpd"), QStringLiteral("-n"),
-                          QStringLiteral("-u"), QStringLiteral("-l"),
-                          QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("-c"),
-                          QStringLiteral("aiosmtpd.handlers.Mailbox"), box});
+    server.start(python,
+                 QStringLiteral("-m aiosmtpd -n -u -l 127.0.0.1:%1 -c aiosmtpd.handlers.Mailbox")
+                         .arg(port)
+                         .split(u' ')
+                     << box);
     QVERIFY(server.waitForStarted());
 
     SendClient client(QStringLiteral("127.0.0.1:%1").arg(port));
@@ -372,34 +310,26 @@ void TestSmtpSendMail::deliversToAForeignServer()
     client.mail.SenderName = QStringLiteral("Jürgen");
     client.mail.Subject = QStringLiteral("Grüße");
     client.mail.Body = QStringLiteral(".\nÄpfel\n");
-    QFile attached(folder.filePath(QStringLiteral("ü.txt")));
-    QVERIFY(attached.open(QIODevice::WriteOnly));
-    attached.write("attached");
-    attached.close();
-    client.mail.Attachments = attached.fileName();
+    client.mail.Attachments = writeFile(folder.filePath(QStringLiteral("ü.txt")), "attached");
     QCOMPARE(client.send(QStringLiteral("ö@bücher.example")), QStringLiteral("sent"));
     QCOMPARE(client.send(), QStringLiteral("sent"));
     client.mail.Disconnect();
 
+    const QString script = QStringLiteral(R"(
+import email, mailbox, sys
+from email import policy
+for m in mailbox.Maildir(sys.argv[1], create=False):
+    m = email.message_from_bytes(m.as_bytes(), policy=policy.default)
+    p = list(m.iter_attachments())[0]
+    print(ascii((m['subject'], m['from'].addresses[0].display_name, m.get_body().get_content(),
+                 p.get_filename(), p.get_content(), m.defects))))");
     QProcess reader;
-    reader.start(
-        python,
-        {QStringLiteral("-c"),
-         QStringLiteral("import email, mailbox, sys\n"
-                        "from email import policy\n"
-                        "for m in mailbox.Maildir(sys.argv[1], create=False):\n"
-                        "    m = email.message_from_bytes(m.as_bytes(), policy=policy.default)\n"
-                        "    p = list(m.iter_attachments())[0]\n"
-                        "    sys.stdout.buffer.write(repr((m['subject'], "
-                        "m['from'].addresses[0].display_name,\n"
-                        "        m.get_body().get_content(), p.get_filename(), p.get_content(),\n"
-                        "        m.defects)).encode() + b'\\n')\n"),
-         box});
+    reader.start(python, {QStringLiteral("-c"), script, box});
     QVERIFY(reader.waitForFinished());
-    const QString one =
-        QStringLiteral("('Grüße', 'Jürgen', '.\\nÄpfel', 'ü.txt', 'attached', [])\n");
-    QCOMPARE(QString::fromUtf8(reader.readAllStandardOutput() + reader.readAllStandardError()),
-             one + one);
+    const QByteArray one =
+        R"(('Gr\xfc\xdfe', 'J\xfcrgen', '.\n\xc4pfel', '\xfc.txt', 'attached', []))"
+        "\n";
+    QCOMPARE(reader.readAllStandardOutput() + reader.readAllStandardError(), one + one);
     server.kill();
     server.waitForFinished();
 }
