@@ -61,7 +61,7 @@ double charactersKept(QString body)
         body.insert((i * 7919 * 13) % length, QLatin1Char('x'));
         ring.record({body, 0});
     }
-    return double(ring.storedCharacters()) / double(length);
+    return double(ring.storedBytes()) / double(length * qsizetype(sizeof(QChar)));
 }
 
 } // namespace

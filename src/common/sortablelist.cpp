@@ -1,5 +1,7 @@
 #include "sortablelist.h"
 
+#include "plaintooltip.h"
+
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QKeyEvent>
@@ -110,6 +112,7 @@ void SortableList::restoreColumns(const QByteArray &state)
 
 void SortableList::sortDescending(int column)
 {
+    m_sort = {};
     m_sort.sortDescending(column);
     sortRows();
 }
@@ -272,6 +275,7 @@ bool SortableList::viewportEvent(QEvent *event)
     const auto *help = static_cast<QHelpEvent *>(event);
     const QModelIndex index = indexAt(help->pos());
     const bool isCutOff = visualRect(index).width() < sizeHintForIndex(index).width();
-    QToolTip::showText(help->globalPos(), isCutOff ? index.data().toString() : QString(), this);
+    QToolTip::showText(help->globalPos(),
+                       isCutOff ? plainToolTip(index.data().toString()) : QString(), this);
     return true;
 }

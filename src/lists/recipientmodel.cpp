@@ -1,5 +1,7 @@
 #include "recipientmodel.h"
 
+#include "plaintooltip.h"
+
 #include <QElapsedTimer>
 #include <QScopeGuard>
 #include <QTimerEvent>
@@ -60,7 +62,7 @@ QVariant RecipientModel::data(const QModelIndex &index, int role) const
         (role != Qt::DisplayRole && role != Qt::EditRole && role != Qt::ToolTipRole))
         return {};
     try {
-        return text(index);
+        return role == Qt::ToolTipRole ? plainToolTip(text(index)) : text(index);
     } catch (const StorageError &e) {
         if (!m_hasFailed) {
             m_hasFailed = true;

@@ -5,6 +5,7 @@
 #include "jobediting.h"
 #include "jobrow.h"
 #include "operator.h"
+#include "plaintooltip.h"
 #include "storageerror.h"
 
 #include <QListView>
@@ -20,7 +21,7 @@ namespace
 void showInFull(QComboBox &box)
 {
     const QString text = box.currentText();
-    box.setToolTip(Qt::mightBeRichText(text) ? Qt::convertFromPlainText(text) : text);
+    box.setToolTip(plainToolTip(text));
 }
 
 } // namespace

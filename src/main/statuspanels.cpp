@@ -1,5 +1,6 @@
 #include "statuspanels.h"
 
+#include "plaintooltip.h"
 #include "statuspanel.h"
 
 #include <QLabel>
@@ -21,5 +22,5 @@ void StatusPanels::setText(int panel, const QString &text)
 {
     QLabel *label = m_labels[size_t(panel - 1)];
     label->setText(text);
-    label->setToolTip(text);
+    label->setToolTip(plainToolTip(text));
 }

@@ -190,8 +190,13 @@ MessageCommands Windows::messageCommands()
 {
     return {
         .create = [this] { return createMessage(); },
-        .edit = [this](qint64 number,
-                       const QString &caption) { return editMessage(number, caption); },
+        .edit =
+            [this](qint64 number, const QString &caption) {
+                const bool isSaved = editMessage(number, caption);
+                // Its history of changes must not bring one message's body into another.
+                m_newMail.reset();
+                return isSaved;
+            },
         .sendTest =
             [this](qint64 number) {
                 made(

@@ -31,12 +31,9 @@ BodyEdit::BodyEdit(QWidget *parent)
 
 QString BodyEdit::body() const
 {
-    if (!document()->isModified())
+    if (!m_isChanged)
         return m_setBody;
-    return document()
-        ->toRawText()
-        .split(QChar(QChar::ParagraphSeparator))
-        .join(QStringLiteral("\r\n"));
+    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QStringLiteral("\r\n"));
 }
 
 void BodyEdit::setBody(const QString &body)
@@ -45,7 +42,7 @@ void BodyEdit::setBody(const QString &body)
     if (text != this->body())
         setPlainText(text);
     m_setBody = text;
-    document()->setModified(false);
+    m_isChanged = false;
 }
 
 void BodyEdit::Undo()
@@ -62,8 +59,14 @@ void BodyEdit::Redo()
 void BodyEdit::record()
 {
     // Not toPlainText(), which takes no-break spaces for blanks.
+    const QString text = document()->toRawText();
+    // What an input method composes is not in the text yet, but a change to the box.
+    if (text == m_text)
+        return;
+    m_text = text;
+    m_isChanged = true;
     if (!m_restoring)
-        m_ring.record({document()->toRawText(), textCursor().selectionStart()});
+        m_ring.record({text, textCursor().selectionStart()});
 }
 
 void BodyEdit::restore(const Snapshot &state)
@@ -78,7 +81,7 @@ void BodyEdit::restore(const Snapshot &state)
 /// Makes the text `text` by changing what differs, so that a long one need not be laid out again.
 void BodyEdit::replaceDifference(const QString &text)
 {
-    const QString now = document()->toRawText();
+    const QString now = m_text;
     const qsizetype shorter = std::min(now.size(), text.size());
     qsizetype front =
         std::mismatch(now.begin(), now.begin() + shorter, text.begin()).first - now.begin();
@@ -100,16 +103,13 @@ void BodyEdit::replaceDifference(const QString &text)
 
 QString BodyEdit::text() const
 {
-    return document()->toRawText().replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
+    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
 }
 
 void BodyEdit::setText(const QString &text)
 {
-    if (text == this->text())
-        return;
-    setPlainText(text);
-    // Setting a text makes it an unchanged one.
-    document()->setModified(true);
+    if (text != this->text())
+        setPlainText(text);
 }
 
 qsizetype BodyEdit::selectionStart() const
@@ -154,7 +154,16 @@ void BodyEdit::keyPressEvent(QKeyEvent *event)
     else if (isControl(*event, Qt::Key_Tab))
         insertPlainText(QStringLiteral("\t")); // Tab alone leaves the box
     else
-        QPlainTextEdit::keyPressEvent(event);
+        type(event);
+}
+
+void BodyEdit::type(QKeyEvent *event)
+{
+    // Overwriting takes a letter out and puts another in: one change for all that.
+    QTextCursor change = textCursor();
+    change.beginEditBlock();
+    QPlainTextEdit::keyPressEvent(event);
+    change.endEditBlock();
 }
 
 QMimeData *BodyEdit::createMimeDataFromSelection() const

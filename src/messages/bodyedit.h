@@ -9,7 +9,7 @@
 /// message that it shows in turn.
 ///
 /// The text is a stranger's as often as not: every character stays as it is, but for NUL, which
-/// cannot be stored and is left out.
+/// cannot be stored and is left out, and those that part lines.
 class BodyEdit final : public QPlainTextEdit, public TextTarget
 {
     Q_OBJECT
@@ -41,11 +41,14 @@ protected:
     void insertFromMimeData(const QMimeData *source) override;
 
 private:
+    void type(QKeyEvent *event);
     void record();
     void restore(const Snapshot &state);
     void replaceDifference(const QString &text);
 
     UndoRing m_ring;
     bool m_restoring = false;
+    QString m_text; ///< as the document has it, lines parted by U+2029
     QString m_setBody;
+    bool m_isChanged = false; ///< since then
 };

@@ -9,8 +9,8 @@
 namespace
 {
 
-/// Far beyond any message, and still quick to edit.
-constexpr qint64 maximumSize = 64 * 1024 * 1024;
+/// Far beyond any message, and about as much as can be edited.
+constexpr qint64 maximumSize = 16 * 1024 * 1024;
 
 [[noreturn]] void fail(const QString &path, const QString &reason)
 {
@@ -27,7 +27,7 @@ QString readBodyFile(const QString &path)
     if (info.exists() && !info.isFile())
         fail(path, QStringLiteral("It is not a file"));
     if (info.size() > maximumSize)
-        fail(path, QStringLiteral("It is larger than 64 MB"));
+        fail(path, QStringLiteral("It is larger than 16 MB"));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         fail(path, file.errorString());

@@ -10,6 +10,7 @@
 #include "scratchpage.h"
 #include "sourceeditor.h"
 #include "storageerror.h"
+#include "waitpointer.h"
 #include "windowlayout.h"
 
 #include <QKeyEvent>
@@ -49,6 +50,10 @@ void frmNewMail::connectControls()
     connect(m_source, &SourceEditor::openRequested, this, &frmNewMail::importFile);
     connect(m_source, &SourceEditor::openWebRequested, this, &frmNewMail::importUrl);
     connect(m_ui->TabStrip1, &QTabBar::currentChanged, this, &frmNewMail::showTab);
+    connect(m_ui->TabStrip1, &QTabBar::tabBarClicked, this, [this](int tab) {
+        if (tab == m_ui->TabStrip1->currentIndex())
+            showTab();
+    });
     connect(m_ui->combFormat, &QComboBox::currentIndexChanged, this, &frmNewMail::showTab);
 
     const std::array<QPushButton *, 3> buttons = {m_ui->cmdAtt01, m_ui->cmdAtt02, m_ui->cmdAtt03};
@@ -74,7 +79,8 @@ bool frmNewMail::editMessage(qint64 msgid, const QString &caption)
 {
     SetAttribute(true);
     if (!caption.isEmpty())
-        setWindowTitle(caption);
+        // "[*]" marks a changed document in a title; here it means itself.
+        setWindowTitle(QString(caption).replace(QStringLiteral("[*]"), QStringLiteral("[*][*]")));
     return Get_Msg(msgid) && run();
 }
 
@@ -94,16 +100,18 @@ void frmNewMail::SetAttribute(bool edit)
 
 bool frmNewMail::Get_Msg(qint64 msgid)
 {
+    const QString loadError = QStringLiteral("Get_Msg :  Error # ");
     m_msgid = msgid;
     try {
+        const WaitPointer pointer; // a long body is laid out at once
         Connection system(m_folder.systemConnectionString());
         setFields(loadMessage(system, msgid));
     } catch (const StorageError &e) {
-        m_op.tell(e.report(QStringLiteral("Get_Msg :  Error # ")), tr("Error"));
+        m_op.tell(e.report(loadError), tr("Error"));
         return false;
     }
     if (isHtml())
-        renderPreview();
+        renderPreview(loadError);
     return true;
 }
 
@@ -216,13 +224,13 @@ void frmNewMail::showTab()
     }
 }
 
-void frmNewMail::renderPreview()
+void frmNewMail::renderPreview(const QString &errorPrefix)
 {
     const QString page = m_folder.file(QStringLiteral("source.htm"));
     try {
         writeScratchPage(page, m_source->body());
     } catch (const StorageError &e) {
-        m_op.tell(e.report(), tr("Error"));
+        m_op.tell(e.report(errorPrefix), tr("Error"));
         return;
     }
     if (!m_browser) {
@@ -249,7 +257,9 @@ void frmNewMail::importFile()
     if (path.isEmpty())
         return;
     try {
+        const WaitPointer pointer;
         m_source->setBody(readBodyFile(path));
+        showTab();
     } catch (const StorageError &e) {
         m_op.tell(e.report(), tr("Error"));
     }
@@ -260,7 +270,8 @@ void frmNewMail::importUrl()
     const auto document = m_importWeb();
     if (!document)
         return;
-    m_ui->combFormat->setCurrentText(QStringLiteral("HTML"));
+    const WaitPointer pointer;
     m_source->setBody(*document);
+    m_ui->combFormat->setCurrentText(QStringLiteral("HTML"));
     renderPreview();
 }

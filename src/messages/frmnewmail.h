@@ -61,7 +61,7 @@ private:
     bool isComplete();
     bool isHtml() const;
     void showTab();
-    void renderPreview();
+    void renderPreview(const QString &errorPrefix = QStringLiteral("Error # "));
     void browse(size_t attachment);
     void importFile();
     void importUrl();

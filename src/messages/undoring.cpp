@@ -31,19 +31,32 @@ void appendPieces(std::vector<QString> &pieces, QStringView text)
     }
 }
 
-/// `text` in pieces: those of `neighbour` as far as they are the same from either end.
+/// `text` in pieces: those of `neighbour` as far as they are the same from either end. Short ones
+/// beside the change are joined with it, so that typing on and on does not make a piece a letter.
 std::vector<QString> inPieces(QStringView text, const std::vector<QString> &neighbour)
 {
     std::vector<QString> pieces;
+    qsizetype begin = 0;
     auto first = neighbour.begin();
-    while (first != neighbour.end() && text.startsWith(*first)) {
-        text = text.sliced(first->size());
+    while (first != neighbour.end() && text.sliced(begin).startsWith(*first)) {
+        begin += first->size();
         pieces.push_back(*first++);
     }
+    qsizetype end = text.size();
     auto last = neighbour.end();
-    while (last != first && text.endsWith(*std::prev(last)))
-        text.chop((--last)->size());
-    appendPieces(pieces, text);
+    while (last != first && text.sliced(begin, end - begin).endsWith(*std::prev(last)))
+        end -= (--last)->size();
+
+    const auto fits = [&](const QString &piece) {
+        return end - begin + piece.size() <= pieceLength;
+    };
+    while (!pieces.empty() && fits(pieces.back())) {
+        begin -= pieces.back().size();
+        pieces.pop_back();
+    }
+    while (last != neighbour.end() && fits(*last))
+        end += (last++)->size();
+    appendPieces(pieces, text.sliced(begin, end - begin));
     pieces.insert(pieces.end(), last, neighbour.end());
     return pieces;
 }
@@ -86,15 +99,16 @@ Snapshot UndoRing::current() const
     return state;
 }
 
-qsizetype UndoRing::storedCharacters() const
+qsizetype UndoRing::storedBytes() const
 {
     std::set<const QChar *> counted;
-    qsizetype characters = 0;
+    qsizetype bytes = 0;
     for (const Slot &slot : m_slots) {
+        bytes += qsizetype(slot.pieces.size() * sizeof(QString));
         for (const QString &piece : slot.pieces) {
             if (counted.insert(piece.constData()).second)
-                characters += piece.size();
+                bytes += piece.size() * qsizetype(sizeof(QChar));
         }
     }
-    return characters;
+    return bytes;
 }

@@ -34,8 +34,8 @@ public:
     /// The state one step forward; none at the newest.
     std::optional<Snapshot> redo();
 
-    /// How many characters the ring keeps, shared ones once.
-    qsizetype storedCharacters() const;
+    /// What the texts in the ring take, shared pieces once.
+    qsizetype storedBytes() const;
 
 private:
     struct Slot {

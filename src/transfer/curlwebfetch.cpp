@@ -33,7 +33,7 @@ QString addressFault(const QString &address, const QUrl &url)
         return QStringLiteral("Only addresses that begin with http:// or https:// can be imported, "
                               "and %1 does not.")
             .arg(address);
-    if (url.host().isEmpty())
+    if (!url.isValid() || url.host().isEmpty())
         return QStringLiteral("%1 is not the address of a web page.").arg(address);
     return {};
 }

@@ -11,7 +11,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QTest>
 #include <QToolBar>
 #include <QToolButton>
@@ -64,13 +63,7 @@ struct Person {
     QLineEdit *text = window.findChild<QLineEdit *>(QStringLiteral("txtSearch"));
     QAbstractItemModelTester tester{grid->model()};
 
-    Person()
-    {
-        // The window remembers its place there.
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                           folder.file(QStringLiteral("config")));
-        open();
-    }
+    Person() { open(); }
     void open()
     {
         QVERIFY(window.Load_db(folder.folder().listConnectionString(list), QStringLiteral("Club"),

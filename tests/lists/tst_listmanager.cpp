@@ -11,7 +11,6 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QTest>
 #include <QTimer>
 #include <QToolBar>
@@ -62,12 +61,6 @@ struct Person {
     frmMgrList window{folder.folder(), op, commands()};
     SortableList *list = window.findChild<SortableList *>(QStringLiteral("ListView1"));
 
-    Person()
-    {
-        // The window remembers its place there.
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                           folder.file(QStringLiteral("config")));
-    }
     ~Person() { window.hide(); }
     ListCommands commands()
     {

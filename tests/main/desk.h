@@ -12,7 +12,6 @@
 #include "whenshown.h"
 
 #include <QAction>
-#include <QSettings>
 #include <QTabWidget>
 #include <QTest>
 #include <QToolBar>
@@ -35,7 +34,6 @@ struct Desk {
                   [](QWidget *parent) { return new RecordingHtmlView(parent); },
                   [this] { return std::make_unique<SmtpSendMail>(yield); }}}
     {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.file("config"));
     }
     qint64 addJob(const TestText &name, const QStringList &recipients,
                   const TestText &body = "Hello") const

@@ -103,7 +103,6 @@ private:
 void TestRoad::initTestCase()
 {
     setUpAppearance();
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.file("config"));
     writeFile(m_folder.file("members.csv"),
               "ada@example.org,Ada,Whitfield,Mrs,0117 496 0011,Whitfield & Daughters,\r\n"
               "brian@example.org,Brian,O'Brien,Mr,0117 496 0023,O'Brien's Garage,\r\n"
@@ -153,6 +152,16 @@ void TestRoad::writeMessage(frmNewJob &job)
 void TestRoad::sendTest(frmMgrMsg &manager)
 {
     picture(manager, "email-manager");
+    for (const char *undone : {"kept", ""}) {
+        const WhenShown<frmNewMail> editor([undone](frmNewMail &window) {
+            auto *body = child<QPlainTextEdit>(window, "txtSource");
+            // Every editing begins with a history of its own: nothing is left of another message.
+            QTest::keyClick(body, Qt::Key_Z, Qt::ControlModifier);
+            QCOMPARE(body->toPlainText().isEmpty(), *undone == '\0');
+            press(window, "cmdCancel");
+        });
+        pressTool(manager, "Toolbar1", "Properties");
+    }
     const WhenShown<frmSend> send([](frmSend &window) {
         type(window, "txtEmail", "me@greenfield.example");
         picture(window, "road-7-test");

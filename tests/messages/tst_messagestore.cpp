@@ -135,7 +135,7 @@ void TestMessageStore::refusesWhatIsNoFile()
     QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     const QString large = directory.filePath(QStringLiteral("large"));
     QFile sparse(large);
-    QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(64 * 1024 * 1024 + 1));
+    QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(16 * 1024 * 1024 + 1));
     for (const QString &path : {directory.path(), missing, pipe, large}) {
         try {
             readBodyFile(path);

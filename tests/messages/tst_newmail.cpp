@@ -438,8 +438,7 @@ void TestNewMail::importsAFile()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("<b>\nx");
     file.close();
-    fillIn();
-    m_op->files = std::queue<QString>({path, {}, m_folder->folder().path()});
+    m_op->files = std::queue<QString>({path, {}, m_folder->folder().path(), path});
     QVERIFY(create([this] {
         fillIn();
         press("cmdOpen");
@@ -453,6 +452,14 @@ void TestNewMail::importsAFile()
                  qPrintable(m_op->told[0]));
         press("cmdOK");
     }));
+    // Imported while the preview is up, it is what the preview shows.
+    create([this] {
+        box<QComboBox>("combFormat")->setCurrentText(QStringLiteral("HTML"));
+        box<QTabBar>("TabStrip1")->setCurrentIndex(1);
+        press("cmdOpen");
+        QVERIFY(page().contains("<b>\r\nx"));
+        QCOMPARE(m_view->shown.size(), 2);
+    });
     QCOMPARE(m_op->asked[0], QStringLiteral("Open File|TXT/HTM (*.txt;*.htm;*.html)|"
                                             "*.txt;*.htm;*.html|"));
     QCOMPARE(messages("format, source"), QStringList{QStringLiteral("TEXT|<b>\r\nx\r\n")});

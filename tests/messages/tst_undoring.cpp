@@ -13,6 +13,7 @@ private slots:
     void isEmptyAtFirst();
     void givesWhatWasRecorded();
     void sharesWhatDidNotChange();
+    void sharesWhatIsTyped();
 
 private:
     static QString longText(int length);
@@ -121,9 +122,21 @@ void TestUndoRing::sharesWhatDidNotChange()
         text.insert((i * 7919 * 13) % million, QLatin1Char('x'));
         ring.record({text, 0});
     }
-    // A hundred copies would be a hundred million.
-    QVERIFY2(ring.storedCharacters() < 2 * million,
-             qPrintable(QString::number(ring.storedCharacters())));
+    // A hundred copies would be a hundred million characters of two bytes.
+    QVERIFY2(ring.storedBytes() < 5 * million, qPrintable(QString::number(ring.storedBytes())));
+}
+
+/// Typing on and on is what people do most.
+void TestUndoRing::sharesWhatIsTyped()
+{
+    QString text;
+    UndoRing ring;
+    for (int i = 0; i < 20'000; ++i) {
+        text += QLatin1Char('x');
+        ring.record({text, text.size()});
+    }
+    // Plain copies would take four million.
+    QVERIFY2(ring.storedBytes() < 1'000'000, qPrintable(QString::number(ring.storedBytes())));
 }
 
 QTEST_GUILESS_MAIN(TestUndoRing)

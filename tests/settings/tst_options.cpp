@@ -9,7 +9,6 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTest>
@@ -51,8 +50,6 @@ void type(QLineEdit *edit, const QString &text)
 struct Desk {
     explicit Desk(const Settings &stored)
     {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope,
-                           folder.file(QStringLiteral("config")));
         if (stored != Settings())
             store.save(stored);
         window = std::make_unique<frmPinfo>(store, op);

@@ -4,7 +4,6 @@
 #include "unsubscribelist.h"
 
 #include <QFile>
-#include <QSettings>
 #include <QTest>
 
 namespace
@@ -12,10 +11,6 @@ namespace
 
 /// The store of a program that has a folder and an account's settings of its own.
 struct Program {
-    Program()
-    {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder.file("config"));
-    }
     TestFolder folder;
     QString settings = folder.file("config/Quillbright/Quillbright.conf");
     QString unsubscribed = folder.file("ulist.txt");

@@ -5,12 +5,14 @@
 #include "sqltext.h"
 
 #include <QFile>
+#include <QSettings>
 
 TestFolder::TestFolder()
     : m_folder(m_directory.path())
 {
     for (const QString &name : {QStringLiteral("sys.mdb"), QStringLiteral("mtemplate.mdb")})
         QFile::copy(QStringLiteral(PRISTINE_FOLDER "/") + name, file(name));
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file("config"));
 }
 
 qint64 TestFolder::addList(const TestText &name, const QStringList &rows) const

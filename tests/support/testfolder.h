@@ -24,7 +24,8 @@ struct TestText : QString {
     }
 };
 
-/// A new program folder in a temporary directory, with the empty databases of a fresh install.
+/// A new program folder in a temporary directory, with the empty databases of a fresh install. The
+/// account's settings lie in it too while it lives.
 class TestFolder
 {
 public:
