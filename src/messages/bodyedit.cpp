@@ -1,5 +1,7 @@
 #include "bodyedit.h"
 
+#include "longlines.h"
+
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QScopedValueRollback>
@@ -33,14 +35,15 @@ QString BodyEdit::body() const
 {
     if (!m_isChanged)
         return m_setBody;
-    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QStringLiteral("\r\n"));
+    return LongLines::joined(m_text).replace(QChar(QChar::ParagraphSeparator),
+                                             QStringLiteral("\r\n"));
 }
 
 void BodyEdit::setBody(const QString &body)
 {
     const QString text = withoutNul(body);
     if (text != this->body())
-        setPlainText(text);
+        setPlainText(LongLines::broken(text));
     m_setBody = text;
     m_isChanged = false;
 }
@@ -74,7 +77,7 @@ void BodyEdit::restore(const Snapshot &state)
     const QScopedValueRollback restoring(m_restoring, true);
     setUpdatesEnabled(false);
     replaceDifference(state.text);
-    select(state.caret, 0);
+    selectInBox(state.caret, state.caret);
     setUpdatesEnabled(true);
 }
 
@@ -103,38 +106,55 @@ void BodyEdit::replaceDifference(const QString &text)
 
 QString BodyEdit::text() const
 {
-    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
+    return LongLines::joined(m_text).replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
 }
 
 void BodyEdit::setText(const QString &text)
 {
     if (text != this->text())
-        setPlainText(text);
+        setPlainText(LongLines::broken(text));
 }
 
 qsizetype BodyEdit::selectionStart() const
 {
-    return textCursor().selectionStart();
+    return LongLines::joinedOffset(m_text, textCursor().selectionStart());
 }
 
 qsizetype BodyEdit::selectionLength() const
 {
-    const QTextCursor cursor = textCursor();
-    return cursor.selectionEnd() - cursor.selectionStart();
+    return LongLines::joinedOffset(m_text, textCursor().selectionEnd()) - selectionStart();
 }
 
 void BodyEdit::select(qsizetype start, qsizetype length)
 {
+    selectInBox(LongLines::boxOffset(m_text, start), LongLines::boxOffset(m_text, start + length));
+}
+
+void BodyEdit::selectInBox(qsizetype start, qsizetype end)
+{
     QTextCursor cursor = textCursor();
     cursor.setPosition(int(start));
-    cursor.setPosition(int(start + length), QTextCursor::KeepAnchor);
+    cursor.setPosition(int(end), QTextCursor::KeepAnchor);
     setTextCursor(cursor);
     ensureCursorVisible();
 }
 
+int BodyEdit::currentLine() const
+{
+    const QTextCursor cursor = textCursor();
+    // The caret may be told before the text that it is in.
+    const qsizetype before = std::min<qsizetype>(cursor.position(), m_text.size());
+    return cursor.blockNumber() + 1 - LongLines::breaks(QStringView(m_text).first(before));
+}
+
+int BodyEdit::lineCount() const
+{
+    return blockCount() - LongLines::breaks(m_text);
+}
+
 void BodyEdit::replaceSelection(const QString &text)
 {
-    insertPlainText(text);
+    insertPlainText(LongLines::broken(text));
 }
 
 void BodyEdit::takeFocus()
@@ -177,6 +197,6 @@ void BodyEdit::insertFromMimeData(const QMimeData *source)
 {
     if (!source->hasText())
         return;
-    insertPlainText(withoutNul(source->text()));
+    replaceSelection(withoutNul(source->text()));
     ensureCursorVisible();
 }

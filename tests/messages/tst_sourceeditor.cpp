@@ -36,6 +36,7 @@ private slots:
     void insertsFields();
     void keepsBodies_data();
     void keepsBodies();
+    void longLinesAreLines();
     void linesEndWithCrLf();
     void leavesAnUnchangedBodyAlone();
     void tellsTheLine();
@@ -243,6 +244,8 @@ void TestSourceEditor::keepsBodies_data()
     QTest::addColumn<QString>("body");
     QTest::newRow("10 MB")
         << QStringLiteral("ten words of text are quite enough for a line\r\n").repeated(220000);
+    QTest::newRow("one line of 1 MB") << QStringLiteral("<td>one word</td>").repeated(60000);
+    QTest::newRow("one word of 100 kB") << QStringLiteral("\U0001f469\u0301").repeated(30000);
     QTest::newRow("100,000 lines") << QStringLiteral("\r\n").repeated(100000);
     QTest::newRow("right to left") << QStringLiteral("\u0627\u0644\u0633\u0644\u0627\u0645 abc "
                                                      "\u05e9\u05dc\u05d5\u05dd\u202e\u202c");
@@ -260,6 +263,42 @@ void TestSourceEditor::keepsBodies()
     QVERIFY(m_editor->body() == QLatin1Char('x') + body);
     undo();
     QVERIFY(m_editor->body() == body);
+    // Copied and pasted it is the same again.
+    m_text->selectAll();
+    press("Copy");
+    m_editor->setBody({});
+    press("Paste");
+    QCOMPARE(m_editor->body().size(), body.size());
+    QVERIFY(m_editor->body() == body);
+}
+
+/// A line that is too long for the box to lay out is broken there, which nobody else sees.
+void TestSourceEditor::longLinesAreLines()
+{
+    const QString cell = QStringLiteral("<td>one word</td>");
+    m_editor->setBody(cell.repeated(1000) + QStringLiteral("\r\nlast"));
+    QVERIFY(m_text->blockCount() > 5);
+    QCOMPARE(panel(2), QStringLiteral("Total Line:2"));
+    // A place far behind the first break is found, replaced and undone where it is.
+    const qsizetype place = 900 * cell.size() + 4;
+    m_text->select(place, 3);
+    QCOMPARE(m_text->selectionStart(), place);
+    QCOMPARE(m_text->textCursor().selectedText(), QStringLiteral("one"));
+    QCOMPARE(panel(1), QStringLiteral("Current Line:1"));
+    m_text->replaceSelection(QStringLiteral("two"));
+    QCOMPARE(m_text->text().mid(place - 4, cell.size()), QStringLiteral("<td>two word</td>"));
+    QCOMPARE(m_text->text().size(), 1000 * cell.size() + 5);
+    undo();
+    QCOMPARE(m_editor->body(), cell.repeated(1000) + QStringLiteral("\r\nlast"));
+    QTest::keyClick(m_text, Qt::Key_End, Qt::ControlModifier);
+    QCOMPARE(panel(1), QStringLiteral("Current Line:2"));
+    // Typed at a break, a new line is one.
+    m_text->moveCursor(QTextCursor::Start);
+    m_text->moveCursor(QTextCursor::EndOfBlock);
+    const qsizetype end = m_text->selectionStart();
+    QTest::keyClick(m_text, Qt::Key_Return);
+    QCOMPARE(m_text->text().indexOf(QLatin1Char('\n')), end);
+    QCOMPARE(panel(2), QStringLiteral("Total Line:3"));
 }
 
 void TestSourceEditor::linesEndWithCrLf()
