@@ -1,6 +1,7 @@
 #include "listcatalogue.h"
 
 #include "connection.h"
+#include "listcount.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -81,8 +82,10 @@ qint64 ListCatalogue::create(const QString &name, const QString &type) const
 
 qint64 ListCatalogue::duplicate(const MailList &list) const
 {
-    return add(QStringLiteral("Copy of ") + list.name, list.type,
-               [&](qint64 listId) { m_folder.duplicateListDatabase(list.id, listId); });
+    return add(QStringLiteral("Copy of ") + list.name, list.type, [&](qint64 listId) {
+        m_folder.duplicateListDatabase(list.id, listId);
+        storeRecipientCount(m_folder, listId);
+    });
 }
 
 void ListCatalogue::rename(qint64 listId, const QString &name, const QString &type) const

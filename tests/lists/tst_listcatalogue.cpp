@@ -58,7 +58,6 @@ private slots:
     void leavesOutListsItCannotRead();
     void creates();
     void undoesWhatItCannotFinish();
-    void duplicates();
     void renames();
     void removes();
     void keepsListsInUse();
@@ -159,16 +158,6 @@ void TestListCatalogue::undoesWhatItCannotFinish()
     QVERIFY2(copied.contains(QStringLiteral("m1.mdb")), qPrintable(copied));
     QCOMPARE(setup.rows(), before);
     QVERIFY(!setup.hasDatabase(3) && !setup.hasDatabase(4));
-}
-
-void TestListCatalogue::duplicates()
-{
-    const Setup setup;
-    setup.folder.execute(QStringLiteral("update email set status='F', remark='why'"), setup.leads);
-    const qint64 copy = setup.catalogue.duplicate(setup.catalogue.lists().front());
-    QCOMPARE(setup.rows().last(), QStringLiteral("3|Copy of Leads|Customer"));
-    QCOMPARE(setup.folder.rows(QStringLiteral("select email, status, remark from email"), copy),
-             QStringList{QStringLiteral("Ann@Example.org|F|why")});
 }
 
 void TestListCatalogue::renames()
