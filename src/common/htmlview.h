@@ -20,6 +20,6 @@ public:
 /// expected to want by a click in a message: a file: link could start a program.
 void openLink(const QUrl &url);
 
-/// Makes a view inside a window. The engine behind it is large, so views are made when they are
-/// first needed.
+/// Makes a view inside a window, before the window is on screen. What is behind the view may be
+/// large, and starts when a page is first to be seen.
 using HtmlViewFactory = std::function<HtmlView *(QWidget *parent)>;

@@ -1,6 +1,7 @@
 #include "webhtmlview.h"
 
 #include <QDesktopServices>
+#include <QOpenGLWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWebEngineNewWindowRequest>
@@ -89,6 +90,10 @@ WebHtmlView::WebHtmlView(QWidget *parent)
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins({});
     setFocusPolicy(Qt::StrongFocus);
+    // A window that shows the engine's picture is of another kind than others. Made for it from the
+    // start, it need not be replaced on screen, which would put it below the windows around it.
+    auto *kind = new QOpenGLWidget(this);
+    kind->setVisible(false);
 }
 
 WebHtmlView::~WebHtmlView() = default;

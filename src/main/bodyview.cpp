@@ -9,16 +9,18 @@ BodyView::BodyView(const QString &scratchFile, const HtmlViewFactory &makeView, 
                    QWidget *parent)
     : QWidget(parent)
     , m_scratchFile(scratchFile)
-    , m_makeView(makeView)
-    , m_names(names)
     , m_layout(new QStackedLayout(this))
     , m_text(new QPlainTextEdit(this))
+    , m_browser(makeView(this))
 {
     m_text->setObjectName(names.text);
     m_text->setReadOnly(true);
     m_text->setTabChangesFocus(true);
     m_text->setAccessibleName(tr("Email body"));
     m_layout->addWidget(m_text);
+    m_browser->setObjectName(names.browser);
+    m_browser->setAccessibleName(tr("Email body"));
+    m_layout->addWidget(m_browser);
 }
 
 void BodyView::showBody(const QString &format, const QString &body)
@@ -37,12 +39,6 @@ void BodyView::showBody(const QString &format, const QString &body)
 
 void BodyView::showPage(const QString &path)
 {
-    if (!m_browser) {
-        m_browser = m_makeView(this);
-        m_browser->setObjectName(m_names.browser);
-        m_browser->setAccessibleName(tr("Email body"));
-        m_layout->addWidget(m_browser);
-    }
     m_layout->setCurrentWidget(m_browser);
     m_browser->showFile(path);
 }

@@ -29,9 +29,7 @@ public:
 
 private:
     QString m_scratchFile;
-    HtmlViewFactory m_makeView;
-    Names m_names;
     QStackedLayout *m_layout;
     QPlainTextEdit *m_text;
-    HtmlView *m_browser = nullptr; // made for the first page
+    HtmlView *m_browser;
 };

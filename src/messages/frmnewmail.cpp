@@ -17,19 +17,22 @@
 
 #include <algorithm>
 
-frmNewMail::frmNewMail(const ProgramFolder &folder, Operator &op, HtmlViewFactory makeView,
+frmNewMail::frmNewMail(const ProgramFolder &folder, Operator &op, const HtmlViewFactory &makeView,
                        ImportWeb importWeb, QWidget *parent)
     : QDialog(parent, Qt::Dialog | Qt::WindowMinMaxButtonsHint | Qt::WindowCloseButtonHint)
     , m_ui(std::make_unique<Ui::frmNewMail>())
     , m_folder(folder)
     , m_op(op)
-    , m_makeView(std::move(makeView))
     , m_importWeb(std::move(importWeb))
 {
     m_ui->setupUi(this);
     m_attachments = {m_ui->txtAtt01, m_ui->txtAtt02, m_ui->txtAtt03};
     m_source = new SourceEditor(op, this);
     m_ui->sourceLayout->addWidget(m_source);
+    m_browser = makeView(m_ui->fmPreview);
+    m_browser->setObjectName(QStringLiteral("WebBrowser1"));
+    m_browser->setAccessibleName(tr("Email preview"));
+    m_ui->previewLayout->addWidget(m_browser);
     // From the subject Tab goes on to the body, past the tools.
     setTabOrder(m_ui->txtSubject, m_source->focusProxy());
     m_ui->TabStrip1->addTab(tr("S&ource"));
@@ -232,12 +235,6 @@ void frmNewMail::renderPreview(const QString &errorPrefix)
     } catch (const StorageError &e) {
         m_op.tell(e.report(errorPrefix), tr("Error"));
         return;
-    }
-    if (!m_browser) {
-        m_browser = m_makeView(m_ui->fmPreview);
-        m_browser->setObjectName(QStringLiteral("WebBrowser1"));
-        m_browser->setAccessibleName(tr("Email preview"));
-        m_ui->previewLayout->addWidget(m_browser);
     }
     m_browser->showFile(page);
 }

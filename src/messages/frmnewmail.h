@@ -32,7 +32,7 @@ public:
     using ImportWeb = std::function<std::optional<QString>()>;
 
     /// `folder` and `op` must outlive the window.
-    frmNewMail(const ProgramFolder &folder, Operator &op, HtmlViewFactory makeView,
+    frmNewMail(const ProgramFolder &folder, Operator &op, const HtmlViewFactory &makeView,
                ImportWeb importWeb, QWidget *parent = nullptr);
     ~frmNewMail() override;
 
@@ -69,11 +69,10 @@ private:
     std::unique_ptr<Ui::frmNewMail> m_ui;
     const ProgramFolder &m_folder;
     Operator &m_op;
-    HtmlViewFactory m_makeView;
     ImportWeb m_importWeb;
     std::array<QLineEdit *, 3> m_attachments;
     SourceEditor *m_source = nullptr;
-    HtmlView *m_browser = nullptr; // made for the first preview
+    HtmlView *m_browser;
     bool m_edit = false;
     qint64 m_msgid = 0; ///< of the message edited, or made last
 };
