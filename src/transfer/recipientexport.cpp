@@ -152,6 +152,8 @@ RecipientExport::run(ExportDestination destination,
 
 std::unique_ptr<RecordTarget> RecipientExport::target(const ExportDestination &destination)
 {
+    if (destination.kind != ExportDestination::Clipboard)
+        m_folder.refuseOwnFile(destination.path);
     const QString separator = separatorText(destination.separator);
     switch (destination.kind) {
     case ExportDestination::Workbook:
