@@ -9,6 +9,7 @@
 #include <gsf/gsf-infile-zip.h>
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
+#include <sys/stat.h>
 #include <xlsxwriter.h>
 
 #include <cerrno>
@@ -57,6 +58,15 @@ gsf_off_t sheetSize(const QString &path)
             g_object_unref(object);
     }
     return size;
+}
+
+/// Whether the handle is still that of this file, which has no name any more: an error that comes
+/// early makes the library forget its file of rows instead of closing it.
+bool isOpen(int handle, const struct stat &file)
+{
+    struct stat now = {};
+    return fstat(handle, &now) == 0 && now.st_nlink == 0 && now.st_ino == file.st_ino &&
+           now.st_dev == file.st_dev;
 }
 
 QString reason(lxw_error error)
@@ -117,11 +127,19 @@ void XlsxTarget::write(std::span<const std::string> fields)
 void XlsxTarget::finish()
 {
     checkTemporaryFile();
-    const long rowBytes = std::ftell(m_sheet->optimize_tmpfile);
+    std::FILE *rows = m_sheet->optimize_tmpfile;
+    const long rowBytes = std::ftell(rows);
+    struct stat rowsFile = {};
+    const int rowsHandle = fileno(rows);
+    fstat(rowsHandle, &rowsFile);
     errno = 0;
     const lxw_error error = workbook_close(std::exchange(m_workbook, nullptr));
-    if (error != LXW_NO_ERROR)
-        fail(reason(error));
+    if (error != LXW_NO_ERROR) {
+        const QString why = reason(error);
+        if (isOpen(rowsHandle, rowsFile))
+            std::fclose(rows);
+        fail(why);
+    }
     // The library copies the rows once more without looking whether the disk took them.
     if (sheetSize(m_temporaryPath) < rowBytes)
         fail(QStringLiteral("the disk for temporary files is full."));
@@ -149,8 +167,12 @@ void XlsxTarget::checkTemporaryFile()
 
 void XlsxTarget::discard()
 {
-    if (m_workbook)
+    if (m_workbook) {
+        // The library would leave it open, and its place on the disk taken.
+        if (m_sheet && m_sheet->optimize_tmpfile)
+            std::fclose(m_sheet->optimize_tmpfile);
         lxw_workbook_free(m_workbook);
+    }
     m_workbook = nullptr;
     QFile::remove(m_temporaryPath);
 }
