@@ -107,10 +107,16 @@ XlsxTarget::~XlsxTarget()
     discard();
 }
 
+void XlsxTarget::expect(qint64 records)
+{
+    constexpr qint64 most = LXW_ROW_MAX - 1; // the headings take a row
+    if (records > most)
+        fail(QStringLiteral("a workbook holds at most %1 records.").arg(most));
+}
+
 void XlsxTarget::write(std::span<const std::string> fields)
 {
-    if (m_rows == LXW_ROW_MAX)
-        fail(QStringLiteral("a workbook holds at most %1 records.").arg(LXW_ROW_MAX - 1));
+    expect(m_rows);
     lxw_col_t column = 0;
     for (const std::string &field : fields) {
         if (!field.empty())

@@ -20,6 +20,7 @@ public:
     XlsxTarget(const XlsxTarget &) = delete;
     XlsxTarget &operator=(const XlsxTarget &) = delete;
 
+    void expect(qint64 records) override;
     void write(std::span<const std::string> fields) override;
     void finish() override;
     QString remark() const override;
