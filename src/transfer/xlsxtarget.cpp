@@ -2,8 +2,8 @@
 
 #include "storageerror.h"
 
+#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QUuid>
 
 #include <gsf/gsf-infile-zip.h>
@@ -78,10 +78,17 @@ QString reason(lxw_error error)
 
 XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
     : m_path(path)
-    , m_temporaryPath(path + QLatin1Char('.') + QUuid::createUuid().toString(QUuid::Id128))
+    , m_file(QFileInfo::exists(path) ? QFileInfo(path).canonicalFilePath() : path)
+    // The name itself may be as long as names can be.
+    , m_temporaryPath(m_file.absoluteDir().filePath(QStringLiteral(".quillbright-") +
+                                                    QUuid::createUuid().toString(QUuid::Id128)))
 {
-    if (QFileInfo(path).isDir())
-        fail(QStringLiteral("it is a folder."));
+    if (m_file.exists() && !m_file.isFile())
+        fail(QStringLiteral("it is not a file."));
+    if (m_file.exists() && !m_file.isWritable())
+        fail(QStringLiteral("it may not be written to."));
+    if (m_file.isSymLink())
+        fail(QStringLiteral("it is a link to a file that does not exist."));
     // The library writes the file when all is over; better to know at once that it cannot.
     if (QFile file(m_temporaryPath); !file.open(QIODevice::WriteOnly))
         fail(file.errorString());
@@ -149,8 +156,10 @@ void XlsxTarget::finish()
     // The library copies the rows once more without looking whether the disk took them.
     if (sheetSize(m_temporaryPath) < rowBytes)
         fail(QStringLiteral("the disk for temporary files is full."));
+    if (m_file.exists())
+        QFile::setPermissions(m_temporaryPath, m_file.permissions());
     if (std::rename(QFile::encodeName(m_temporaryPath).constData(),
-                    QFile::encodeName(m_path).constData()) != 0) {
+                    QFile::encodeName(m_file.filePath()).constData()) != 0) {
         fail(QString::fromLocal8Bit(std::strerror(errno)));
     }
 }

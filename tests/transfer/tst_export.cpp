@@ -18,6 +18,7 @@
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <future>
@@ -72,6 +73,12 @@ struct Setup {
     {
         QFile out(folder.file(QLatin1String(name)));
         return out.open(QIODevice::ReadOnly) ? out.readAll() : QByteArray("none");
+    }
+    /// What exports have left in the folder.
+    QStringList leftOver() const
+    {
+        return QDir(folder.folder().path())
+            .entryList({QStringLiteral("out*"), QStringLiteral(".*")}, QDir::Files | QDir::Hidden);
     }
     RecipientRows rows(const QString &columns) const
     {
@@ -184,6 +191,9 @@ private slots:
     void yieldsWhileAWorkbookIsSaved_data();
     void yieldsWhileAWorkbookIsSaved();
     void refusesTooManyRecordsAtOnce();
+    void replacesWorkbooks();
+    void refusesToReplace_data();
+    void refusesToReplace();
     void failedWorkbookLeavesNothing_data();
     void failedWorkbookLeavesNothing();
     void sparesTheProgramsFiles_data();
@@ -249,9 +259,7 @@ void TestExport::writesWorkbooks()
                                          "G2= two\nlines <&> _x0001_"),
                           QStringLiteral("A3=b@a.example"),
                           QStringLiteral("A4=d@a.example|B4=Ünï|C4==1+1")}));
-    // Nothing else is left in the folder.
-    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
-             QStringList{QStringLiteral("out.xlsx")});
+    QCOMPARE(setup.leftOver(), QStringList{QStringLiteral("out.xlsx")});
 }
 
 void TestExport::cutsWhatNoCellHolds()
@@ -467,8 +475,7 @@ void TestExport::keepsTheOldFileOnFailure()
     QVERIFY2(setup.op.told.first().startsWith(QStringLiteral("Error|Error # ")),
              qPrintable(setup.op.told.first()));
     QCOMPARE(setup.content(name.constData()), QByteArray("precious"));
-    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
-             QStringList{QString::fromLatin1(name)});
+    QCOMPARE(setup.leftOver(), QStringList{QString::fromLatin1(name)});
 
     ExportDestination nowhere = setup.file(name.constData());
     nowhere.path.prepend(QStringLiteral("/nowhere"));
@@ -524,6 +531,57 @@ void TestExport::refusesTooManyRecordsAtOnce()
         qPrintable(setup.op.told.first()));
     QCOMPARE(setup.yield.count, 0); // not one is written
     XlsxTarget(setup.folder.file(QStringLiteral("out.xlsx")), {}).expect(1'048'575);
+}
+
+void TestExport::replacesWorkbooks()
+{
+    Setup setup;
+    const QString file = setup.folder.file(QStringLiteral("file.xlsx"));
+    const QString link = setup.folder.file(QStringLiteral("out.xlsx"));
+    QVERIFY(QFile(file).open(QIODevice::WriteOnly));
+    const auto rights = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    QFile::setPermissions(file, rights);
+    QVERIFY(QFile::link(QStringLiteral("file.xlsx"), link));
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx")),
+             RecipientExport::Result::Complete);
+    QVERIFY(QFileInfo(link).isSymLink());
+    QCOMPARE(cells(file).size(), 5);
+    QCOMPARE(QFile::permissions(file), rights);
+}
+
+void TestExport::refusesToReplace_data()
+{
+    QTest::addColumn<QString>("target"); // what the name is a link to
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("folder") << QStringLiteral(".") << QStringLiteral("it is not a file.");
+    QTest::newRow("device") << QStringLiteral("/dev/null") << QStringLiteral("it is not a file.");
+    QTest::newRow("missing") << QStringLiteral("missing")
+                             << QStringLiteral("it is a link to a file that does not exist.");
+    QTest::newRow("read-only") << QStringLiteral("read-only")
+                               << QStringLiteral("it may not be written to.");
+}
+
+void TestExport::refusesToReplace()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, reason);
+    Setup setup;
+    QFile file(setup.folder.file(QStringLiteral("read-only")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.setPermissions(QFile::ReadOwner);
+    QVERIFY(QFile::link(target, setup.folder.file(QStringLiteral("out.xlsx"))));
+    // The superuser may do everything; whether a file can be written is asked for the real user.
+    QFile::setPermissions(setup.folder.folder().path(), QFile::Permissions(0x7755));
+    const uid_t user = getuid();
+    constexpr uid_t nobody = 65534;
+    if (user == 0)
+        QVERIFY(setreuid(nobody, 0) == 0);
+    const auto result =
+        setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx"));
+    if (user == 0)
+        QVERIFY(setreuid(0, 0) == 0);
+    QCOMPARE(result, RecipientExport::Result::TargetFailed);
+    QVERIFY2(setup.op.told.first().endsWith(reason), qPrintable(setup.op.told.first()));
 }
 
 void TestExport::failedWorkbookLeavesNothing_data()
