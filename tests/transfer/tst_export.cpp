@@ -178,6 +178,8 @@ private slots:
     void cutsWhatNoCellHolds();
     void showsNewDocuments_data();
     void showsNewDocuments();
+    void cutsLongNames_data();
+    void cutsLongNames();
     void findsTheProgramOfTheDesktop_data();
     void findsTheProgramOfTheDesktop();
     void writesTheRowsOfAGrid_data();
@@ -312,6 +314,31 @@ void TestExport::showsNewDocuments()
     QFile(path).open(QIODevice::WriteOnly);
     exporter.exportList(setup.list, ExportFilter::Fail, document);
     QVERIFY(spreadsheet.created.last().endsWith(QStringLiteral("/A_B_ _C_ (2).xlsx")));
+}
+
+void TestExport::cutsLongNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("base");
+    const auto row = [](const char *title, const QString &unit, qsizetype kept) {
+        QTest::newRow(title) << unit.repeated(300) << unit.repeated(kept);
+    };
+    row("one byte", QStringLiteral("a"), 235);
+    row("three bytes", QStringLiteral("€"), 78);
+    row("four bytes", QStringLiteral("😀"), 58);
+}
+
+void TestExport::cutsLongNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, base);
+    const TestFolder folder;
+    qputenv("HOME", QFile::encodeName(folder.folder().path()));
+    const QString path = newWorkbookPath(name);
+    QCOMPARE(QFileInfo(path).completeBaseName(), base);
+    QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+    XlsxTarget(path, {}).finish();
+    QVERIFY(QFile(newWorkbookPath(name)).open(QIODevice::WriteOnly)); // with a number
 }
 
 void TestExport::findsTheProgramOfTheDesktop_data()
