@@ -51,8 +51,10 @@ QString newWorkbookPath(const QString &name)
                  QStringLiteral("_"));
     base = base.left(longestName);
     // The file system counts bytes.
-    while (QFile::encodeName(base).size() > longestName)
-        base.chop(base.last(1).at(0).isLowSurrogate() ? 2 : 1);
+    while (QFile::encodeName(base).size() > longestName ||
+           (!base.isEmpty() && base.back().isHighSurrogate())) {
+        base.chop(1);
+    }
     base = base.trimmed();
     if (base.isEmpty() || base.startsWith(QLatin1Char('.')))
         base.prepend(QStringLiteral("Maillist"));

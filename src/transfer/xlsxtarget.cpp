@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QUuid>
 
 #include <gsf/gsf-infile-zip.h>
@@ -12,6 +13,7 @@
 #include <sys/stat.h>
 #include <xlsxwriter.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -23,24 +25,47 @@ namespace
 
 constexpr qsizetype longestCell = 32'767;
 
+/// "_x0041_" in a cell stands for the character of that number; meant as a text it begins with the
+/// number of "_".
+QString escaped(const QString &text)
+{
+    static const QRegularExpression number(QStringLiteral("_(?=x[0-9A-Fa-f]{4}_)"));
+    return QString(text).replace(number, QStringLiteral("_x005F_"));
+}
+
+/// How many characters of the text a cell takes: as many as it holds, and in the form in which they
+/// are written no more than the library lets through.
+qsizetype fitting(const QString &text)
+{
+    qsizetype length = std::min(text.size(), longestCell);
+    for (;;) {
+        if (length < text.size() && text[length - 1].isHighSurrogate())
+            --length;
+        const qsizetype excess = escaped(text.first(length)).size() - longestCell;
+        if (excess <= 0)
+            return length;
+        length -= (excess + 6) / 7; // an escape has six characters more than what it stands for
+    }
+}
+
 /// The value as a cell can hold it: without NULs and what is no character, and not too long.
 QByteArray cellText(const std::string &value, qint64 &cut)
 {
     const QByteArray utf8 = QByteArray::fromStdString(value);
     // Nearly all values: nothing to change, and no more bytes than a cell holds characters.
     if (utf8.size() < longestCell && !utf8.contains('\0') && !utf8.contains('\xef') &&
-        utf8.isValidUtf8()) {
+        !utf8.contains("_x") && utf8.isValidUtf8()) {
         return utf8;
     }
     QString text = QString::fromUtf8(utf8);
     text.remove(QChar());
     for (const char16_t noCharacter : {u'\xfffe', u'\xffff'})
         text.replace(QChar(noCharacter), QChar(QChar::ReplacementCharacter));
-    if (text.size() > longestCell) {
+    if (const qsizetype length = fitting(text); length < text.size()) {
         ++cut;
-        text.truncate(text[longestCell - 1].isHighSurrogate() ? longestCell - 1 : longestCell);
+        text.truncate(length);
     }
-    return text.toUtf8();
+    return escaped(text).toUtf8();
 }
 
 /// How many bytes the sheet of a finished workbook has.
