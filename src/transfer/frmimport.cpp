@@ -8,6 +8,8 @@
 #include "programfolder.h"
 #include "statuspanel.h"
 
+#include <QFileInfo>
+
 frmImport::frmImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
     : WorkDialog(parent)
@@ -75,9 +77,11 @@ void frmImport::import()
 void frmImport::showSampleWorkbook()
 {
     const QString path = m_folder.file(QStringLiteral("email_sample.xls"));
-    if (!m_spreadsheet.show(path))
-        m_op.tell(tr("No program was found that opens %1.\r\nYou must install Microsoft Excel !")
-                      .arg(path));
+    if (m_spreadsheet.show(path))
+        return;
+    const QString why = QFileInfo::exists(path) ? tr("No program was found that opens %1.")
+                                                : tr("%1 does not exist.");
+    m_op.tell(why.arg(path) + tr("\r\nYou must install Microsoft Excel !"));
 }
 
 void frmImport::abortWork()
