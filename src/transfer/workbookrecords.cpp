@@ -7,6 +7,7 @@
 #include <gsf/gsf-input-stdio.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <memory>
 
@@ -37,8 +38,34 @@ struct Unref {
 template <typename T>
 using Object = std::unique_ptr<T, Unref>;
 
+/// Keeps the library's remarks about damaged files to itself while it lives; that a file is damaged
+/// is told in the window.
+class QuietLibrary
+{
+public:
+    QuietLibrary()
+    {
+        for (size_t i = 0; i < domains.size(); ++i)
+            m_handlers[i] = g_log_set_handler(
+                domains[i], G_LOG_LEVEL_MASK,
+                [](const char *, GLogLevelFlags, const char *, void *) {}, nullptr);
+    }
+    ~QuietLibrary()
+    {
+        for (size_t i = 0; i < domains.size(); ++i)
+            g_log_remove_handler(domains[i], m_handlers[i]);
+    }
+    Q_DISABLE_COPY(QuietLibrary)
+
+private:
+    /// One of its parts does not name itself.
+    static constexpr std::array<const char *, 2> domains{"libgsf:msole", nullptr};
+    std::array<unsigned, 2> m_handlers{};
+};
+
 QByteArray workbookStream(const QString &path)
 {
+    const QuietLibrary quiet;
     const Object<GsfInput> file(gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr));
     if (!file)
         return {};

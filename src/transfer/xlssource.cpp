@@ -5,6 +5,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 
 #include <freexl.h>
@@ -89,6 +90,9 @@ QString shown(const WorkbookRecords::Result &result, bool from1904)
 
 XlsSource::XlsSource(const QString &path)
 {
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        fail(path, QStringLiteral("it is not a file."));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         fail(path, file.errorString());
