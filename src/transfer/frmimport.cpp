@@ -4,6 +4,7 @@
 #include "spreadsheet.h"
 #include "ui_frmimport.h"
 
+#include "frametitle.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"
@@ -45,9 +46,7 @@ void frmImport::importInto(qint64 listId, const QString &listName)
 void frmImport::SetAttribute(qint64 listId, const QString &listName)
 {
     m_listId = listId;
-    // In a frame's title "&" marks a key; a name means the character.
-    const QString shown = QString(listName).replace(QLatin1Char('&'), QStringLiteral("&&"));
-    m_ui->Frame1->setTitle(tr(" List : %1 ").arg(shown));
+    m_ui->Frame1->setTitle(tr(" List : %1 ").arg(inCaption(listName)));
     m_ui->Text1->clear();
     m_ui->CombSep->setCurrentIndex(0);
     for (QLabel *panel : m_panels)
