@@ -1,6 +1,7 @@
 #include "webhtmlview.h"
 
 #include <QDesktopServices>
+#include <QOpenGLContext>
 #include <QOpenGLWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -71,6 +72,13 @@ private:
     const QUrl &m_file;
 };
 
+/// How the engine draws where it can.
+bool drawsWithOpenGl()
+{
+    static const bool draws = QOpenGLContext().create();
+    return draws;
+}
+
 void restrict(QWebEngineSettings *settings)
 {
     for (const auto attribute :
@@ -92,8 +100,8 @@ WebHtmlView::WebHtmlView(QWidget *parent)
     setFocusPolicy(Qt::StrongFocus);
     // A window that shows the engine's picture is of another kind than others. Made for it from the
     // start, it need not be replaced on screen, which would put it below the windows around it.
-    auto *kind = new QOpenGLWidget(this);
-    kind->setVisible(false);
+    if (drawsWithOpenGl())
+        (new QOpenGLWidget(this))->setVisible(false);
 }
 
 WebHtmlView::~WebHtmlView() = default;

@@ -182,6 +182,13 @@ void Connection::raise(const SQLite::Exception &error) const
                        describe(code, m_path, QString::fromUtf8(error.what())));
 }
 
+StorageError Connection::lastError() const
+{
+    const int code = database().getExtendedErrorCode();
+    return StorageError(code, QStringLiteral("SQLite"),
+                        describe(code, m_path, QString::fromUtf8(database().getErrorMsg())));
+}
+
 SQLite::Database &Connection::database() const
 {
     if (!m_database)

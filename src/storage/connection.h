@@ -49,6 +49,8 @@ public:
     /// For record sets: one prepared statement, and what a failure of it becomes.
     std::unique_ptr<SQLite::Statement> prepare(const QString &sql);
     [[noreturn]] void raise(const SQLite::Exception &error) const;
+    /// Why the last call to the engine failed, where no exception says it.
+    StorageError lastError() const;
 
 private:
     SQLite::Database &database() const;

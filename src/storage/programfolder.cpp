@@ -28,6 +28,17 @@ void removeSideFiles(const QString &database)
     QFile::remove(database + QStringLiteral("-shm"));
 }
 
+/// Where a file of this name lies or would lie, without links. Empty where its folder is missing.
+QString resolved(const QString &path)
+{
+    QFileInfo file(path);
+    constexpr int mostLinks = 40; // as the system follows; they may go round in a circle
+    for (int i = 0; file.isSymLink() && i < mostLinks; ++i)
+        file.setFile(file.symLinkTarget());
+    const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
+    return folder.isEmpty() ? folder : QDir(folder).filePath(file.fileName());
+}
+
 /// Copies through a temporary file, so that a full disk leaves neither half a database nor a
 /// damaged old one.
 void copyDatabase(const QString &from, const QString &to)
@@ -112,4 +123,23 @@ void ProgramFolder::deleteListDatabase(qint64 listId) const
     if (!file.remove())
         fail(QStringLiteral("Cannot delete %1: %2").arg(path, file.errorString()));
     removeSideFiles(path);
+}
+
+void ProgramFolder::refuseOwnFile(const QString &path) const
+{
+    const QString target = resolved(path);
+    if (target.isEmpty())
+        return; // nothing can be written there
+    bool isOwn = false;
+    for (const char *name : {"sys.mdb", "mtemplate.mdb", "ulist.txt"}) {
+        const QString own = resolved(file(QLatin1String(name)));
+        for (const char *end : {"", "-wal", "-shm", "-journal"})
+            isOwn = isOwn || target == own + QLatin1String(end);
+    }
+    for (const char *name : {"data", "log"}) {
+        const QString own = QFileInfo(file(QLatin1String(name))).canonicalFilePath();
+        isOwn = isOwn || (!own.isEmpty() && target.startsWith(own + QLatin1Char('/')));
+    }
+    if (isOwn)
+        fail(QStringLiteral("%1 belongs to the program; choose another file.").arg(path));
 }

@@ -32,6 +32,10 @@ public:
     /// Deletes the file (and the engine's side files). Throws StorageError when it stays.
     void deleteListDatabase(qint64 listId) const;
 
+    /// Throws StorageError when a file of this name would take the place of what the program keeps:
+    /// its databases with the engine's files beside them, the unsubscribe list and the logs.
+    void refuseOwnFile(const QString &path) const;
+
 private:
     QString m_path;
 };

@@ -2,8 +2,6 @@
 
 #include <QStringList>
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -16,6 +14,9 @@ constexpr std::chrono::milliseconds commitEvery{80};
 /// One statement that adds this many recipients takes a third of the time of as many statements:
 /// the engine finds its place in the table, and notes the last number given, once.
 constexpr size_t batchSize = 16;
+/// Where a record is refused there are usually more, as when a file is imported again; for so many
+/// batches it is not tried at once, to be undone.
+constexpr int singleBatches = 16;
 constexpr size_t fieldCount = std::tuple_size_v<RecipientRecord>;
 
 QString insertStatement(size_t rows)
@@ -24,12 +25,6 @@ QString insertStatement(size_t rows)
                           "values ") +
            QStringList(qsizetype(rows), QStringLiteral("(?, ?, ?, ?, ?, ?, ?)"))
                .join(QStringLiteral(", "));
-}
-
-/// Whether the error is about the records of the statement; the list takes others.
-bool isRefusal(const StorageError &error)
-{
-    return (error.number() & 0xff) == SQLITE_CONSTRAINT;
 }
 
 } // namespace
@@ -96,29 +91,27 @@ void RecipientInserter::settle()
 
 bool RecipientInserter::insertBatch()
 {
-    try {
-        m_insertBatch.runAll(m_fields);
+    if (m_single > 0) {
+        --m_single;
+        return false;
+    }
+    if (m_insertBatch.tryAll(m_fields)) {
         m_added += qint64(batchSize);
         return true;
-    } catch (const StorageError &e) {
-        // The engine has undone the whole statement, and no other of the transaction. One by one
-        // the records show which of them are refused.
-        if (isRefusal(e))
-            return false;
-        throw;
     }
+    // The engine has undone the whole statement, and no other of the transaction. One by one the
+    // records show which of them are refused.
+    m_single = singleBatches;
+    return false;
 }
 
 void RecipientInserter::insertOne(qint64 number, std::span<const std::string> fields)
 {
-    try {
-        m_insertOne.runAll(fields);
+    QString why;
+    if (m_insertOne.tryAll(fields, &why))
         ++m_added;
-    } catch (const StorageError &e) {
-        if (!isRefusal(e))
-            throw;
-        m_refused(number, fields, e.description());
-    }
+    else
+        m_refused(number, fields, why);
 }
 
 void RecipientInserter::commitWhenDue()

@@ -63,6 +63,7 @@ private:
     std::vector<std::string> m_fields; // of a batch, record after record
     std::vector<qint64> m_numbers;     // of its records
     size_t m_waiting = 0;              // how many of them are to be added
+    int m_single = 0;                  // how many of the next batches are added one by one
     std::optional<Transaction> m_transaction;
     Clock::time_point m_begun;
     qint64 m_added = 0;

@@ -4,6 +4,7 @@
 
 #include <SQLiteCpp/Exception.h>
 #include <SQLiteCpp/Statement.h>
+#include <sqlite3.h>
 
 Statement::Statement(Connection &connection, const QString &sql)
     : m_connection(connection)
@@ -15,11 +16,35 @@ Statement::~Statement() = default;
 
 void Statement::runAll(std::span<const std::string> values)
 {
+    bindAll(values);
+    step();
+}
+
+bool Statement::tryAll(std::span<const std::string> values, QString *why)
+{
+    bindAll(values);
+    const int code = m_statement->tryExecuteStep();
+    if ((code & 0xff) == SQLITE_CONSTRAINT) {
+        if (why)
+            *why = m_connection.lastError().description();
+        m_statement->tryReset();
+        return false;
+    }
+    if (code != SQLITE_DONE) {
+        const StorageError error = m_connection.lastError();
+        m_statement->tryReset();
+        throw error;
+    }
+    m_statement->tryReset();
+    return true;
+}
+
+void Statement::bindAll(std::span<const std::string> values)
+{
     int index = 0;
     for (const std::string &value : values)
         // The statement is done with the texts when step() returns, so it need not copy them.
         m_statement->bindNoCopy(++index, value);
-    step();
 }
 
 void Statement::bind(int index, const QString &value)

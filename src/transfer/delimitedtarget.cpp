@@ -10,11 +10,31 @@ namespace
 
 constexpr size_t blockSize = 256 * 1024;
 
-/// A device such as /dev/stdout is written to; only a file can be replaced.
+/// Whether the path stands for something that is open already or is no file, such as /dev/stdout;
+/// even where that leads to a file, it is not a name for it.
+bool isDevice(const QString &path)
+{
+    QFileInfo info(path);
+    if (info.exists() && !info.isFile() && !info.isDir())
+        return true;
+    constexpr int mostLinks = 40; // as the system follows; they may go round in a circle
+    for (int i = 0; i < mostLinks; ++i) {
+        const QString name = info.absoluteFilePath();
+        if (name.startsWith(QLatin1String("/proc/")))
+            return true;
+        // There are files in memory there too.
+        if (name.startsWith(QLatin1String("/dev/")) && !name.startsWith(QLatin1String("/dev/shm/")))
+            return true;
+        if (!info.isSymLink())
+            return false;
+        info.setFile(info.symLinkTarget());
+    }
+    return false;
+}
+
 std::unique_ptr<QFileDevice> outputFile(const QString &path)
 {
-    const QFileInfo info(path);
-    if (info.exists() && !info.isFile() && !info.isDir())
+    if (isDevice(path))
         return std::make_unique<QFile>(path);
     return std::make_unique<QSaveFile>(path);
 }
@@ -40,7 +60,11 @@ DelimitedFileTarget::DelimitedFileTarget(const QString &path, const QString &sep
     : DelimitedTarget(separator)
     , m_file(outputFile(path))
 {
-    if (!m_file->open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+    // What is not replaced is added to.
+    const auto mode = qobject_cast<QSaveFile *>(m_file.get())
+                          ? QIODevice::WriteOnly
+                          : QIODevice::WriteOnly | QIODevice::Append;
+    if (!m_file->open(mode | QIODevice::Unbuffered))
         fail();
 }
 

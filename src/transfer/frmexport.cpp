@@ -3,32 +3,25 @@
 #include "exportscreen.h"
 #include "ui_frmexport.h"
 
-namespace
-{
-
-std::unique_ptr<Ui::frmExport> setUp(QDialog &window)
-{
-    auto ui = std::make_unique<Ui::frmExport>();
-    ui->setupUi(&window);
-    return ui;
-}
-
-} // namespace
+#include "frametitle.h"
 
 frmExport::frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
     : WorkDialog(parent)
-    , m_ui(setUp(*this))
-    , m_op(op)
-    , m_screen(std::make_unique<ExportScreen>(*m_ui->lbStatus, *m_ui->ProgressBar1))
+    , m_ui(setUp<Ui::frmExport>(*this))
+    , m_screen(std::make_unique<ExportScreen>(
+          ExportScreen::Widgets{m_ui->lbStatus,
+                                m_ui->ProgressBar1,
+                                m_ui->txtFile,
+                                m_ui->cmdFile,
+                                m_ui->Command1,
+                                {m_ui->FrameFilter, m_ui->FrameOption, m_ui->cmdExport}},
+          op))
     , m_export(folder, spreadsheet, op, *m_screen, yield)
 {
     connect(m_ui->chkExcel, &QCheckBox::toggled, this, &frmExport::enableFile);
-    connect(m_ui->cmdFile, &QPushButton::clicked, this,
-            [this] { chooseExportFile(*m_ui->txtFile, m_op); });
     connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExport::runExport);
     connect(m_ui->Command1, &QPushButton::clicked, this, [this] { m_export.abort(); });
-    m_ui->Command1->setEnabled(false);
 }
 
 frmExport::~frmExport() = default;
@@ -44,9 +37,8 @@ void frmExport::SetAttribute(qint64 listId, const QString &listName)
     m_listId = listId;
     m_listName = listName;
     m_ui->txtFile->clear();
-    // In a frame's title "&" marks a key; a name means the character.
-    const QString shown = QString(listName).replace(QLatin1Char('&'), QStringLiteral("&&"));
-    m_ui->Frame1->setTitle(tr(" Export maillist : %1-%2").arg(QString::number(listId), shown));
+    m_ui->Frame1->setTitle(
+        tr(" Export maillist : %1-%2").arg(QString::number(listId), inCaption(listName)));
 }
 
 void frmExport::enableFile()
@@ -54,8 +46,7 @@ void frmExport::enableFile()
     const bool isText = !m_ui->chkExcel->isChecked();
     if (!isText)
         m_ui->txtFile->clear();
-    m_ui->txtFile->setEnabled(isText);
-    m_ui->cmdFile->setEnabled(isText);
+    m_screen->setNeedsFile(isText);
 }
 
 void frmExport::runExport()
@@ -64,18 +55,13 @@ void frmExport::runExport()
                                 : m_ui->OptionFail->isChecked() ? ExportFilter::Fail
                                                                 : ExportFilter::All;
     const bool isWorkbook = m_ui->chkExcel->isChecked();
-    const auto setRunning = [this](bool isRunning) {
-        m_ui->Frame1->setEnabled(!isRunning);
-        m_ui->cmdExport->setEnabled(!isRunning);
-        m_ui->Command1->setEnabled(isRunning);
-        m_screen->setRunning(isRunning);
-        setWorking(isRunning);
-    };
-    setRunning(true);
+    m_screen->setRunning(true);
+    setWorking(true);
     m_export.exportList(m_listId, filter,
                         {isWorkbook ? ExportDestination::Workbook : ExportDestination::TextFile,
                          m_ui->txtFile->text(), m_ui->CombSep->currentText(), m_listName});
-    setRunning(false);
+    m_screen->setRunning(false);
+    setWorking(false);
 }
 
 void frmExport::abortWork()

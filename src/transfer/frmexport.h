@@ -36,7 +36,6 @@ private:
     void enableFile();
 
     std::unique_ptr<Ui::frmExport> m_ui;
-    Operator &m_op;
     std::unique_ptr<ExportScreen> m_screen;
     RecipientExport m_export;
     qint64 m_listId = 0;

@@ -6,33 +6,25 @@
 #include "operator.h"
 #include "recipientrows.h"
 
-namespace
-{
-
-std::unique_ptr<Ui::frmExportData> setUp(QDialog &window)
-{
-    auto ui = std::make_unique<Ui::frmExportData>();
-    ui->setupUi(&window);
-    return ui;
-}
-
-} // namespace
-
 frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                              Yield &yield, QWidget *parent)
     : WorkDialog(parent)
-    , m_ui(setUp(*this))
+    , m_ui(setUp<Ui::frmExportData>(*this))
     , m_op(op)
-    , m_screen(std::make_unique<ExportScreen>(*m_ui->lbStatus, *m_ui->ProgressBar1))
+    , m_screen(std::make_unique<ExportScreen>(
+          ExportScreen::Widgets{m_ui->lbStatus,
+                                m_ui->ProgressBar1,
+                                m_ui->txtFile,
+                                m_ui->cmdFile,
+                                m_ui->cmdCancel,
+                                {m_ui->FrameOptions, m_ui->cmdExport, m_ui->Command1}},
+          op))
     , m_export(folder, spreadsheet, op, *m_screen, yield)
 {
     connectOptions();
-    connect(m_ui->cmdFile, &QPushButton::clicked, this,
-            [this] { chooseExportFile(*m_ui->txtFile, m_op); });
     connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExportData::runExport);
     connect(m_ui->cmdCancel, &QPushButton::clicked, this, [this] { m_export.abort(); });
     connect(m_ui->Command1, &QPushButton::clicked, this, &frmExportData::reject);
-    m_ui->cmdCancel->setEnabled(false);
 }
 
 frmExportData::~frmExportData() = default;
@@ -54,9 +46,7 @@ void frmExportData::connectOptions()
 
 void frmExportData::enableFile()
 {
-    const bool isText = !m_ui->chkExcel->isChecked() && !m_ui->chkMem->isChecked();
-    m_ui->txtFile->setEnabled(isText);
-    m_ui->cmdFile->setEnabled(isText);
+    m_screen->setNeedsFile(!m_ui->chkExcel->isChecked() && !m_ui->chkMem->isChecked());
 }
 
 void frmExportData::exportRecords(const QString &listConnectionString, const RecipientQuery &query)
@@ -68,17 +58,11 @@ void frmExportData::exportRecords(const QString &listConnectionString, const Rec
 
 void frmExportData::runExport()
 {
-    const auto setRunning = [this](bool isRunning) {
-        for (QWidget *widget :
-             std::initializer_list<QWidget *>{m_ui->FrameOptions, m_ui->cmdExport, m_ui->Command1})
-            widget->setEnabled(!isRunning);
-        m_ui->cmdCancel->setEnabled(isRunning);
-        m_screen->setRunning(isRunning);
-        setWorking(isRunning);
-    };
-    setRunning(true);
+    m_screen->setRunning(true);
+    setWorking(true);
     writeRecords();
-    setRunning(false);
+    m_screen->setRunning(false);
+    setWorking(false);
     m_ui->lbStatus->clear();
 }
 

@@ -4,9 +4,12 @@
 #include "spreadsheet.h"
 #include "ui_frmimport.h"
 
+#include "frametitle.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"
+
+#include <QFileInfo>
 
 frmImport::frmImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
@@ -43,9 +46,7 @@ void frmImport::importInto(qint64 listId, const QString &listName)
 void frmImport::SetAttribute(qint64 listId, const QString &listName)
 {
     m_listId = listId;
-    // In a frame's title "&" marks a key; a name means the character.
-    const QString shown = QString(listName).replace(QLatin1Char('&'), QStringLiteral("&&"));
-    m_ui->Frame1->setTitle(tr(" List : %1 ").arg(shown));
+    m_ui->Frame1->setTitle(tr(" List : %1 ").arg(inCaption(listName)));
     m_ui->Text1->clear();
     m_ui->CombSep->setCurrentIndex(0);
     for (QLabel *panel : m_panels)
@@ -75,9 +76,11 @@ void frmImport::import()
 void frmImport::showSampleWorkbook()
 {
     const QString path = m_folder.file(QStringLiteral("email_sample.xls"));
-    if (!m_spreadsheet.show(path))
-        m_op.tell(tr("No program was found that opens %1.\r\nYou must install Microsoft Excel !")
-                      .arg(path));
+    if (m_spreadsheet.show(path))
+        return;
+    const QString why = QFileInfo::exists(path) ? tr("No program was found that opens %1.")
+                                                : tr("%1 does not exist.");
+    m_op.tell(why.arg(path) + tr("\r\nYou must install Microsoft Excel !"));
 }
 
 void frmImport::abortWork()

@@ -11,6 +11,8 @@
 #include "recipientrows.h"
 #include "yield.h"
 
+#include <future>
+
 namespace
 {
 
@@ -129,11 +131,16 @@ RecipientExport::run(ExportDestination destination,
     if (isDocument)
         destination.path = newWorkbookPath(destination.name);
     Ending ending;
+    bool isAborted = false;
     QString remark;
     try {
         const auto written = target(destination);
         ending = work(*written);
-        written->finish();
+        isAborted = m_abort; // what comes now is done to the end
+        if (destination.kind == ExportDestination::Workbook)
+            save(*written);
+        else
+            written->finish();
         remark = written->remark();
     } catch (const StorageError &e) {
         m_view.showStatus({}, 0, 0);
@@ -147,11 +154,13 @@ RecipientExport::run(ExportDestination destination,
         m_operator.tell(remark);
     if (isDocument && !isShown)
         m_operator.tell(QStringLiteral("The workbook was saved as %1.").arg(destination.path));
-    return m_abort ? Result::Aborted : Result::Complete;
+    return isAborted ? Result::Aborted : Result::Complete;
 }
 
 std::unique_ptr<RecordTarget> RecipientExport::target(const ExportDestination &destination)
 {
+    if (destination.kind != ExportDestination::Clipboard)
+        m_folder.refuseOwnFile(destination.path);
     const QString separator = separatorText(destination.separator);
     switch (destination.kind) {
     case ExportDestination::Workbook:
@@ -171,6 +180,7 @@ std::unique_ptr<RecordTarget> RecipientExport::target(const ExportDestination &d
 void RecipientExport::copy(RecordTarget &target, std::span<const std::string> fields, qint64 total,
                            const QString &status, const std::function<bool()> &next)
 {
+    target.expect(total);
     Pacer pacer(m_paintEvery);
     while (!m_abort && next()) {
         target.write(fields);
@@ -178,6 +188,15 @@ void RecipientExport::copy(RecordTarget &target, std::span<const std::string> fi
         if (pacer.isDue())
             show(status + outOf(m_count, total), total);
     }
+}
+
+void RecipientExport::save(RecordTarget &workbook)
+{
+    show(QStringLiteral("Saving the workbook ..."), m_count);
+    auto saved = std::async(std::launch::async, [&workbook] { workbook.finish(); });
+    while (saved.wait_for(Pacer::frame) != std::future_status::ready)
+        m_yield.yield();
+    saved.get();
 }
 
 void RecipientExport::show(const QString &status, qint64 total)

@@ -85,6 +85,8 @@ private:
     /// `next` puts the next record into `fields`; false at the end.
     void copy(RecordTarget &target, std::span<const std::string> fields, qint64 total,
               const QString &status, const std::function<bool()> &next);
+    /// Packs a workbook, which takes seconds when it is a large one, while events run.
+    void save(RecordTarget &workbook);
     void show(const QString &status, qint64 total);
 
     const ProgramFolder &m_folder;

@@ -45,11 +45,17 @@ bool DesktopSpreadsheet::show(const QString &path)
 
 QString newWorkbookPath(const QString &name)
 {
+    constexpr qsizetype longestName = 255 - 20; // bytes; the rest is for a number and the kind
     QString base = name;
     base.replace(QRegularExpression(QStringLiteral("[\\x00-\\x1f/\\\\:*?\"<>|]")),
                  QStringLiteral("_"));
-    constexpr qsizetype longestName = 100; // the file system counts bytes, and has a limit
-    base = base.left(longestName).trimmed();
+    base = base.left(longestName);
+    // The file system counts bytes.
+    while (QFile::encodeName(base).size() > longestName ||
+           (!base.isEmpty() && base.back().isHighSurrogate())) {
+        base.chop(1);
+    }
+    base = base.trimmed();
     if (base.isEmpty() || base.startsWith(QLatin1Char('.')))
         base.prepend(QStringLiteral("Maillist"));
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));

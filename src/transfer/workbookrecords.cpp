@@ -7,13 +7,14 @@
 #include <gsf/gsf-input-stdio.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <memory>
 
 namespace
 {
 
-using Shows = WorkbookRecords::Result::Shows;
+using Shows = WorkbookRecords::Format::Shows;
 
 enum RecordId : unsigned {
     FormulaRecord = 0x0006,
@@ -22,8 +23,11 @@ enum RecordId : unsigned {
     ContinueRecord = 0x003c,
     WindowRecord = 0x003d,
     SheetRecord = 0x0085,
+    ShortNumbersRecord = 0x00bd,
     CellFormatRecord = 0x00e0,
+    NumberRecord = 0x0203,
     TextRecord = 0x0207,
+    ShortNumberRecord = 0x027e,
     FormatRecord = 0x041e,
     BeginRecord = 0x0809,
 };
@@ -34,8 +38,34 @@ struct Unref {
 template <typename T>
 using Object = std::unique_ptr<T, Unref>;
 
+/// Keeps the library's remarks about damaged files to itself while it lives; that a file is damaged
+/// is told in the window.
+class QuietLibrary
+{
+public:
+    QuietLibrary()
+    {
+        for (size_t i = 0; i < domains.size(); ++i)
+            m_handlers[i] = g_log_set_handler(
+                domains[i], G_LOG_LEVEL_MASK,
+                [](const char *, GLogLevelFlags, const char *, void *) {}, nullptr);
+    }
+    ~QuietLibrary()
+    {
+        for (size_t i = 0; i < domains.size(); ++i)
+            g_log_remove_handler(domains[i], m_handlers[i]);
+    }
+    Q_DISABLE_COPY(QuietLibrary)
+
+private:
+    /// One of its parts does not name itself.
+    static constexpr std::array<const char *, 2> domains{"libgsf:msole", nullptr};
+    std::array<unsigned, 2> m_handlers{};
+};
+
 QByteArray workbookStream(const QString &path)
 {
+    const QuietLibrary quiet;
     const Object<GsfInput> file(gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr));
     if (!file)
         return {};
@@ -54,11 +84,12 @@ QByteArray workbookStream(const QString &path)
     return stream;
 }
 
-/// What a format makes of a number. Only letters that stand for a part of a date or time count, not
+/// Only letters that stand for a part of a date or time count, not
 /// those in quotes, in brackets or after a backslash.
-Shows classified(const QString &format)
+WorkbookRecords::Format classified(const QString &format)
 {
     bool hasDate = false;
+    bool hasMonthOrMinute = false;
     bool hasTime = false;
     QChar closing;
     for (qsizetype i = 0; i < format.size(); ++i) {
@@ -74,12 +105,13 @@ Shows classified(const QString &format)
             ++i;
         } else {
             hasDate = hasDate || c == QLatin1Char('y') || c == QLatin1Char('d');
+            hasMonthOrMinute = hasMonthOrMinute || c == QLatin1Char('m');
             hasTime = hasTime || c == QLatin1Char('h') || c == QLatin1Char('s');
         }
     }
-    if (hasDate)
-        return hasTime ? Shows::DateTime : Shows::Date;
-    return hasTime ? Shows::Time : Shows::Number;
+    if (hasTime)
+        return {hasDate ? Shows::DateTime : Shows::Time, format};
+    return {hasDate || hasMonthOrMinute ? Shows::Date : Shows::Number, format};
 }
 
 } // namespace
@@ -103,6 +135,14 @@ public:
     double number(qsizetype at) const
     {
         return std::bit_cast<double>(quint64(u32(at)) | quint64(u32(at + 4)) << 32);
+    }
+    /// A number of four bytes: a whole one, or the upper half of a double, both maybe times 100.
+    double shortNumber(qsizetype at) const
+    {
+        const unsigned bits = u32(at);
+        const double value =
+            bits & 2 ? int(bits) >> 2 : std::bit_cast<double>(quint64(bits & ~3u) << 32);
+        return bits & 1 ? value / 100 : value;
     }
     /// Up to `length` characters of one byte or two.
     QString text(qsizetype at, qsizetype length, bool isWide) const
@@ -174,6 +214,11 @@ WorkbookRecords::Results WorkbookRecords::results(unsigned sheet, unsigned colum
     if (sheet >= m_sheets.size())
         return results;
     Records records(m_stream, m_sheets[sheet].offset);
+    const auto addDate = [&](unsigned row, unsigned column, unsigned cellFormat, double number) {
+        if (Format format = this->format(cellFormat);
+            column < columns && format.shows != Shows::Number)
+            results[{row, column}] = {number, {}, std::move(format)};
+    };
     Result *text = nullptr; // the formula whose text is about to come
     qsizetype length = 0;
     int depth = 0; // a chart inside the sheet is a stream in the stream
@@ -184,14 +229,25 @@ WorkbookRecords::Results WorkbookRecords::results(unsigned sheet, unsigned colum
         } else if (records.id() == EndRecord) {
             if (--depth <= 0)
                 break;
+        } else if (depth > 1) {
+            continue;
+        } else if (records.id() == NumberRecord) {
+            addDate(bytes.u16(0), bytes.u16(2), bytes.u16(4), bytes.number(6));
+        } else if (records.id() == ShortNumberRecord) {
+            addDate(bytes.u16(0), bytes.u16(2), bytes.u16(4), bytes.shortNumber(6));
+        } else if (records.id() == ShortNumbersRecord) {
+            // Of neighbours: the row, the first column, then a format and a number for each.
+            unsigned column = bytes.u16(2);
+            for (qsizetype at = 4; at + 6 <= bytes.size(); at += 6)
+                addDate(bytes.u16(0), column++, bytes.u16(at), bytes.shortNumber(at + 2));
         } else if (records.id() == FormulaRecord) {
             text = nullptr;
-            if (depth > 1 || bytes.u16(2) >= columns)
+            if (bytes.u16(2) >= columns)
                 continue;
             Result result;
             if (bytes.u16(12) != 0xffff) {
                 result.number = bytes.number(6);
-                result.shows = shows(bytes.u16(4));
+                result.format = format(bytes.u16(4));
             } else if (bytes.u8(6) == 1) { // a truth value
                 result.number = bytes.u8(8);
             }
@@ -244,15 +300,20 @@ QString WorkbookRecords::text(const Bytes &bytes, qsizetype at, qsizetype length
                           : bytes.text(at, length, false);
 }
 
-WorkbookRecords::Result::Shows WorkbookRecords::shows(unsigned cellFormat) const
+WorkbookRecords::Format WorkbookRecords::format(unsigned cellFormat) const
 {
-    const unsigned format = cellFormat < m_cellFormats.size() ? m_cellFormats[cellFormat] : 0;
-    if (const auto defined = m_formats.find(format); defined != m_formats.end())
+    const unsigned number = cellFormat < m_cellFormats.size() ? m_cellFormats[cellFormat] : 0;
+    // Two of the formats that every workbook has follow the locale, the others are what they are.
+    if (number == 14)
+        return {Shows::Date, {}};
+    if (number == 22)
+        return {Shows::DateTime, {}};
+    if (const auto defined = m_formats.find(number); defined != m_formats.end())
         return defined->second;
-    // The formats that every workbook has.
-    if (format >= 14 && format <= 17)
-        return Shows::Date;
-    if ((format >= 18 && format <= 21) || (format >= 45 && format <= 47))
-        return Shows::Time;
-    return format == 22 ? Shows::DateTime : Shows::Number;
+    static const std::map<unsigned, const char *> common = {
+        {15, "d-mmm-yy"},      {16, "d-mmm"},  {17, "mmm-yy"},  {18, "h:mm AM/PM"},
+        {19, "h:mm:ss AM/PM"}, {20, "h:mm"},   {21, "h:mm:ss"}, {45, "mm:ss"},
+        {46, "[h]:mm:ss"},     {47, "mm:ss.0"}};
+    const auto found = common.find(number);
+    return found == common.end() ? Format() : classified(QLatin1String(found->second));
 }

@@ -1,9 +1,11 @@
 #include "xlssource.h"
 
+#include "dateformat.h"
 #include "storageerror.h"
 
 #include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 
 #include <freexl.h>
@@ -48,7 +50,11 @@ QString shown(QDate date)
 
 QString shown(QTime time)
 {
-    return QLocale().toString(time, QLocale::ShortFormat);
+    const QLocale locale;
+    QString format = locale.timeFormat(QLocale::ShortFormat);
+    if (time.second() != 0 && !format.contains(QLatin1Char('s')))
+        format.replace(QStringLiteral("mm"), QStringLiteral("mm:ss"));
+    return locale.toString(time, format);
 }
 
 QString shown(const QDateTime &moment)
@@ -58,27 +64,35 @@ QString shown(const QDateTime &moment)
 
 QString shown(const WorkbookRecords::Result &result, bool from1904)
 {
-    using Shows = WorkbookRecords::Result::Shows;
+    using Shows = WorkbookRecords::Format::Shows;
     if (!result.number)
         return result.text;
     // Days and parts of a day.
     const double number = *result.number;
     constexpr double lastDay = 2'958'465; // of the year 9999
-    if (result.shows == Shows::Number || !(number >= 0 && number <= lastDay))
+    const auto &format = result.format;
+    if (format.shows == Shows::Number || !(number >= 0 && number <= lastDay))
         return shown(number);
     const QDate first = from1904 ? QDate(1904, 1, 1) : QDate(1899, 12, 30);
     constexpr double secondsOfDay = 86'400;
     const QDateTime moment = QDateTime(first.addDays(qint64(number)), QTime(0, 0), Qt::UTC)
                                  .addSecs(qRound64(std::fmod(number, 1) * secondsOfDay));
-    if (result.shows == Shows::Date)
+    if (!format.text.isEmpty()) {
+        if (const auto text = shownAs(format.text, moment))
+            return *text;
+    }
+    if (format.shows == Shows::Date)
         return shown(moment.date());
-    return result.shows == Shows::Time ? shown(moment.time()) : shown(moment);
+    return format.shows == Shows::Time ? shown(moment.time()) : shown(moment);
 }
 
 } // namespace
 
 XlsSource::XlsSource(const QString &path)
 {
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        fail(path, QStringLiteral("it is not a file."));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         fail(path, file.errorString());
@@ -141,12 +155,5 @@ QString XlsSource::cell(unsigned column) const
         return shown(value.value.double_value);
     if (value.type == FREEXL_CELL_NULL)
         return {};
-    const QString text = QString::fromUtf8(value.value.text_value);
-    if (value.type == FREEXL_CELL_DATE)
-        return shown(QDate::fromString(text, Qt::ISODate));
-    if (value.type == FREEXL_CELL_TIME)
-        return shown(QTime::fromString(text, Qt::ISODate));
-    if (value.type == FREEXL_CELL_DATETIME)
-        return shown(QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd HH:mm:ss")));
-    return text;
+    return QString::fromUtf8(value.value.text_value);
 }

@@ -7,7 +7,7 @@
 
 /// Recipients in the rows of an .xls workbook: from the second row of the sheet that it opens on,
 /// until a row whose first cell is empty. Cells are read as the text they show: whole numbers have
-/// no decimal point, dates the locale's short form, formulas what they had come to.
+/// no decimal point, dates look as their format says, formulas are what they had come to.
 class XlsSource final : public RecipientSource
 {
 public:

@@ -2,15 +2,18 @@
 
 #include "storageerror.h"
 
+#include <QDir>
 #include <QFile>
-#include <QFileInfo>
+#include <QRegularExpression>
 #include <QUuid>
 
 #include <gsf/gsf-infile-zip.h>
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
+#include <sys/stat.h>
 #include <xlsxwriter.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -22,24 +25,47 @@ namespace
 
 constexpr qsizetype longestCell = 32'767;
 
+/// "_x0041_" in a cell stands for the character of that number; meant as a text it begins with the
+/// number of "_".
+QString escaped(const QString &text)
+{
+    static const QRegularExpression number(QStringLiteral("_(?=x[0-9A-Fa-f]{4}_)"));
+    return QString(text).replace(number, QStringLiteral("_x005F_"));
+}
+
+/// How many characters of the text a cell takes: as many as it holds, and in the form in which they
+/// are written no more than the library lets through.
+qsizetype fitting(const QString &text)
+{
+    qsizetype length = std::min(text.size(), longestCell);
+    for (;;) {
+        if (length < text.size() && text[length - 1].isHighSurrogate())
+            --length;
+        const qsizetype excess = escaped(text.first(length)).size() - longestCell;
+        if (excess <= 0)
+            return length;
+        length -= (excess + 6) / 7; // an escape has six characters more than what it stands for
+    }
+}
+
 /// The value as a cell can hold it: without NULs and what is no character, and not too long.
 QByteArray cellText(const std::string &value, qint64 &cut)
 {
     const QByteArray utf8 = QByteArray::fromStdString(value);
     // Nearly all values: nothing to change, and no more bytes than a cell holds characters.
     if (utf8.size() < longestCell && !utf8.contains('\0') && !utf8.contains('\xef') &&
-        utf8.isValidUtf8()) {
+        !utf8.contains("_x") && utf8.isValidUtf8()) {
         return utf8;
     }
     QString text = QString::fromUtf8(utf8);
     text.remove(QChar());
     for (const char16_t noCharacter : {u'\xfffe', u'\xffff'})
         text.replace(QChar(noCharacter), QChar(QChar::ReplacementCharacter));
-    if (text.size() > longestCell) {
+    if (const qsizetype length = fitting(text); length < text.size()) {
         ++cut;
-        text.truncate(text[longestCell - 1].isHighSurrogate() ? longestCell - 1 : longestCell);
+        text.truncate(length);
     }
-    return text.toUtf8();
+    return escaped(text).toUtf8();
 }
 
 /// How many bytes the sheet of a finished workbook has.
@@ -59,6 +85,15 @@ gsf_off_t sheetSize(const QString &path)
     return size;
 }
 
+/// Whether the handle is still that of this file, which has no name any more: an error that comes
+/// early makes the library forget its file of rows instead of closing it.
+bool isOpen(int handle, const struct stat &file)
+{
+    struct stat now = {};
+    return fstat(handle, &now) == 0 && now.st_nlink == 0 && now.st_ino == file.st_ino &&
+           now.st_dev == file.st_dev;
+}
+
 QString reason(lxw_error error)
 {
     return QString::fromUtf8(errno == ENOSPC ? std::strerror(errno) : lxw_strerror(error));
@@ -68,10 +103,17 @@ QString reason(lxw_error error)
 
 XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
     : m_path(path)
-    , m_temporaryPath(path + QLatin1Char('.') + QUuid::createUuid().toString(QUuid::Id128))
+    , m_file(QFileInfo::exists(path) ? QFileInfo(path).canonicalFilePath() : path)
+    // The name itself may be as long as names can be.
+    , m_temporaryPath(m_file.absoluteDir().filePath(QStringLiteral(".quillbright-") +
+                                                    QUuid::createUuid().toString(QUuid::Id128)))
 {
-    if (QFileInfo(path).isDir())
-        fail(QStringLiteral("it is a folder."));
+    if (m_file.exists() && !m_file.isFile())
+        fail(QStringLiteral("it is not a file."));
+    if (m_file.exists() && !m_file.isWritable())
+        fail(QStringLiteral("it may not be written to."));
+    if (m_file.isSymLink())
+        fail(QStringLiteral("it is a link to a file that does not exist."));
     // The library writes the file when all is over; better to know at once that it cannot.
     if (QFile file(m_temporaryPath); !file.open(QIODevice::WriteOnly))
         fail(file.errorString());
@@ -97,10 +139,16 @@ XlsxTarget::~XlsxTarget()
     discard();
 }
 
+void XlsxTarget::expect(qint64 records)
+{
+    constexpr qint64 most = LXW_ROW_MAX - 1; // the headings take a row
+    if (records > most)
+        fail(QStringLiteral("a workbook holds at most %1 records.").arg(most));
+}
+
 void XlsxTarget::write(std::span<const std::string> fields)
 {
-    if (m_rows == LXW_ROW_MAX)
-        fail(QStringLiteral("a workbook holds at most %1 records.").arg(LXW_ROW_MAX - 1));
+    expect(m_rows);
     lxw_col_t column = 0;
     for (const std::string &field : fields) {
         if (!field.empty())
@@ -117,16 +165,26 @@ void XlsxTarget::write(std::span<const std::string> fields)
 void XlsxTarget::finish()
 {
     checkTemporaryFile();
-    const long rowBytes = std::ftell(m_sheet->optimize_tmpfile);
+    std::FILE *rows = m_sheet->optimize_tmpfile;
+    const long rowBytes = std::ftell(rows);
+    struct stat rowsFile = {};
+    const int rowsHandle = fileno(rows);
+    fstat(rowsHandle, &rowsFile);
     errno = 0;
     const lxw_error error = workbook_close(std::exchange(m_workbook, nullptr));
-    if (error != LXW_NO_ERROR)
-        fail(reason(error));
+    if (error != LXW_NO_ERROR) {
+        const QString why = reason(error);
+        if (isOpen(rowsHandle, rowsFile))
+            std::fclose(rows);
+        fail(why);
+    }
     // The library copies the rows once more without looking whether the disk took them.
     if (sheetSize(m_temporaryPath) < rowBytes)
         fail(QStringLiteral("the disk for temporary files is full."));
+    if (m_file.exists())
+        QFile::setPermissions(m_temporaryPath, m_file.permissions());
     if (std::rename(QFile::encodeName(m_temporaryPath).constData(),
-                    QFile::encodeName(m_path).constData()) != 0) {
+                    QFile::encodeName(m_file.filePath()).constData()) != 0) {
         fail(QString::fromLocal8Bit(std::strerror(errno)));
     }
 }
@@ -149,8 +207,12 @@ void XlsxTarget::checkTemporaryFile()
 
 void XlsxTarget::discard()
 {
-    if (m_workbook)
+    if (m_workbook) {
+        // The library would leave it open, and its place on the disk taken.
+        if (m_sheet && m_sheet->optimize_tmpfile)
+            std::fclose(m_sheet->optimize_tmpfile);
         lxw_workbook_free(m_workbook);
+    }
     m_workbook = nullptr;
     QFile::remove(m_temporaryPath);
 }

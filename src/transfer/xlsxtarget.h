@@ -2,6 +2,7 @@
 
 #include "recordtarget.h"
 
+#include <QFileInfo>
 #include <QString>
 #include <QStringList>
 
@@ -20,6 +21,7 @@ public:
     XlsxTarget(const XlsxTarget &) = delete;
     XlsxTarget &operator=(const XlsxTarget &) = delete;
 
+    void expect(qint64 records) override;
     void write(std::span<const std::string> fields) override;
     void finish() override;
     QString remark() const override;
@@ -30,6 +32,7 @@ private:
     [[noreturn]] void fail(const QString &reason) const;
 
     const QString m_path;
+    const QFileInfo m_file; // that is there already under the name, behind all links
     const QString m_temporaryPath;
     lxw_workbook *m_workbook = nullptr;
     lxw_worksheet *m_sheet = nullptr;

@@ -58,6 +58,8 @@ private slots:
     void exitStatuses_data();
     void exitStatuses();
     void exportsWhatWasImported();
+    void exportsToItsOutput_data();
+    void exportsToItsOutput();
     void killedImportKeepsWhatItCommitted();
     void signalEndsAnImport();
     void fullDiskLeavesNoHalfExport_data();
@@ -93,7 +95,11 @@ void TestConsoleLists::exitStatuses_data()
     row("import Members text.xls", 4, "it is not an .xls workbook.");
     row("import Twins good.csv", 4, "There are 2 lists named \"Twins\"");
     row("export Nobody out.csv", 4, "There is no list");
-    row("export Members out.csv --filter fail", 0, "Records exported: 0");
+    row("export Members out.csv", 0, "Records exported: 3");
+    row("export Members out.csv --filter fail", 0, "Records exported: 1");
+    row("export Members out.csv --filter success", 0, "Records exported: 2");
+    row("export Members data/m1.mdb", 5, "data/m1.mdb belongs to the program");
+    row("export Members no/out.csv", 5, "Cannot write no/out.csv");
     row("export Members no/out.xlsx", 5, "Cannot write no/out.xlsx");
     row("import 9 good.csv", 5, "m9.mdb does not exist.");
     row("export 9 out.csv", 5, "m9.mdb does not exist.");
@@ -105,6 +111,9 @@ void TestConsoleLists::exitStatuses()
     QFETCH(QString, message);
     const Setup setup;
     setup.folder.execute("insert into mlist (listid, listname) values (9, 'Lost')");
+    setup.folder.execute(
+        "insert into email (email, status) values ('s@a.example', 'S'), ('f@a.example', 'F')",
+        setup.list);
     setup.write("a@a.example;Ann\nb@a.example\n", "good.csv");
     setup.write("a@a.example\nOLD@a.example\n", "bad.csv");
     setup.write("a@a.example\n", "text.xls");
@@ -123,6 +132,35 @@ void TestConsoleLists::exportsWhatWasImported()
     setup.run(import);
     setup.run(QStringLiteral("export 1 out.csv"));
     QCOMPARE(readFile(setup.folder.file("out.csv")), content);
+}
+
+void TestConsoleLists::exportsToItsOutput_data()
+{
+    QTest::addColumn<bool>("toFile");
+    QTest::newRow("/dev/stdout") << false;
+    QTest::newRow("/dev/stdout in a file") << true;
+    QTest::newRow("/proc/self/fd/1") << true;
+    QTest::newRow("link") << true;
+}
+
+void TestConsoleLists::exportsToItsOutput()
+{
+    QFETCH(bool, toFile);
+    const Setup setup;
+    const QString output = setup.folder.file("out.csv");
+    writeFile(output, "before\n");
+    QString name = QString::fromLatin1(QTest::currentDataTag()).section(QLatin1Char(' '), 0, 0);
+    if (name == QLatin1String("link")) {
+        QVERIFY(QFile::link(QStringLiteral("/dev/stdout"), setup.folder.file("link")));
+    }
+    QProcess process;
+    if (toFile)
+        process.setStandardOutputFile(output, QIODevice::Append);
+    setup.start(process, QStringLiteral("export 1 ") + name);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitCode(), 0);
+    QCOMPARE(toFile ? readFile(output) : process.readAllStandardOutput(),
+             QByteArray(toFile ? "before\n" : "") + "old@a.example,,,,,,\r\n");
 }
 
 void TestConsoleLists::killedImportKeepsWhatItCommitted()

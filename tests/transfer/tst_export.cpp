@@ -5,7 +5,9 @@
 #include "fakespreadsheet.h"
 #include "recipientexport.h"
 #include "recipientrows.h"
+#include "storageerror.h"
 #include "testfolder.h"
+#include "xlsxtarget.h"
 
 #include <QDir>
 #include <QFile>
@@ -15,6 +17,12 @@
 #include <gsf/gsf-infile-zip.h>
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <future>
+#include <optional>
 
 namespace
 {
@@ -66,6 +74,12 @@ struct Setup {
         QFile out(folder.file(QLatin1String(name)));
         return out.open(QIODevice::ReadOnly) ? out.readAll() : QByteArray("none");
     }
+    /// What exports have left in the folder.
+    QStringList leftOver() const
+    {
+        return QDir(folder.folder().path())
+            .entryList({QStringLiteral("out*"), QStringLiteral(".*")}, QDir::Files | QDir::Hidden);
+    }
     RecipientRows rows(const QString &columns) const
     {
         return RecipientRows(folder.folder().listConnectionString(list), columns,
@@ -81,6 +95,39 @@ struct Setup {
     CountingYield yield;
     RecipientExport exporter{
         folder.folder(), spreadsheet, op, view, yield, std::chrono::milliseconds(0)};
+};
+
+/// Its workbooks are not saved before somebody has reacted to an event meanwhile.
+class SlowSpreadsheet final : public Spreadsheet
+{
+public:
+    std::unique_ptr<RecipientSource> read(const QString &) override { return {}; }
+    std::unique_ptr<RecordTarget> create(const QString &, const QStringList &) override
+    {
+        return std::make_unique<Workbook>(*this);
+    }
+    bool show(const QString &) override { return true; }
+
+    std::promise<void> events;
+    bool isFailing = false;
+
+private:
+    struct Workbook final : RecordTarget {
+        explicit Workbook(SlowSpreadsheet &spreadsheet)
+            : owner(spreadsheet)
+        {
+        }
+        void write(std::span<const std::string>) override {}
+        void finish() override
+        {
+            const auto state = owner.events.get_future().wait_for(std::chrono::seconds(30));
+            if (owner.isFailing || state != std::future_status::ready)
+                throw StorageError(0, QStringLiteral("File system"),
+                                   owner.isFailing ? QStringLiteral("full")
+                                                   : QStringLiteral("no events"));
+        }
+        SlowSpreadsheet &owner;
+    };
 };
 
 QByteArray zipped(const QString &path, const char *folder, const char *name)
@@ -131,6 +178,8 @@ private slots:
     void cutsWhatNoCellHolds();
     void showsNewDocuments_data();
     void showsNewDocuments();
+    void cutsLongNames_data();
+    void cutsLongNames();
     void findsTheProgramOfTheDesktop_data();
     void findsTheProgramOfTheDesktop();
     void writesTheRowsOfAGrid_data();
@@ -141,7 +190,16 @@ private slots:
     void abortsRecords();
     void keepsTheOldFileOnFailure_data();
     void keepsTheOldFileOnFailure();
-    void needsAFileName();
+    void yieldsWhileAWorkbookIsSaved_data();
+    void yieldsWhileAWorkbookIsSaved();
+    void refusesTooManyRecordsAtOnce();
+    void replacesWorkbooks();
+    void refusesToReplace_data();
+    void refusesToReplace();
+    void failedWorkbookLeavesNothing_data();
+    void failedWorkbookLeavesNothing();
+    void sparesTheProgramsFiles_data();
+    void sparesTheProgramsFiles();
 };
 
 void TestExport::writesLists_data()
@@ -203,9 +261,7 @@ void TestExport::writesWorkbooks()
                                          "G2= two\nlines <&> _x0001_"),
                           QStringLiteral("A3=b@a.example"),
                           QStringLiteral("A4=d@a.example|B4=Ünï|C4==1+1")}));
-    // Nothing else is left in the folder.
-    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
-             QStringList{QStringLiteral("out.xlsx")});
+    QCOMPARE(setup.leftOver(), QStringList{QStringLiteral("out.xlsx")});
 }
 
 void TestExport::cutsWhatNoCellHolds()
@@ -213,7 +269,9 @@ void TestExport::cutsWhatNoCellHolds()
     Setup setup;
     setup.folder.execute(
         QStringLiteral("update email set memo = replace(hex(zeroblob(40000)), '0', 'x'), title = "
-                       "cast(x'41ff42' as text), lname = cast(x'41efbfbf42' as text) where mid=1"),
+                       "cast(x'41ff42' as text), lname = cast(x'41efbfbf42' as text), company = "
+                       "replace(hex(zeroblob(10000)), '00', '_x00e9_'), contact = "
+                       "'_x0041_x0042_ _x004g_ _x' where mid=1"),
         setup.list);
     setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx"));
     const QStringList row =
@@ -221,7 +279,14 @@ void TestExport::cutsWhatNoCellHolds()
     QCOMPARE(row[2], QStringLiteral("C2=A\ufffdB"));
     QCOMPARE(row[3], QStringLiteral("D2=A\ufffdB"));
     QCOMPARE(row.last(), QStringLiteral("G2=") + QString(32'767, QLatin1Char('x')));
-    QVERIFY2(setup.op.told.last().contains(QStringLiteral("1 longer values were cut")),
+    // Readers turn "_x005F_" back into "_".
+    QCOMPARE(row[4], QStringLiteral("E2=_x005F_x0041_x005F_x0042_ _x004g_ _x"));
+    QVERIFY(row[5].size() > 32'700);
+    QVERIFY(
+        QStringLiteral("F2=%1")
+            .arg(QStringLiteral("_x00e9_").repeated(10'000))
+            .startsWith(QString(row[5]).replace(QStringLiteral("_x005F_"), QStringLiteral("_"))));
+    QVERIFY2(setup.op.told.last().contains(QStringLiteral("2 longer values were cut")),
              qPrintable(setup.op.told.last()));
 }
 
@@ -258,6 +323,33 @@ void TestExport::showsNewDocuments()
     QFile(path).open(QIODevice::WriteOnly);
     exporter.exportList(setup.list, ExportFilter::Fail, document);
     QVERIFY(spreadsheet.created.last().endsWith(QStringLiteral("/A_B_ _C_ (2).xlsx")));
+}
+
+void TestExport::cutsLongNames_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("base");
+    const auto row = [](const char *title, const QString &unit, qsizetype kept) {
+        QTest::newRow(title) << unit.repeated(300) << unit.repeated(kept);
+    };
+    row("one byte", QStringLiteral("a"), 235);
+    row("three bytes", QStringLiteral("€"), 78);
+    row("four bytes", QStringLiteral("😀"), 58);
+    QTest::newRow("a pair at the end")
+        << QString(234, QLatin1Char('a')) + QStringLiteral("😀") << QString(234, QLatin1Char('a'));
+}
+
+void TestExport::cutsLongNames()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, base);
+    const TestFolder folder;
+    qputenv("HOME", QFile::encodeName(folder.folder().path()));
+    const QString path = newWorkbookPath(name);
+    QCOMPARE(QFileInfo(path).completeBaseName(), base);
+    QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+    XlsxTarget(path, {}).finish();
+    QVERIFY(QFile(newWorkbookPath(name)).open(QIODevice::WriteOnly)); // with a number
 }
 
 void TestExport::findsTheProgramOfTheDesktop_data()
@@ -421,8 +513,7 @@ void TestExport::keepsTheOldFileOnFailure()
     QVERIFY2(setup.op.told.first().startsWith(QStringLiteral("Error|Error # ")),
              qPrintable(setup.op.told.first()));
     QCOMPARE(setup.content(name.constData()), QByteArray("precious"));
-    QCOMPARE(QDir(setup.folder.folder().path()).entryList({QStringLiteral("out*")}, QDir::Files),
-             QStringList{QString::fromLatin1(name)});
+    QCOMPARE(setup.leftOver(), QStringList{QString::fromLatin1(name)});
 
     ExportDestination nowhere = setup.file(name.constData());
     nowhere.path.prepend(QStringLiteral("/nowhere"));
@@ -432,12 +523,171 @@ void TestExport::keepsTheOldFileOnFailure()
         QStringLiteral("Error|Error # 0 was generated by File system\rCannot write /nowhere/")));
 }
 
-void TestExport::needsAFileName()
+void TestExport::yieldsWhileAWorkbookIsSaved_data()
+{
+    QTest::addColumn<bool>("fails");
+    QTest::newRow("saved") << false;
+    QTest::newRow("failed") << true;
+}
+
+void TestExport::yieldsWhileAWorkbookIsSaved()
+{
+    QFETCH(bool, fails);
+    Setup setup;
+    SlowSpreadsheet spreadsheet;
+    spreadsheet.isFailing = fails;
+    RecipientExport exporter(setup.folder.folder(), spreadsheet, setup.op, setup.view, setup.yield,
+                             std::chrono::milliseconds(0));
+    setup.yield.actAt = 6; // after the four records and the new status
+    setup.yield.action = [&] {
+        exporter.abort(); // too late
+        spreadsheet.events.set_value();
+    };
+    QCOMPARE(exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx")),
+             fails ? RecipientExport::Result::TargetFailed : RecipientExport::Result::Complete);
+    QVERIFY(setup.view.statuses.contains(QStringLiteral("Saving the workbook ...")));
+    QCOMPARE(setup.op.told,
+             QStringList{fails
+                             ? QStringLiteral("Error|Error # 0 was generated by File system\rfull")
+                             : QStringLiteral("|Records exported: 4")});
+}
+
+void TestExport::refusesTooManyRecordsAtOnce()
 {
     Setup setup;
-    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, {}),
-             RecipientExport::Result::NoFile);
-    QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Please enter the export file name !")});
+    // One more than there are rows below the headings.
+    setup.folder.execute(QStringLiteral("drop table email"), setup.list);
+    setup.folder.execute(
+        QStringLiteral("create view email as with recursive n(i) as (select 1 union all select i + "
+                       "1 from n where i < 1048576) select i as mid, i as email, '' as fname, '' "
+                       "as lname, '' as title, '' as contact, '' as company, '' as memo from n"),
+        setup.list);
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx")),
+             RecipientExport::Result::TargetFailed);
+    QVERIFY2(
+        setup.op.told.first().endsWith(QStringLiteral("a workbook holds at most 1048575 records.")),
+        qPrintable(setup.op.told.first()));
+    QCOMPARE(setup.yield.count, 0); // not one is written
+    XlsxTarget(setup.folder.file(QStringLiteral("out.xlsx")), {}).expect(1'048'575);
+}
+
+void TestExport::replacesWorkbooks()
+{
+    Setup setup;
+    const QString file = setup.folder.file(QStringLiteral("file.xlsx"));
+    const QString link = setup.folder.file(QStringLiteral("out.xlsx"));
+    QVERIFY(QFile(file).open(QIODevice::WriteOnly));
+    const auto rights = QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+    QFile::setPermissions(file, rights);
+    QVERIFY(QFile::link(QStringLiteral("file.xlsx"), link));
+    QCOMPARE(setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx")),
+             RecipientExport::Result::Complete);
+    QVERIFY(QFileInfo(link).isSymLink());
+    QCOMPARE(cells(file).size(), 5);
+    QCOMPARE(QFile::permissions(file), rights);
+}
+
+void TestExport::refusesToReplace_data()
+{
+    QTest::addColumn<QString>("target"); // what the name is a link to
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("folder") << QStringLiteral(".") << QStringLiteral("it is not a file.");
+    QTest::newRow("device") << QStringLiteral("/dev/null") << QStringLiteral("it is not a file.");
+    QTest::newRow("missing") << QStringLiteral("missing")
+                             << QStringLiteral("it is a link to a file that does not exist.");
+    QTest::newRow("read-only") << QStringLiteral("read-only")
+                               << QStringLiteral("it may not be written to.");
+}
+
+void TestExport::refusesToReplace()
+{
+    QFETCH(QString, target);
+    QFETCH(QString, reason);
+    Setup setup;
+    QFile file(setup.folder.file(QStringLiteral("read-only")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.setPermissions(QFile::ReadOwner);
+    QVERIFY(QFile::link(target, setup.folder.file(QStringLiteral("out.xlsx"))));
+    // The superuser may do everything; whether a file can be written is asked for the real user.
+    QFile::setPermissions(setup.folder.folder().path(), QFile::Permissions(0x7755));
+    const uid_t user = getuid();
+    constexpr uid_t nobody = 65534;
+    if (user == 0)
+        QVERIFY(setreuid(nobody, 0) == 0);
+    const auto result =
+        setup.exporter.exportList(setup.list, ExportFilter::All, setup.file("out.xlsx"));
+    if (user == 0)
+        QVERIFY(setreuid(0, 0) == 0);
+    QCOMPARE(result, RecipientExport::Result::TargetFailed);
+    QVERIFY2(setup.op.told.first().endsWith(reason), qPrintable(setup.op.told.first()));
+}
+
+void TestExport::failedWorkbookLeavesNothing_data()
+{
+    QTest::addColumn<int>("resource");
+    QTest::newRow("rows: file too large") << int(RLIMIT_FSIZE);
+    QTest::newRow("packing: too many files") << int(RLIMIT_NOFILE);
+}
+
+void TestExport::failedWorkbookLeavesNothing()
+{
+    QFETCH(int, resource);
+    const Setup setup;
+    const auto openFiles = [] {
+        return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::Files | QDir::System);
+    };
+    const QStringList before = openFiles();
+    std::optional<XlsxTarget> target;
+    target.emplace(setup.folder.file(QStringLiteral("out.xlsx")),
+                   QStringList{QStringLiteral("Email")});
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited = {};
+    getrlimit(__rlimit_resource(resource), &unlimited);
+    rlimit tight = unlimited;
+    // No other file, or no more bytes in one.
+    tight.rlim_cur = resource == int(RLIMIT_NOFILE) ? 0 : 10'000;
+    setrlimit(__rlimit_resource(resource), &tight);
+    bool hasFailed = false;
+    try {
+        for (int i = 0; i < 2000; ++i)
+            target->write(std::vector<std::string>(7, "value"));
+        target->finish();
+    } catch (const StorageError &) {
+        hasFailed = true;
+    }
+    setrlimit(__rlimit_resource(resource), &unlimited);
+    QVERIFY(hasFailed);
+    target.reset();
+    QCOMPARE(openFiles(), before);
+}
+
+void TestExport::sparesTheProgramsFiles_data()
+{
+    QTest::addColumn<QString>("target"); // what the name is a link to
+    for (const char *name :
+         {"sys.mdb", "sys.mdb-wal", "mtemplate.mdb", "ulist.txt", "ulist.txt-journal",
+          "data/m1.mdb", "data/m9.mdb", "data/../sys.mdb", "log/log261116.txt", "folder/sys.mdb"})
+        QTest::newRow(name) << QString();
+    QTest::newRow("link.csv") << QStringLiteral("data/m1.mdb");
+    QTest::newRow("link to nothing.csv") << QStringLiteral("ulist.txt");
+    QTest::newRow("link to a link.xlsx") << QStringLiteral("sys link");
+}
+
+void TestExport::sparesTheProgramsFiles()
+{
+    QFETCH(QString, target);
+    Setup setup;
+    const QString path = setup.folder.file(QLatin1String(QTest::currentDataTag()));
+    QVERIFY(QDir(setup.folder.folder().path()).mkdir(QStringLiteral("log")));
+    QVERIFY(QFile::link(setup.folder.folder().path(), setup.folder.file(QStringLiteral("folder"))));
+    QVERIFY(QFile::link(QStringLiteral("sys.mdb"), setup.folder.file(QStringLiteral("sys link"))));
+    if (!target.isEmpty())
+        QVERIFY(QFile::link(target, path));
+    setup.exporter.exportList(setup.list, ExportFilter::All, setup.file(QTest::currentDataTag()));
+    QCOMPARE(setup.op.told, QStringList{QStringLiteral("Error|Error # 0 was generated by File "
+                                                       "system\r%1 belongs to the program; choose "
+                                                       "another file.")
+                                            .arg(path)});
 }
 
 QTEST_GUILESS_MAIN(TestExport)

@@ -296,6 +296,8 @@ void TestExportWindows::abortsRecords()
         QCOMPARE(person.find<QLabel>("lbStatus")->text(), QStringLiteral("Exporting Row: 1/3"));
         QVERIFY(!person.find<QPushButton>("cmdExport")->isEnabled());
         QVERIFY(!person.find<QPushButton>("Command1")->isEnabled());
+        QVERIFY(!person.find<QLineEdit>("txtFile")->isEnabled());
+        QVERIFY(!person.find<QPushButton>("cmdFile")->isEnabled());
         person.press("cmdCancel");
     };
     person.inRecords({}, [&] {

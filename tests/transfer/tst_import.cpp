@@ -16,15 +16,17 @@ namespace
 class RecordingImportView final : public ImportView
 {
 public:
-    void showCounts(const ImportCounts &counts, double progress) override
+    void showCounts(const ImportCounts &counts, double done) override
     {
         panels = counts.panels();
-        QVERIFY(progress >= 0 && progress <= 1);
+        QVERIFY(done >= 0 && done <= 1);
+        progress = done;
     }
     void appendLog(const QString &text) override { log += text; }
 
     QStringList panels;
     QString log;
+    double progress = 0;
 };
 
 const QString allFields = QStringLiteral(
@@ -99,6 +101,7 @@ private slots:
     void countsAndLogs();
     void readsLongFiles_data();
     void readsLongFiles();
+    void refusesSomeOfMany();
     void numbersLinesAcrossBlocks();
     void readsWorkbooks();
     void isWorkbook_data();
@@ -244,6 +247,30 @@ void TestImport::readsLongFiles()
                                setup.list),
              QStringList{QString::number(longMemo.size())});
     QVERIFY(setup.yield.count < count / 10); // as often as it looks smooth, not after each line
+}
+
+void TestImport::refusesSomeOfMany()
+{
+    constexpr int lines = 2000;
+    constexpr int refusedEvery = 700; // often enough for what is added together and one by one
+    QByteArray content;
+    QStringList refused;
+    for (int i = 1; i <= lines; ++i) {
+        const bool isRefused = i % refusedEvery == 0;
+        content += (isRefused ? "old" : "r" + QByteArray::number(i)) + "@a.example\n";
+        if (isRefused)
+            refused += QString::number(i);
+    }
+    Setup setup;
+    RecipientImport import(setup.folder.folder(), setup.spreadsheet, setup.op, setup.view,
+                           setup.yield);
+    import.run(setup.list, setup.write(content), false, QStringLiteral(","));
+    QCOMPARE(setup.added().size(), lines - refused.size());
+    QStringList logged;
+    for (const QString &line : setup.view.log.split(QStringLiteral("\r\n"), Qt::SkipEmptyParts))
+        logged += line.section(QLatin1Char('\t'), 0, 0);
+    QCOMPARE(logged.mid(1), refused);
+    QCOMPARE(setup.view.progress, 1.0);
 }
 
 void TestImport::numbersLinesAcrossBlocks()

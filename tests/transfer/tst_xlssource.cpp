@@ -1,15 +1,18 @@
 // Workbooks of the binary kind, as files: what the reader makes of their cells.
 
+#include "dateformat.h"
 #include "storageerror.h"
 #include "xlssource.h"
 #include "xlsworkbook.h"
 
+#include <QDir>
 #include <QFile>
 #include <QLocale>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <glib.h>
+#include <sys/stat.h>
 
 namespace
 {
@@ -53,6 +56,10 @@ private slots:
     void readsRows();
     void showsCells_data();
     void showsCells();
+    void showsShortNumbers_data();
+    void showsShortNumbers();
+    void rendersFormats_data();
+    void rendersFormats();
     void readsRowsOfFormulasOnly();
     void readsTheSheetItOpensOn_data();
     void readsTheSheetItOpensOn();
@@ -61,6 +68,7 @@ private slots:
     void refuses_data();
     void refuses();
     void survivesEveryCut();
+    void refusesWhatIsNoFile();
 
 private:
     QString path(const char *name = "book.xls") const
@@ -102,17 +110,20 @@ void TestXlsSource::showsCells_data()
     row("fraction", 0.1 + 0.2, XlsWorkbook::General, "0.3");
     row("date", day, XlsWorkbook::Date, "01/02/2024");
     row("date and time", day + 0.5, XlsWorkbook::DateTime, "01/02/2024 12:00");
-    row("time", 0.75, XlsWorkbook::Time, "18:00");
-    row("date of a format of its own", day, XlsWorkbook::IsoDate, "01/02/2024");
+    constexpr double second = 1.0 / 86'400;
+    row("date and time with seconds", day + 0.5 + second, XlsWorkbook::DateTime,
+        "01/02/2024 12:00:01");
+    row("time", 0.75 + second, XlsWorkbook::Time, "18:00:01");
+    row("date of a format of its own", day, XlsWorkbook::IsoDate, "2024-02-01");
     row("text formula", Formula{QStringLiteral("Ünï & Söhne"), XlsWorkbook::General},
         XlsWorkbook::General, "Ünï & Söhne");
     row("number formula", Formula{2.0, XlsWorkbook::General}, XlsWorkbook::General, "2");
     row("date formula", Formula{day, XlsWorkbook::Date}, XlsWorkbook::General, "01/02/2024");
     row("moment formula", Formula{day + 0.5, XlsWorkbook::DateTime}, XlsWorkbook::General,
         "01/02/2024 12:00");
-    row("time formula", Formula{0.75, XlsWorkbook::Time}, XlsWorkbook::General, "18:00");
+    row("time formula", Formula{0.75, XlsWorkbook::Time}, XlsWorkbook::General, "18:00:00");
     row("formula with a date format of its own", Formula{day, XlsWorkbook::IsoDate},
-        XlsWorkbook::General, "01/02/2024");
+        XlsWorkbook::General, "2024-02-01");
 }
 
 void TestXlsSource::showsCells()
@@ -124,6 +135,84 @@ void TestXlsSource::showsCells()
                   std::vector<Cell>{{1, 0, QStringLiteral("a@a.example")}, cell});
     QVERIFY(book.save(path()));
     QCOMPARE(records(path()), QStringList{QStringLiteral("2|a@a.example|%1|||||").arg(shown)});
+}
+
+void TestXlsSource::showsShortNumbers_data()
+{
+    QTest::addColumn<QByteArray>("first");
+    QTest::addColumn<QByteArray>("second");
+    const auto column = [](char number) { return QByteArray("\1\0", 2) + number + '\0'; };
+    const QByteArray format("\x10\0", 2); // the format of the cells that show dates
+    const QByteArray whole = "\x2e\xc4\x02" + QByteArray(1, '\0'); // 45323 * 4 + 2
+    const QByteArray hundredth = "\xb3\xa2\x14\x01";               // 4532300 * 4 + 3
+    const QByteArray half("\x60\x21\xe6\x40", 4);
+    const auto one = [&](char number, const QByteArray &value) {
+        return QByteArray("\x7e\x02\x0a\0", 4) + column(number) + format + value +
+               QByteArray("\x99\0\0\0", 4); // a record of no interest, for the length
+    };
+    QTest::newRow("one each") << one(1, whole) << one(2, half);
+    QTest::newRow("hundredths") << one(1, hundredth) << one(2, whole);
+    QTest::newRow("neighbours in one record")
+        << QByteArray("\xbd\0\x12\0", 4) + column(1) + format + whole + format + half +
+               QByteArray("\2\0", 2) + QByteArray("\x99\0\x0a\0", 4) + QByteArray(10, '\0')
+        << QByteArray();
+}
+
+void TestXlsSource::showsShortNumbers()
+{
+    QFETCH(QByteArray, first);
+    QFETCH(QByteArray, second);
+    XlsWorkbook book;
+    constexpr double day = 45323;
+    book.addSheet(QStringLiteral("S"), std::vector<Cell>{{1, 0, QStringLiteral("a@a.example")},
+                                                         {1, 1, day, XlsWorkbook::Date},
+                                                         {1, 2, day, XlsWorkbook::Date}});
+    QVERIFY(book.save(path()));
+    // The same numbers as other programs write them.
+    QFile file(path());
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QByteArray content = file.readAll();
+    const qsizetype at = content.indexOf(QByteArray("\x03\x02\x0e\0", 4));
+    QVERIFY(at > 0);
+    content.replace(at, 36, first + second);
+    file.seek(0);
+    file.write(content);
+    file.close();
+    QCOMPARE(records(path()),
+             QStringList{QStringLiteral("2|a@a.example|01/02/2024|01/02/2024||||")});
+}
+
+void TestXlsSource::rendersFormats_data()
+{
+    QTest::addColumn<QString>("shown");
+    const auto row = [](const char *format, const char *shown) {
+        QTest::newRow(format) << QString::fromUtf8(shown);
+    };
+    row("yyyy-mm-dd hh:mm:ss", "2024-02-01 15:04:05");
+    row("d/m/yy h:m:s", "1/2/24 15:4:5");
+    row("dddd, d. mmmm yyyy", "Donnerstag, 1. Februar 2024");
+    row("ddd mmm mmmmm", "Do. Feb. F");
+    row("[$-409]d-mmm-yy", "1-Feb-24");
+    row("[$-407]mmmm", "Februar");
+    row("h:mm AM/PM", "3:04 PM");
+    row("hh:mm a/p", "03:04 p");
+    row("mm:ss", "04:05");
+    row("mm/yyyy", "02/2024");
+    row("YYYY\\-MM\\-DD\"T\"HH:MM", "2024-02-01T15:04");
+    row("yyyy\"/s\";@", "2024/s");
+    for (const char *unknown :
+         {"[h]:mm", "mm:ss.0", "[$-F800]dddd", "General", "[Red]yyyy", "0.00"})
+        row(unknown, "unknown");
+}
+
+void TestXlsSource::rendersFormats()
+{
+    QFETCH(QString, shown);
+    QLocale::setDefault(QLocale(QLocale::German));
+    const auto text = shownAs(QString::fromUtf8(QTest::currentDataTag()),
+                              QDateTime(QDate(2024, 2, 1), QTime(15, 4, 5), Qt::UTC));
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    QCOMPARE(text.value_or(QStringLiteral("unknown")), shown);
 }
 
 void TestXlsSource::readsRowsOfFormulasOnly()
@@ -238,8 +327,11 @@ void TestXlsSource::refuses()
 
 void TestXlsSource::survivesEveryCut()
 {
-    // The library comments on every damage.
-    g_log_set_default_handler([](const char *, GLogLevelFlags, const char *, void *) {}, nullptr);
+    // The library comments on every damage, and no one shall hear it.
+    static int comments = 0;
+    comments = 0;
+    const auto handler = g_log_set_default_handler(
+        [](const char *, GLogLevelFlags, const char *, void *) { ++comments; }, nullptr);
     XlsWorkbook book;
     book.addSheet(QStringLiteral("S"), std::vector<Cell>{{1, 0, Formula{QStringLiteral("a@b.c")}},
                                                          {1, 1, 45323.0, XlsWorkbook::Date}});
@@ -247,21 +339,39 @@ void TestXlsSource::survivesEveryCut()
     QFile file(path());
     QVERIFY(file.open(QIODevice::ReadOnly));
     const QByteArray whole = file.readAll();
-    // A damaged byte here and there, and a cut; read or refused, but never beyond the file.
-    for (qsizetype at = 0; at < whole.size(); at += 13) {
-        QByteArray damaged = whole;
-        damaged[at] = char(~damaged[at]);
-        if (at % 2)
-            damaged.truncate(at);
-        QFile copy(path("damaged.xls"));
-        QVERIFY(copy.open(QIODevice::WriteOnly));
-        copy.write(damaged);
+    const QStringList all{QStringLiteral("2|a@b.c|01/02/2024|||||")};
+    QCOMPARE(records(path()), all);
+    QFile copy(path("damaged.xls"));
+    const auto read = [&copy](const QByteArray &content) {
+        if (!copy.open(QIODevice::WriteOnly) || copy.write(content) != content.size())
+            qFatal("The copy cannot be written");
         copy.close();
         try {
-            records(copy.fileName());
+            return records(copy.fileName());
         } catch (const StorageError &) {
+            return QStringList();
         }
+    };
+    // Cut at one place, or with a damaged byte there; read or refused, but never beyond the file.
+    for (qsizetype at = 0; at < whole.size(); at += 29) {
+        const QStringList rows = read(whole.first(at));
+        QVERIFY2(rows.isEmpty() || rows == all, qPrintable(rows.join(QLatin1Char('\n'))));
+        QByteArray damaged = whole;
+        damaged[at] = char(~damaged[at]);
+        read(damaged);
     }
+    g_log_set_default_handler(handler, nullptr);
+    QCOMPARE(comments, 0);
+}
+
+void TestXlsSource::refusesWhatIsNoFile()
+{
+    QVERIFY(::mkfifo(QFile::encodeName(path("pipe.xls")).constData(), 0600) == 0);
+    QCOMPARE(failure(path("pipe.xls")),
+             QStringLiteral("Cannot read %1: it is not a file.").arg(path("pipe.xls")));
+    QVERIFY(QDir(m_folder.path()).mkdir(QStringLiteral("folder.xls")));
+    QCOMPARE(failure(path("folder.xls")),
+             QStringLiteral("Cannot read %1: it is not a file.").arg(path("folder.xls")));
 }
 
 QTEST_GUILESS_MAIN(TestXlsSource)
