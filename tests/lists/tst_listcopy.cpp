@@ -91,7 +91,6 @@ private slots:
     void copiesNothingToATargetThatFails();
     void lockedTargetEndsTheRun();
     void fullDiskEndsTheRun();
-    void aborts_data();
     void aborts();
     void copiesLongLists();
 };
@@ -228,29 +227,23 @@ void TestListCopy::fullDiskEndsTheRun()
     QVERIFY(kept > 0 && kept < 40'000);
 }
 
-void TestListCopy::aborts_data()
-{
-    QTest::addColumn<int>("atRecord");
-    QTest::addColumn<QString>("summary");
-    QTest::newRow("at the first record") << 1 << u"Total : 1\r\nSuccess : 1\r\nFail : 0\r\n\r\n"_s;
-    QTest::newRow("at the last record of a list")
-        << 3 << u"Total : 3\r\nSuccess : 2\r\nFail : 1\r\n\r\n"_s;
-}
-
 void TestListCopy::aborts()
 {
-    QFETCH(int, atRecord);
-    QFETCH(QString, summary);
-    Setup setup;
-    setup.yield.actAt = atRecord;
-    setup.yield.action = [&setup] { setup.copy.abort(); };
-    QCOMPARE(setup.append(setup.target), ListCopy::Result::Aborted);
-    QCOMPARE(setup.told(), u"|Abort !"_s);
-    QVERIFY2(setup.view.log.endsWith(summary), qPrintable(setup.view.log));
-    QVERIFY(!setup.view.log.contains(u"Second"_s));
-    QCOMPARE(setup.recipients(setup.target).size(), 1 + std::min(atRecord, 2));
-    QCOMPARE(setup.stored(setup.target), u"0|null"_s);
-    QVERIFY(!setup.view.isWaiting);
+    const std::pair<int, QString> summaries[] = {
+        {1, u"Total : 1\r\nSuccess : 1\r\nFail : 0\r\n\r\n"_s},
+        {3, u"Total : 3\r\nSuccess : 2\r\nFail : 1\r\n\r\n"_s}}; // the last of a list
+    for (const auto &[atRecord, summary] : summaries) {
+        Setup setup;
+        setup.yield.actAt = atRecord;
+        setup.yield.action = [&setup] { setup.copy.abort(); };
+        QCOMPARE(setup.append(setup.target), ListCopy::Result::Aborted);
+        QCOMPARE(setup.told(), u"|Abort !"_s);
+        QVERIFY2(setup.view.log.endsWith(summary), qPrintable(setup.view.log));
+        QVERIFY(!setup.view.log.contains(u"Second"_s));
+        QCOMPARE(setup.recipients(setup.target).size(), 1 + std::min(atRecord, 2));
+        QCOMPARE(setup.stored(setup.target), u"0|null"_s);
+        QVERIFY(!setup.view.isWaiting);
+    }
 }
 
 /// Shared addresses here and there, so that full batches are refused and taken.

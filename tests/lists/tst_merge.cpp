@@ -2,6 +2,7 @@
 
 #include "fakes.h"
 #include "testfolder.h"
+#include "whenshown.h"
 
 #include <QComboBox>
 #include <QFile>
@@ -11,7 +12,6 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QTimer>
 #include <QTreeWidget>
 
 using namespace Qt::StringLiterals;
@@ -24,13 +24,11 @@ class TestMerge final : public QObject
     Q_OBJECT
 
 private slots:
-    void offersTheLists_data();
     void offersTheLists();
     void appends();
     void merges();
     void checksFirst_data();
     void checksFirst();
-    void abortsAtARecord_data();
     void abortsAtARecord();
     void unreadableCatalogueOpensNothing();
 };
@@ -49,17 +47,13 @@ struct Person {
     /// Opens the window on a list to append to, and does `steps` while it is open.
     bool during(const std::function<void()> &steps, const TestText &target = {})
     {
-        bool wasOpen = false;
-        QTimer::singleShot(0, &window, [&] {
-            wasOpen = QTest::qWaitForWindowActive(&window);
+        const WhenShown<frmMerge> person([&](frmMerge &) {
+            QVERIFY(QTest::qWaitForWindowActive(&window));
             steps();
             if (window.isVisible())
                 press("cmdCancel");
         });
-        const bool result = window.run(target);
-        if (!wasOpen)
-            QTest::qFail("The window did not wait for the person", __FILE__, __LINE__);
-        return result;
+        return window.run(target);
     }
     template <typename T>
     T *find(const char *name) const
@@ -107,36 +101,29 @@ const QString noName = u"|Please enter the listname !"_s;
 
 } // namespace
 
-void TestMerge::offersTheLists_data()
-{
-    QTest::addColumn<Kind>("kind");
-    QTest::addColumn<QString>("captions");
-    QTest::newRow("merge") << Kind::Merge
-                           << "Merge Maillists| Select Maillists to be merged: |Merge";
-    QTest::newRow("append") << Kind::Append << "Append Maillists| Select Maillists: |Append";
-}
-
 void TestMerge::offersTheLists()
 {
-    QFETCH(Kind, kind);
-    QFETCH(QString, captions);
-    Person person(kind);
-    person.folder.execute("update mlist set listtype='Press' where listid=2");
-    const auto steps = [&] {
-        QCOMPARE(person.window.windowTitle() + u'|' + person.find<QGroupBox>("Frame1")->title() +
-                     u'|' + person.find<QPushButton>("cmdOK")->text().remove(u'&'),
-                 captions);
-        QCOMPARE(person.entries().join(u' '), u"1-Ann 2-Bob 3-Empty"_s);
-        QVERIFY(!person.find<QPlainTextEdit>("txtLog")->isVisible());
+    for (const Kind kind : {Kind::Merge, Kind::Append}) {
         const bool merges = kind == Kind::Merge;
-        QCOMPARE(person.find<QLineEdit>("txtListname")->isVisible(), merges);
-        QCOMPARE(person.find<QComboBox>("Combo1")->isVisible(), merges);
-        QCOMPARE(person.find<QComboBox>("combMaillist")->isVisible(), !merges);
-        QCOMPARE(person.find<QComboBox>("combMaillist")->currentText(), u"2-Bob"_s);
-        QCOMPARE(person.find<QComboBox>("Combo1")->currentText(), u"Customer"_s);
-        QCOMPARE(person.find<QComboBox>("Combo1")->itemText(6), u"Press"_s);
-    };
-    QVERIFY(!person.during(steps, "2-Bob"));
+        Person person(kind);
+        person.folder.execute("update mlist set listtype='Press' where listid=2");
+        const auto steps = [&] {
+            QCOMPARE(person.window.windowTitle() + u'|' +
+                         person.find<QGroupBox>("Frame1")->title() + u'|' +
+                         person.find<QPushButton>("cmdOK")->text().remove(u'&'),
+                     merges ? u"Merge Maillists| Select Maillists to be merged: |Merge"_s
+                            : u"Append Maillists| Select Maillists: |Append"_s);
+            QCOMPARE(person.entries().join(u' '), u"1-Ann 2-Bob 3-Empty"_s);
+            QVERIFY(!person.find<QPlainTextEdit>("txtLog")->isVisible());
+            QCOMPARE(person.find<QLineEdit>("txtListname")->isVisible(), merges);
+            QCOMPARE(person.find<QComboBox>("Combo1")->isVisible(), merges);
+            QCOMPARE(person.find<QComboBox>("combMaillist")->isVisible(), !merges);
+            QCOMPARE(person.find<QComboBox>("combMaillist")->currentText(), u"2-Bob"_s);
+            QCOMPARE(person.find<QComboBox>("Combo1")->currentText(), u"Customer"_s);
+            QCOMPARE(person.find<QComboBox>("Combo1")->itemText(6), u"Press"_s);
+        };
+        QVERIFY(!person.during(steps, "2-Bob"));
+    }
 }
 
 void TestMerge::appends()
@@ -215,37 +202,31 @@ void TestMerge::checksFirst()
     QCOMPARE(person.counts(), before);
 }
 
-void TestMerge::abortsAtARecord_data()
-{
-    QTest::addColumn<bool>("closes");
-    QTest::newRow("Abort") << false;
-    QTest::newRow("Close") << true;
-}
-
 void TestMerge::abortsAtARecord()
 {
-    QFETCH(bool, closes);
-    Person person(Kind::Append);
-    person.yield.actAt = 1; // events run after the first record, whatever the machine's speed
-    person.yield.action = [&] {
-        QVERIFY(!person.find<QPushButton>("cmdOK")->isEnabled());
-        QCOMPARE(person.find<QLabel>("lbStatus")->text(), u"Adding emails from : 1-Ann"_s);
-        QCOMPARE(person.find<QLabel>("lbMergeCount")->text(), u"1"_s);
-        QCOMPARE(person.window.cursor().shape(), Qt::WaitCursor);
-        person.press(closes ? "cmdCancel" : "cmdAbort");
-    };
-    const auto steps = [&] {
-        person.tick({0, 1});
-        person.press("cmdOK");
-        QCOMPARE(person.window.isVisible(), !closes);
-    };
-    QVERIFY(!person.during(steps, "3-Empty"));
-    QCOMPARE(person.folder.rows("select email from email", 3), QStringList{u"a1@x.org"_s});
-    QCOMPARE(person.counts().last(), u"0"_s);
-    QCOMPARE(person.op.told, QStringList{u"|Abort !"_s});
-    QVERIFY(person.log().endsWith("Total : 1\nSuccess : 1\nFail : 0\n\n"_L1));
-    QVERIFY(person.find<QPushButton>("cmdOK")->isEnabled());
-    QCOMPARE(person.window.cursor().shape(), Qt::ArrowCursor);
+    for (const bool closes : {false, true}) {
+        Person person(Kind::Append);
+        person.yield.actAt = 1; // events run after the first record, whatever the machine's speed
+        person.yield.action = [&] {
+            QVERIFY(!person.find<QPushButton>("cmdOK")->isEnabled());
+            QCOMPARE(person.find<QLabel>("lbStatus")->text(), u"Adding emails from : 1-Ann"_s);
+            QCOMPARE(person.find<QLabel>("lbMergeCount")->text(), u"1"_s);
+            QCOMPARE(person.window.cursor().shape(), Qt::WaitCursor);
+            person.press(closes ? "cmdCancel" : "cmdAbort");
+        };
+        const auto steps = [&] {
+            person.tick({0, 1});
+            person.press("cmdOK");
+            QCOMPARE(person.window.isVisible(), !closes);
+        };
+        QVERIFY(!person.during(steps, "3-Empty"));
+        QCOMPARE(person.folder.rows("select email from email", 3), QStringList{u"a1@x.org"_s});
+        QCOMPARE(person.counts().last(), u"0"_s);
+        QCOMPARE(person.op.told, QStringList{u"|Abort !"_s});
+        QVERIFY(person.log().endsWith("Total : 1\nSuccess : 1\nFail : 0\n\n"_L1));
+        QVERIFY(person.find<QPushButton>("cmdOK")->isEnabled());
+        QCOMPARE(person.window.cursor().shape(), Qt::ArrowCursor);
+    }
 }
 
 void TestMerge::unreadableCatalogueOpensNothing()
