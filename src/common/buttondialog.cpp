@@ -16,3 +16,9 @@ void ButtonDialog::showEvent(QShowEvent *event)
     m_quit.watch();
     QDialog::showEvent(event);
 }
+
+void ButtonDialog::hideEvent(QHideEvent *event)
+{
+    m_quit.unwatch();
+    QDialog::hideEvent(event);
+}

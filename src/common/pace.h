@@ -3,7 +3,7 @@
 #include "pacer.h"
 #include "yield.h"
 
-/// Lets the window live during long work: yields whenever a frame's time has passed.
+/// Lets the window live during long work: yields at first, and whenever it was at work for a frame.
 class Pace
 {
 public:

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <utility>
 
 /// Says when it is time again for what is to be done now and then in a loop, such as painting
-/// counters: the first time at once, then once in an interval.
+/// counters: the first time at once, then once in an interval. The time that it takes itself does
+/// not count, so that slow painting does not eat up the time of the work.
 class Pacer
 {
 public:
@@ -18,13 +20,14 @@ public:
     bool isDue()
     {
         const auto now = std::chrono::steady_clock::now();
-        if (now < m_next)
-            return false;
-        m_next = now + m_interval;
-        return true;
+        if (std::exchange(m_wasDue, false))
+            m_next = now + m_interval;
+        m_wasDue = now >= m_next;
+        return m_wasDue;
     }
 
 private:
     std::chrono::milliseconds m_interval;
     std::chrono::steady_clock::time_point m_next;
+    bool m_wasDue = false;
 };

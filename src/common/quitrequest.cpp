@@ -3,10 +3,17 @@
 #include <QCoreApplication>
 #include <QEvent>
 
+#include <utility>
+
 void QuitRequest::watch()
 {
     m_isMade = false;
     qApp->installEventFilter(this); // once, however often it is asked for
+}
+
+void QuitRequest::unwatch()
+{
+    qApp->removeEventFilter(this);
 }
 
 void QuitRequest::repeat()

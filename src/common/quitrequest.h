@@ -13,8 +13,10 @@ public:
 
     /// From now on; what was noticed before is forgotten.
     void watch();
+    void unwatch();
     bool isMade() const { return m_isMade; }
-    /// Tells the program to end once more, where a window had to refuse it.
+    /// Tells the program to end once more, where it was told since watch(): a window at work
+    /// refuses.
     void repeat();
 
 protected:

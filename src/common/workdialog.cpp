@@ -22,7 +22,10 @@ void WorkDialog::setWorking(bool isWorking)
     if (isWorking) {
         m_isLeft = false;
         m_quit.watch();
-    } else if (m_isLeft && isVisible()) {
+        return;
+    }
+    m_quit.unwatch();
+    if (m_isLeft && isVisible()) {
         QDialog::reject();
         m_quit.repeat();
     }

@@ -193,7 +193,7 @@ MessageCommands Windows::messageCommands()
         .edit =
             [this](qint64 number, const QString &caption) {
                 const bool isSaved = editMessage(number, caption);
-                // Its history of changes must not bring one message's body into another.
+                // The next editing from the list begins with an editor, and a history, of its own.
                 m_newMail.reset();
                 return isSaved;
             },

@@ -27,7 +27,8 @@ struct MessageCommands;
 struct RecipientQuery;
 
 /// The windows that the main window opens, each made when it is first needed and kept until the
-/// program ends. The commands reach every window through here.
+/// program ends; only the message editor goes after an editing from the message catalogue. The
+/// commands reach every window through here.
 class Windows final : public LiveSettings
 {
 public:

@@ -1,7 +1,5 @@
 #include "bodyedit.h"
 
-#include "longlines.h"
-
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QScopedValueRollback>
@@ -35,15 +33,14 @@ QString BodyEdit::body() const
 {
     if (!m_isChanged)
         return m_setBody;
-    return LongLines::joined(m_text).replace(QChar(QChar::ParagraphSeparator),
-                                             QStringLiteral("\r\n"));
+    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QStringLiteral("\r\n"));
 }
 
 void BodyEdit::setBody(const QString &body)
 {
     const QString text = withoutNul(body);
     if (text != this->body())
-        setPlainText(LongLines::broken(text));
+        setPlainText(text);
     m_setBody = text;
     m_isChanged = false;
 }
@@ -77,7 +74,7 @@ void BodyEdit::restore(const Snapshot &state)
     const QScopedValueRollback restoring(m_restoring, true);
     setUpdatesEnabled(false);
     replaceDifference(state.text);
-    selectInBox(state.caret, state.caret);
+    select(state.caret, 0);
     setUpdatesEnabled(true);
 }
 
@@ -106,55 +103,38 @@ void BodyEdit::replaceDifference(const QString &text)
 
 QString BodyEdit::text() const
 {
-    return LongLines::joined(m_text).replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
+    return QString(m_text).replace(QChar(QChar::ParagraphSeparator), QLatin1Char('\n'));
 }
 
 void BodyEdit::setText(const QString &text)
 {
     if (text != this->text())
-        setPlainText(LongLines::broken(text));
+        setPlainText(text);
 }
 
 qsizetype BodyEdit::selectionStart() const
 {
-    return LongLines::joinedOffset(m_text, textCursor().selectionStart());
+    return textCursor().selectionStart();
 }
 
 qsizetype BodyEdit::selectionLength() const
 {
-    return LongLines::joinedOffset(m_text, textCursor().selectionEnd()) - selectionStart();
+    const QTextCursor cursor = textCursor();
+    return cursor.selectionEnd() - cursor.selectionStart();
 }
 
 void BodyEdit::select(qsizetype start, qsizetype length)
 {
-    selectInBox(LongLines::boxOffset(m_text, start), LongLines::boxOffset(m_text, start + length));
-}
-
-void BodyEdit::selectInBox(qsizetype start, qsizetype end)
-{
     QTextCursor cursor = textCursor();
     cursor.setPosition(int(start));
-    cursor.setPosition(int(end), QTextCursor::KeepAnchor);
+    cursor.setPosition(int(start + length), QTextCursor::KeepAnchor);
     setTextCursor(cursor);
     ensureCursorVisible();
 }
 
-int BodyEdit::currentLine() const
-{
-    const QTextCursor cursor = textCursor();
-    // The caret may be told before the text that it is in.
-    const qsizetype before = std::min<qsizetype>(cursor.position(), m_text.size());
-    return cursor.blockNumber() + 1 - LongLines::breaks(QStringView(m_text).first(before));
-}
-
-int BodyEdit::lineCount() const
-{
-    return blockCount() - LongLines::breaks(m_text);
-}
-
 void BodyEdit::replaceSelection(const QString &text)
 {
-    insertPlainText(LongLines::broken(text));
+    insertPlainText(text);
 }
 
 void BodyEdit::takeFocus()
@@ -179,11 +159,15 @@ void BodyEdit::keyPressEvent(QKeyEvent *event)
 
 void BodyEdit::type(QKeyEvent *event)
 {
-    // Overwriting takes a letter out and puts another in: one change for all that.
-    QTextCursor change = textCursor();
-    change.beginEditBlock();
+    // Overwriting takes a letter out and puts another in: one change, when the letter is selected.
+    QTextCursor letter = textCursor();
+    const bool isText = !event->text().isEmpty() && event->text().front().isPrint() &&
+                        !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier));
+    if (overwriteMode() && isText && !letter.hasSelection() && !letter.atBlockEnd()) {
+        letter.movePosition(QTextCursor::NextCharacter, QTextCursor::KeepAnchor);
+        setTextCursor(letter);
+    }
     QPlainTextEdit::keyPressEvent(event);
-    change.endEditBlock();
 }
 
 QMimeData *BodyEdit::createMimeDataFromSelection() const
@@ -197,6 +181,6 @@ void BodyEdit::insertFromMimeData(const QMimeData *source)
 {
     if (!source->hasText())
         return;
-    replaceSelection(withoutNul(source->text()));
+    insertPlainText(withoutNul(source->text()));
     ensureCursorVisible();
 }

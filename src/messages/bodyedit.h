@@ -21,10 +21,6 @@ public:
     QString body() const;
     void setBody(const QString &body);
 
-    /// Of the caret, from 1.
-    int currentLine() const;
-    int lineCount() const;
-
     void Undo();
     void Redo();
 
@@ -47,13 +43,12 @@ protected:
 private:
     void type(QKeyEvent *event);
     void record();
-    void selectInBox(qsizetype start, qsizetype end);
     void restore(const Snapshot &state);
     void replaceDifference(const QString &text);
 
     UndoRing m_ring;
     bool m_restoring = false;
-    QString m_text; ///< as the document has it: lines parted by U+2029, long ones broken
+    QString m_text; ///< as the document has it, lines parted by U+2029
     QString m_setBody;
     bool m_isChanged = false; ///< since then
 };

@@ -247,6 +247,13 @@ void frmNewMail::browse(size_t attachment)
         m_attachments[attachment]->setText(path);
 }
 
+/// A long body takes its time to be read and laid out.
+void frmNewMail::setBody(const std::function<QString()> &read)
+{
+    const WaitPointer pointer;
+    m_source->setBody(read());
+}
+
 void frmNewMail::importFile()
 {
     const QString path = m_op.openFile(
@@ -254,8 +261,7 @@ void frmNewMail::importFile()
     if (path.isEmpty())
         return;
     try {
-        const WaitPointer pointer;
-        m_source->setBody(readBodyFile(path));
+        setBody([&] { return readBodyFile(path); });
         showTab();
     } catch (const StorageError &e) {
         m_op.tell(e.report(), tr("Error"));
@@ -267,8 +273,7 @@ void frmNewMail::importUrl()
     const auto document = m_importWeb();
     if (!document)
         return;
-    const WaitPointer pointer;
-    m_source->setBody(*document);
+    setBody([&] { return *document; });
     m_ui->combFormat->setCurrentText(QStringLiteral("HTML"));
     renderPreview();
 }

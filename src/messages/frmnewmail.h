@@ -63,6 +63,7 @@ private:
     void showTab();
     void renderPreview(const QString &errorPrefix = QStringLiteral("Error # "));
     void browse(size_t attachment);
+    void setBody(const std::function<QString()> &read);
     void importFile();
     void importUrl();
 

@@ -205,8 +205,9 @@ bool SourceEditor::eventFilter(QObject *watched, QEvent *event)
 void SourceEditor::GetCurrentLine()
 {
     const BodyEdit *body = m_ui->txtSource;
-    m_panels[LinePanel]->setText(tr("Current Line:") + grouped(body->currentLine()));
-    m_panels[LinesPanel]->setText(tr("Total Line:") + grouped(body->lineCount()));
+    m_panels[LinePanel]->setText(tr("Current Line:") +
+                                 grouped(body->textCursor().blockNumber() + 1));
+    m_panels[LinesPanel]->setText(tr("Total Line:") + grouped(body->blockCount()));
 }
 
 void SourceEditor::showKeyStates()

@@ -97,13 +97,10 @@ QString ProgramFolder::listDatabaseFile(qint64 listId) const
 
 void ProgramFolder::createListDatabase(qint64 listId) const
 {
-    const QString target = listDatabaseFile(listId);
     if (!QDir().mkpath(file(QStringLiteral("data"))))
         fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
-    // A stranger, since numbers are not used twice: of another catalogue that once lay here.
-    if (QFile::exists(target) && !QFile::rename(target, target + QStringLiteral(".old")))
-        fail(QStringLiteral("The file %1 is in the way, and cannot be renamed.").arg(target));
-    copyDatabase(file(QStringLiteral("mtemplate.mdb")), target);
+    keepStranger(listId);
+    copyDatabase(file(QStringLiteral("mtemplate.mdb")), listDatabaseFile(listId));
 }
 
 void ProgramFolder::duplicateListDatabase(qint64 from, qint64 to) const
@@ -113,7 +110,27 @@ void ProgramFolder::duplicateListDatabase(qint64 from, qint64 to) const
     Connection(listConnectionString(from)).close();
     if (QFileInfo(source + QStringLiteral("-wal")).size() > 0)
         fail(QStringLiteral("The database %1 is in use, so it cannot be copied.").arg(source));
+    keepStranger(to);
     copyDatabase(source, listDatabaseFile(to));
+}
+
+/// Numbers are not used twice: a database where a new list's is to be is of another catalogue that
+/// once lay here.
+void ProgramFolder::keepStranger(qint64 listId) const
+{
+    const QString path = listDatabaseFile(listId);
+    if (!QFile::exists(path))
+        return;
+    try {
+        Connection(listConnectionString(listId)).close(); // folds in its log
+    } catch (const StorageError &) {
+        // It is kept as it is.
+    }
+    QString kept = path + QStringLiteral(".old");
+    for (int number = 2; QFile::exists(kept); ++number)
+        kept = path + QStringLiteral(".old%1").arg(number);
+    if (!QFile::rename(path, kept))
+        fail(QStringLiteral("The file %1 is in the way, and cannot be renamed.").arg(path));
 }
 
 void ProgramFolder::deleteListDatabase(qint64 listId) const

@@ -3,6 +3,7 @@
 #include "gunzip.h"
 #include "webtext.h"
 
+#include <QRegularExpression>
 #include <QUrl>
 
 #include <cerrno>
@@ -85,8 +86,8 @@ WebDocument CurlWebFetch::fetch(const QString &address)
 {
     const QString typed = address.trimmed();
     // What has a scheme needs no guess, which would make a host "http" of a port out of range.
-    const QUrl url =
-        typed.contains(QLatin1String("://")) ? QUrl(typed) : QUrl::fromUserInput(typed);
+    static const QRegularExpression scheme(QStringLiteral("^[A-Za-z][A-Za-z0-9+.-]*://"));
+    const QUrl url = scheme.match(typed).hasMatch() ? QUrl(typed) : QUrl::fromUserInput(typed);
     if (const QString fault = addressFault(typed, url); !fault.isEmpty())
         return {{}, {}, fault};
 
@@ -195,7 +196,7 @@ QString CurlWebFetch::decompress(CURL *easy)
         curl_easy_header(easy, "Content-Encoding", 0, CURLH_HEADER, -1, &header) != CURLHE_OK)
         return {};
     const QByteArray encoding = QByteArray(header->value).trimmed().toLower();
-    if (encoding.isEmpty() || encoding == "identity")
+    if (encoding.isEmpty() || encoding == "identity" || encoding == "none")
         return {};
     const bool isGzip = encoding == "gzip" || encoding == "x-gzip";
     Gunzipped file = isGzip ? gunzip(m_body, m_limits.size) : Gunzipped();

@@ -108,9 +108,13 @@ private:
         const QStringView rest = QStringView(m_text).sliced(at);
         if (rest.startsWith(QLatin1String("<!--[if"), Qt::CaseInsensitive))
             return past(QLatin1String("]>"), at);
-        if (rest.startsWith(QLatin1String("<!--"))) // "<!-->" is a whole one
-            return std::min(past(QLatin1String("-->"), at + 2),
-                            past(QLatin1String("--!>"), at + 4));
+        if (rest.startsWith(QLatin1String("<!--"))) { // "<!-->" is a whole one
+            const qsizetype end = past(QLatin1String("-->"), at + 2);
+            const qsizetype inside = std::min(at + 4, end);
+            const QStringView comment = QStringView(m_text).sliced(inside, end - inside);
+            const qsizetype wrongEnd = comment.indexOf(QLatin1String("--!>"));
+            return wrongEnd < 0 ? end : inside + wrongEnd + 4;
+        }
         const bool isTag = rest.size() > 1 && rest[1] < QChar(0x80) && rest[1].isLetter();
         return isTag ? pastTag(at + 1) : at + 1;
     }
@@ -171,7 +175,7 @@ private:
     void found(QStringView tag, QStringView attribute, qsizetype start, qsizetype end)
     {
         const bool isBase = is(tag, "base") && is(attribute, "href") && !m_hasBase;
-        if (!isBase && !is(attribute, "src"))
+        if ((!isBase && !is(attribute, "src")) || m_result.size() > largestResult)
             return;
         skipBlanks(start);
         if (start >= end)

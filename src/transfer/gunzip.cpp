@@ -10,6 +10,12 @@ namespace
 /// With the header and trailer of a file, whose sums are checked.
 constexpr int fileFormat = MAX_WBITS + 16;
 
+/// Whether another member follows. What else follows is padding.
+bool isMember(const z_stream &stream)
+{
+    return stream.avail_in >= 2 && stream.next_in[0] == 0x1f && stream.next_in[1] == 0x8b;
+}
+
 /// Decompresses the member of a file that the stream is at.
 Gunzipped::Result inflateMember(z_stream &stream, QByteArray &data, qsizetype limit)
 {
@@ -42,8 +48,7 @@ Gunzipped gunzip(const QByteArray &data, qsizetype limit)
     Gunzipped file;
     do
         file.result = inflateMember(stream, file.data, limit);
-    while (file.result == Gunzipped::Complete && stream.avail_in > 0 &&
-           inflateReset(&stream) == Z_OK);
+    while (file.result == Gunzipped::Complete && isMember(stream) && inflateReset(&stream) == Z_OK);
     inflateEnd(&stream);
     return file;
 }

@@ -61,7 +61,7 @@ QHash<QByteArray, HttpAnswer> answers()
         {"/broken", page(broken, gzip)},
         {"/cutoff", page(zipped.chopped(9), gzip)},
         {"/otherform", page(zipped, "Content-Encoding: br\r\n")},
-        {"/twice", page(zipped + zipped, gzip)},
+        {"/twice", page(zipped + zipped + "\n", gzip)},
         {"/notzipped", page("<p>plain</p>", gzip)},
         {"/bomb", page(gzipped(QByteArray(17 * megabyte, ' ')), gzip)},
         {"/here", redirect("/dir/there")},
