@@ -262,16 +262,6 @@ void TestSourceEditor::keepsBodies()
 
 void TestSourceEditor::lineEnds()
 {
-    // A selection over the end of a long line goes as a whole, by whatever key.
-    const QString lines = (QString(1000, u'x') + u"\r\n"_s).repeated(3);
-    for (const Qt::Key key : {Qt::Key_Delete, Qt::Key_Backspace, Qt::Key_Y}) {
-        m_editor->setBody(lines);
-        m_text->select(700, 600);
-        QTest::keyClick(m_text, key);
-        QCOMPARE(m_editor->body().size(), lines.size() - 600 - 1 + (key == Qt::Key_Y));
-    }
-    m_editor->setBody({});
-
     QTest::keyClicks(m_text, u"a"_s);
     QTest::keyClick(m_text, Qt::Key_Return);
     QTest::keyClicks(m_text, u"b"_s);
