@@ -26,8 +26,8 @@ public:
     /// Makes list `listId`'s database as a copy of the empty template, and the data folder where it
     /// is missing. A file of that name is kept as "m<number>.mdb.old". Throws StorageError.
     void createListDatabase(qint64 listId) const;
-    /// Makes list `to`'s database as a copy of that of `from`. A file of that name is kept likewise.
-    /// Throws StorageError.
+    /// Makes list `to`'s database as a copy of that of `from`. A file of that name is kept
+    /// likewise. Throws StorageError.
     void duplicateListDatabase(qint64 from, qint64 to) const;
     /// Deletes the file (and the engine's side files). Throws StorageError when it stays.
     void deleteListDatabase(qint64 listId) const;
