@@ -117,6 +117,9 @@ XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
     // The library writes the file when all is over; better to know at once that it cannot.
     if (QFile file(m_temporaryPath); !file.open(QIODevice::WriteOnly))
         fail(file.errorString());
+    // Before the recipients are in it.
+    if (m_file.exists())
+        QFile::setPermissions(m_temporaryPath, m_file.permissions());
 
     lxw_workbook_options options = {};
     options.constant_memory = LXW_TRUE;
@@ -181,8 +184,6 @@ void XlsxTarget::finish()
     // The library copies the rows once more without looking whether the disk took them.
     if (sheetSize(m_temporaryPath) < rowBytes)
         fail(QStringLiteral("the disk for temporary files is full."));
-    if (m_file.exists())
-        QFile::setPermissions(m_temporaryPath, m_file.permissions());
     if (std::rename(QFile::encodeName(m_temporaryPath).constData(),
                     QFile::encodeName(m_file.filePath()).constData()) != 0) {
         fail(QString::fromLocal8Bit(std::strerror(errno)));
