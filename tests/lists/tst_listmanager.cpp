@@ -6,7 +6,7 @@
 #include "sortablelist.h"
 #include "testfiles.h"
 #include "testfolder.h"
-#include "whenshown.h"
+#include "window.h"
 
 #include <QComboBox>
 #include <QHeaderView>
@@ -45,14 +45,6 @@ private slots:
 
 namespace
 {
-
-template <typename T>
-T *child(const QWidget &window, const char *name)
-{
-    T *found = window.findChild<T *>(QLatin1String(name));
-    Q_ASSERT(found);
-    return found;
-}
 
 /// What the dialogs hold.
 QLineEdit *nameOf(const QDialog &dialog)

@@ -2,7 +2,7 @@
 
 #include "fakes.h"
 #include "testfolder.h"
-#include "whenshown.h"
+#include "window.h"
 
 #include <QComboBox>
 #include <QFile>

@@ -9,22 +9,12 @@
 #include "smtpsendmail.h"
 #include "sortablelist.h"
 #include "testfolder.h"
-#include "whenshown.h"
+#include "window.h"
 
 #include <QAction>
 #include <QTabWidget>
 #include <QTest>
 #include <QToolBar>
-
-/// The part of a window that has this name; ends the test program when there is none.
-template <typename T>
-T *child(const QWidget &window, const char *name)
-{
-    T *found = window.findChild<T *>(QString::fromLatin1(name));
-    if (!found)
-        qFatal("There is no %s", name);
-    return found;
-}
 
 /// The program on a folder, with a scripted person before it.
 struct Desk {

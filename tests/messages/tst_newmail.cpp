@@ -4,7 +4,7 @@
 #include "recordinghtmlview.h"
 #include "testfiles.h"
 #include "testfolder.h"
-#include "whenshown.h"
+#include "window.h"
 
 #include <QAction>
 #include <QComboBox>
