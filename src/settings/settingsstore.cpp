@@ -1,5 +1,6 @@
 #include "settingsstore.h"
 
+#include "storageerror.h"
 #include "unsubscribelist.h"
 
 #include <QDir>
@@ -92,7 +93,11 @@ Settings SettingsStore::load() const
         settings.*value.member = read(store, value.name);
     for (const SwitchValue &value : switches)
         settings.*value.member = read(store, value.name) == QLatin1String("1");
-    settings.unsubscribed = loadUnsubscribeList(m_folder);
+    try {
+        settings.unsubscribed = loadUnsubscribeList(m_folder);
+    } catch (const StorageError &) {
+        // Who would mail somebody without it is told.
+    }
     return settings;
 }
 
