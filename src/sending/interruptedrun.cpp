@@ -7,11 +7,14 @@
 #include "recordset.h"
 #include "sqltext.h"
 
-#include <QDateTime>
-#include <QFileInfo>
+#include <QCoreApplication>
+#include <QSysInfo>
 
+#include <cerrno>
 #include <map>
 
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -22,32 +25,15 @@ QString besideList(const ProgramFolder &folder, qint64 listId, const char *endin
     return folder.file(QStringLiteral("data\\m%1.").arg(listId) + QLatin1String(ending));
 }
 
-QString lockFile(const ProgramFolder &folder, qint64 listId)
-{
-    return besideList(folder, listId, "lock");
-}
-
 QString roomFile(const ProgramFolder &folder, qint64 listId)
 {
     return besideList(folder, listId, "outcome");
 }
 
+constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+
 /// Enough for a reason and the numbers, and one block of the disk.
 constexpr qint64 roomSize = 4096;
-
-/// Takes the lock unless a living process holds it.
-bool take(QLockFile &lock)
-{
-    lock.setStaleLockTime(0); // a run may last for days
-    if (lock.tryLock())
-        return true;
-    // A power cut can leave the file without its process number, and such a file is nobody's; one
-    // that was made this moment may still get its number.
-    const QFileInfo file(lock.fileName());
-    if (file.size() > 0 || file.lastModified().secsTo(QDateTime::currentDateTime()) < 2)
-        return false;
-    return QFile::remove(lock.fileName()) && lock.tryLock();
-}
 
 bool hasTable(Connection &list, const QString &name)
 {
@@ -101,21 +87,37 @@ bool isLeftOver(const ProgramFolder &folder, qint64 listId)
 } // namespace
 
 ListLock::ListLock(const ProgramFolder &folder, qint64 listId)
-    : m_file(lockFile(folder, listId))
+    : m_file(besideList(folder, listId, "lock"))
 {
-    // A folder that takes no lock takes no outcome either; the database will say so.
-    if (take(m_file) || m_file.error() != QLockFile::LockFailedError)
-        return;
-    qint64 process = 0;
-    QString host;
-    QString program;
-    m_file.getLockInfo(&process, &host, &program);
-    throw ListInUse(
-        0, QStringLiteral("Quillbright"),
-        QStringLiteral("Another Quillbright is sending to this maillist (process %1 on %2). If "
-                       "that is no longer so, delete the file %3 and start again.")
-            .arg(QString::number(process), host.isEmpty() ? QStringLiteral("this machine") : host,
-                 lockFile(folder, listId)));
+    const QByteArray path = QFile::encodeName(m_file.fileName());
+    struct stat named = {};
+    struct stat opened = {};
+    do {
+        m_file.close();
+        // A folder that takes no lock takes no outcome either; the database will say so.
+        if (!m_file.open(QIODevice::ReadWrite, ownerOnly))
+            return;
+        if (::flock(m_file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+            throw ListInUse(
+                0, QStringLiteral("Quillbright"),
+                QStringLiteral("Another Quillbright is sending to this maillist (process %1).")
+                    .arg(QString::fromUtf8(m_file.readLine()).trimmed()));
+        // Its holder may have removed the file after it was opened here.
+    } while (::stat(path, &named) != 0 || ::fstat(m_file.handle(), &opened) != 0 ||
+             named.st_ino != opened.st_ino);
+    m_file.resize(0);
+    m_file.write(QStringLiteral("%1 on %2\n")
+                     .arg(QCoreApplication::applicationPid())
+                     .arg(QSysInfo::machineHostName())
+                     .toUtf8());
+    m_file.flush();
+}
+
+ListLock::~ListLock()
+{
+    // Before it is closed: then it could be another one's.
+    if (m_file.isOpen())
+        ::unlink(QFile::encodeName(m_file.fileName()));
 }
 
 void RunMarker::begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid)
@@ -159,8 +161,7 @@ OutcomeWriter::OutcomeWriter(const ProgramFolder &folder, Connection &list, cons
     , m_commit(list, QStringLiteral("commit"))
     , m_rollback(list, QStringLiteral("rollback"))
 {
-    if (m_room.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered,
-                    QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+    if (m_room.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered, ownerOnly))
         m_room.write(QByteArray(roomSize, '\0'));
 }
 
@@ -246,15 +247,15 @@ QStringList recoverInterruptedRuns(const ProgramFolder &folder)
         system.close();
         for (auto &[listId, jobs] : jobsOfLists) {
             try {
-                QLockFile lock(lockFile(folder, listId));
-                if (!isLeftOver(folder, listId) || !take(lock))
-                    continue; // most often nothing, otherwise its run is alive
+                if (!isLeftOver(folder, listId))
+                    continue;
+                const ListLock lock(folder, listId);
                 for (JobRow &row : jobs) {
                     if (adoptRun(folder, row))
                         names += row[JobCell::Name];
                 }
             } catch (const StorageError &) {
-                // Whoever uses this list is told; the other lists, and their jobs, are not held up.
+                // Its run is alive, or whoever uses this list is told.
             }
         }
     } catch (const StorageError &) {
