@@ -100,7 +100,7 @@ void recover(const ProgramFolder &folder)
                          .arg(name));
 }
 
-ExitStatus exitStatus(SendRun::Result result, int failed)
+ExitStatus exitStatus(SendRun::Result result, qint64 failed)
 {
     switch (result) {
     case SendRun::Result::Complete:
@@ -154,7 +154,7 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
         const SendRun::Result result = run.start(*row, message, options.failedOnly);
         if (const auto stored = findJob(folder, (*row)[JobCell::Id]))
             printResult(table({*stored}));
-        return exitStatus(result, run.failed());
+        return exitStatus(result, run.progress().pass.failed);
     });
 }
 

@@ -87,48 +87,30 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
-void ConsoleView::showRow(const JobRow &) {}
-
-void ConsoleView::showPanel(Panel panel, const QString &text)
+void ConsoleView::showProgress(const RunProgress &progress)
 {
-    const auto count = [&text] { return text.section(QLatin1Char(':'), 1).toInt(); };
-    if (panel == Sent) {
-        m_handled = count();
-    } else if (panel == Failed) {
-        m_failed = count();
-        draw();
-    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_bar.isOnTerminal() &&
-               !text.startsWith(QLatin1Char(' '))) {
-        printMessage(text.trimmed());
+    using Phase = RunProgress::Phase;
+    const RunProgress::Count &count = progress.pass;
+    const QString counts =
+        QStringLiteral("%1 sent, %2 failed").arg(count.succeeded).arg(count.failed);
+    if (m_bar.isOnTerminal()) {
+        m_bar.show(progress.percent() / 100, count.sent(), counts);
+    } else if (progress.phase == Phase::Connecting) {
+        m_told = 0;
+        printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
+                                          : QStringLiteral("Resend fail emails, connecting to ")) +
+                     progress.server + QStringLiteral(" ..."));
+    } else if (count.sent() >= m_told + linesEvery ||
+               (progress.phase == Phase::Ended && count.sent() > m_told)) {
+        m_told = count.sent();
+        printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_told));
     }
-}
-
-void ConsoleView::showProgress(float percent)
-{
-    m_percent = percent;
-}
-
-void ConsoleView::setRunning(bool running)
-{
-    m_bar.start();
-    m_percent = 0;
-    if (running)
-        m_handled = m_failed = 0;
 }
 
 void ConsoleView::openOptions()
 {
     printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
                      .arg(SettingsStore::location()));
-}
-
-void ConsoleView::draw()
-{
-    const QString counts =
-        QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
-    if (!m_bar.isOnTerminal() && m_handled % linesEvery == 0)
-        printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_handled));
-    m_bar.show(double(m_percent) / 100, m_handled, counts);
 }
 
 SignalYield::SignalYield()

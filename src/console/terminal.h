@@ -41,7 +41,8 @@ private:
     int m_yesLeft;
 };
 
-/// A bar with counts, rate and time left on a terminal; elsewhere a line every 100 recipients.
+/// A bar with counts, rate and time left on a terminal; elsewhere a line about every 100 recipients
+/// and at the end of a pass.
 class ConsoleView final : public RunView
 {
 public:
@@ -50,21 +51,16 @@ public:
     {
     }
 
-    void showRow(const JobRow &row) override;
-    void showPanel(Panel panel, const QString &text) override;
-    void showProgress(float percent) override;
-    void showWaiting(bool) override {}
-    void setRunning(bool running) override;
-    void highlightRow(const JobRow &, bool) override {}
+    void beginPass(const JobRow &) override { m_bar.start(); }
+    void showProgress(const RunProgress &progress) override;
+    void noteFailure(const QString &, const QString &) override {}
+    void endPass(const JobRow &, bool) override { m_bar.start(); }
+    void showRow(const JobRow &) override {}
     void openOptions() override;
 
 private:
-    void draw();
-
     ProgressBar &m_bar;
-    float m_percent = 0;
-    int m_handled = 0;
-    int m_failed = 0;
+    qint64 m_told = 0; ///< the recipients handled when a line last said how many
 };
 
 /// Turns SIGINT and SIGTERM into a call of `pause` at the next yield. A second signal of the kind
