@@ -20,9 +20,14 @@ void assignField(std::string &field, std::string_view part)
 
 } // namespace
 
+QString separatorText(const QString &entry)
+{
+    return entry == QLatin1String("TAB") ? QStringLiteral("\t") : entry;
+}
+
 DelimitedSource::DelimitedSource(const QString &path, const QString &separator)
     : m_lines(path)
-    , m_separator(separator.toStdString())
+    , m_separator(separatorText(separator).toStdString())
 {
 }
 

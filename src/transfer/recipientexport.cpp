@@ -1,7 +1,7 @@
 #include "recipientexport.h"
 
+#include "delimitedsource.h"
 #include "delimitedtarget.h"
-#include "separator.h"
 #include "spreadsheet.h"
 
 #include "connection.h"
