@@ -15,7 +15,7 @@ constexpr size_t blockSize = 256 * 1024;
 bool isDevice(const QString &path)
 {
     QFileInfo info(path);
-    if (info.exists() && !info.isFile() && !info.isDir())
+    if (isNoFile(path) && !info.isDir())
         return true;
     constexpr int mostLinks = 40; // as the system follows; they may go round in a circle
     for (int i = 0; i < mostLinks; ++i) {
@@ -65,7 +65,7 @@ DelimitedFileTarget::DelimitedFileTarget(const QString &path, const QString &sep
                           ? QIODevice::WriteOnly
                           : QIODevice::WriteOnly | QIODevice::Append;
     if (!m_file->open(mode | QIODevice::Unbuffered))
-        fail();
+        cannotWrite(m_file->fileName(), m_file->errorString());
 }
 
 DelimitedFileTarget::~DelimitedFileTarget() = default;
@@ -82,7 +82,7 @@ void DelimitedFileTarget::finish()
     flush();
     auto *file = qobject_cast<QSaveFile *>(m_file.get());
     if (file && !file->commit())
-        fail();
+        cannotWrite(m_file->fileName(), m_file->errorString());
 }
 
 void DelimitedFileTarget::flush()
@@ -91,15 +91,8 @@ void DelimitedFileTarget::flush()
     for (size_t done = 0; done < m_text.size();) {
         const qint64 written = m_file->write(m_text.data() + done, qint64(m_text.size() - done));
         if (written <= 0)
-            fail();
+            cannotWrite(m_file->fileName(), m_file->errorString());
         done += size_t(written);
     }
     m_text.clear();
-}
-
-void DelimitedFileTarget::fail() const
-{
-    throw StorageError(
-        0, QStringLiteral("File system"),
-        QStringLiteral("Cannot write %1: %2").arg(m_file->fileName(), m_file->errorString()));
 }

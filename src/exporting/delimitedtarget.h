@@ -36,7 +36,6 @@ public:
 
 private:
     void flush();
-    [[noreturn]] void fail() const;
 
     std::unique_ptr<QFileDevice> m_file;
 };

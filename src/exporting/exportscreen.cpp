@@ -4,23 +4,40 @@
 
 #include <QClipboard>
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
 
+#include <utility>
+
 ExportScreen::ExportScreen(const Widgets &widgets, Operator &op)
     : m_widgets(widgets)
+    , m_op(op)
 {
-    QObject::connect(
-        widgets.browse, &QPushButton::clicked, widgets.file, [file = widgets.file, &op] {
-            const QString path = op.saveFile(QCoreApplication::translate("export", "File"),
-                                             QStringLiteral("TXT/CSV (*.txt;*.csv)|*.txt;*.csv"));
-            if (!path.isEmpty())
-                file->setText(path);
-        });
+    QObject::connect(widgets.browse, &QPushButton::clicked, widgets.file, [this] { chooseFile(); });
     enable();
+}
+
+void ExportScreen::chooseFile()
+{
+    const QString path = m_op.saveFile(QCoreApplication::translate("export", "File"),
+                                       QStringLiteral("TXT/CSV (*.txt;*.csv)|*.txt;*.csv"));
+    if (path.isEmpty())
+        return;
+    m_chosen = path;
+    m_widgets.file->setText(path);
+}
+
+bool ExportScreen::mayReplace()
+{
+    const QString path = m_widgets.file->text();
+    return !m_needsFile || std::exchange(m_chosen, {}) == path || !QFileInfo(path).isFile() ||
+           m_op.ask(
+               QCoreApplication::translate("export", "%1 exists already. Replace it?").arg(path),
+               QCoreApplication::translate("export", "Export"));
 }
 
 void ExportScreen::showStatus(const QString &text, qint64 count, qint64 total)

@@ -32,11 +32,16 @@ public:
     /// Whether the export goes to a file that has to be named.
     void setNeedsFile(bool needsFile);
     void setRunning(bool isRunning);
+    /// Asks before a file is replaced, unless the file dialog has done so.
+    bool mayReplace();
 
 private:
+    void chooseFile();
     void enable();
 
     const Widgets m_widgets;
+    Operator &m_op;
+    QString m_chosen; ///< in the file dialog
     bool m_needsFile = true;
     bool m_isRunning = false;
 };

@@ -10,18 +10,20 @@ frmExport::frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Oper
     : WorkDialog(parent)
     , m_ui(setUp<Ui::frmExport>(*this))
     , m_screen(std::make_unique<ExportScreen>(
-          ExportScreen::Widgets{m_ui->lbStatus,
-                                m_ui->ProgressBar1,
-                                m_ui->txtFile,
-                                m_ui->cmdFile,
-                                m_ui->Command1,
-                                {m_ui->FrameFilter, m_ui->FrameOption, m_ui->cmdExport}},
+          ExportScreen::Widgets{
+              m_ui->lbStatus,
+              m_ui->ProgressBar1,
+              m_ui->txtFile,
+              m_ui->cmdFile,
+              m_ui->Command1,
+              {m_ui->FrameFilter, m_ui->FrameOption, m_ui->cmdExport, m_ui->cmdClose}},
           op))
     , m_export(folder, spreadsheet, op, *m_screen, yield)
 {
     connect(m_ui->chkExcel, &QCheckBox::toggled, this, &frmExport::enableFile);
     connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExport::runExport);
-    connect(m_ui->Command1, &QPushButton::clicked, this, [this] { m_export.abort(); });
+    connect(m_ui->Command1, &QPushButton::clicked, this, &frmExport::abortWork);
+    connect(m_ui->cmdClose, &QPushButton::clicked, this, &frmExport::reject);
 }
 
 frmExport::~frmExport() = default;
@@ -51,6 +53,8 @@ void frmExport::enableFile()
 
 void frmExport::runExport()
 {
+    if (!m_screen->mayReplace())
+        return;
     const ExportFilter filter = m_ui->OptionSucc->isChecked()   ? ExportFilter::Success
                                 : m_ui->OptionFail->isChecked() ? ExportFilter::Fail
                                                                 : ExportFilter::All;
@@ -62,9 +66,4 @@ void frmExport::runExport()
                          m_ui->txtFile->text(), m_ui->CombSep->currentText(), m_listName});
     m_screen->setRunning(false);
     setWorking(false);
-}
-
-void frmExport::abortWork()
-{
-    m_export.abort();
 }

@@ -28,7 +28,7 @@ public:
     void exportList(qint64 listId, const QString &listName);
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_export.abort(); }
 
 private:
     void SetAttribute(qint64 listId, const QString &listName);

@@ -23,7 +23,7 @@ frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadshe
 {
     connectOptions();
     connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExportData::runExport);
-    connect(m_ui->cmdCancel, &QPushButton::clicked, this, [this] { m_export.abort(); });
+    connect(m_ui->cmdCancel, &QPushButton::clicked, this, &frmExportData::abortWork);
     connect(m_ui->Command1, &QPushButton::clicked, this, &frmExportData::reject);
 }
 
@@ -58,6 +58,8 @@ void frmExportData::exportRecords(const QString &listConnectionString, const Rec
 
 void frmExportData::runExport()
 {
+    if (!m_screen->mayReplace())
+        return;
     m_screen->setRunning(true);
     setWorking(true);
     writeRecords();
@@ -80,9 +82,4 @@ void frmExportData::writeRecords()
     } catch (const StorageError &e) {
         m_op.tell(e.report(), tr("Error"));
     }
-}
-
-void frmExportData::abortWork()
-{
-    m_export.abort();
 }

@@ -29,7 +29,7 @@ public:
     void exportRecords(const QString &listConnectionString, const RecipientQuery &query);
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_export.abort(); }
 
 private:
     void connectOptions();

@@ -108,15 +108,15 @@ XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
     , m_temporaryPath(m_file.absoluteDir().filePath(QStringLiteral(".quillbright-") +
                                                     QUuid::createUuid().toString(QUuid::Id128)))
 {
-    if (m_file.exists() && !m_file.isFile())
-        fail(QStringLiteral("it is not a file."));
+    if (isNoFile(m_file.filePath()))
+        cannotWrite(m_path, QStringLiteral("it is not a file."));
     if (m_file.exists() && !m_file.isWritable())
-        fail(QStringLiteral("it may not be written to."));
+        cannotWrite(m_path, QStringLiteral("it may not be written to."));
     if (m_file.isSymLink())
-        fail(QStringLiteral("it is a link to a file that does not exist."));
+        cannotWrite(m_path, QStringLiteral("it is a link to a file that does not exist."));
     // The library writes the file when all is over; better to know at once that it cannot.
     if (QFile file(m_temporaryPath); !file.open(QIODevice::WriteOnly))
-        fail(file.errorString());
+        cannotWrite(m_path, file.errorString());
     // Before the recipients are in it.
     if (m_file.exists())
         QFile::setPermissions(m_temporaryPath, m_file.permissions());
@@ -146,7 +146,7 @@ void XlsxTarget::expect(qint64 records)
 {
     constexpr qint64 most = LXW_ROW_MAX - 1; // the headings take a row
     if (records > most)
-        fail(QStringLiteral("a workbook holds at most %1 records.").arg(most));
+        cannotWrite(m_path, QStringLiteral("a workbook holds at most %1 records.").arg(most));
 }
 
 void XlsxTarget::write(std::span<const std::string> fields)
@@ -179,14 +179,14 @@ void XlsxTarget::finish()
         const QString why = reason(error);
         if (isOpen(rowsHandle, rowsFile))
             std::fclose(rows);
-        fail(why);
+        cannotWrite(m_path, why);
     }
     // The library copies the rows once more without looking whether the disk took them.
     if (sheetSize(m_temporaryPath) < rowBytes)
-        fail(QStringLiteral("the disk for temporary files is full."));
+        cannotWrite(m_path, QStringLiteral("the disk for temporary files is full."));
     if (std::rename(QFile::encodeName(m_temporaryPath).constData(),
                     QFile::encodeName(m_file.filePath()).constData()) != 0) {
-        fail(QString::fromLocal8Bit(std::strerror(errno)));
+        cannotWrite(m_path, QString::fromLocal8Bit(std::strerror(errno)));
     }
 }
 
@@ -203,7 +203,8 @@ void XlsxTarget::checkTemporaryFile()
 {
     std::FILE *rows = m_sheet ? m_sheet->optimize_tmpfile : nullptr;
     if (!rows || std::fflush(rows) != 0 || std::ferror(rows))
-        fail(QStringLiteral("the disk for temporary files is full or cannot be written to."));
+        cannotWrite(m_path, QStringLiteral(
+                                "the disk for temporary files is full or cannot be written to."));
 }
 
 void XlsxTarget::discard()
@@ -216,10 +217,4 @@ void XlsxTarget::discard()
     }
     m_workbook = nullptr;
     QFile::remove(m_temporaryPath);
-}
-
-void XlsxTarget::fail(const QString &reason) const
-{
-    throw StorageError(0, QStringLiteral("File system"),
-                       QStringLiteral("Cannot write %1: %2").arg(m_path, reason));
 }

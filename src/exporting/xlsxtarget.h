@@ -29,7 +29,6 @@ public:
 private:
     void checkTemporaryFile();
     void discard();
-    [[noreturn]] void fail(const QString &reason) const;
 
     const QString m_path;
     const QFileInfo m_file; // that is there already under the name, behind all links

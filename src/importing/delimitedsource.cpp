@@ -27,7 +27,7 @@ QString separatorText(const QString &entry)
 
 DelimitedSource::DelimitedSource(const QString &path, const QString &separator)
     : m_lines(path)
-    , m_separator(separator.toStdString())
+    , m_separator(separatorText(separator).toStdString())
 {
 }
 

@@ -11,12 +11,13 @@ QString separatorText(const QString &entry);
 class DelimitedSource final : public RecipientSource
 {
 public:
-    /// `separator`: the text between two fields. Throws StorageError.
+    /// `separator`: an entry of the separator box. Throws StorageError.
     DelimitedSource(const QString &path, const QString &separator);
 
     bool next() override;
     qint64 number() const override { return m_number; }
     bool isEmpty() const override { return m_line.empty(); }
+    bool isDamaged() const override { return m_lines.isDamaged(); }
     const RecipientRecord &record() const override { return m_record; }
     double progress() const override { return m_lines.progress(); }
 

@@ -28,7 +28,10 @@ QString ImportCounts::summary() const
 {
     return QStringLiteral("Total Number of Records Imported : %1").arg(total()) + lineEnd +
            QStringLiteral("Number of Success : %1").arg(successes) + lineEnd +
-           QStringLiteral("Number of Fail : %1").arg(failures);
+           QStringLiteral("Number of Fail : %1").arg(failures) +
+           (damaged == 0
+                ? QString()
+                : lineEnd + QStringLiteral("Lines with unreadable characters : %1").arg(damaged));
 }
 
 RecipientImport::RecipientImport(const ProgramFolder &folder, Spreadsheet &spreadsheet,
@@ -80,15 +83,15 @@ RecipientImport::Result RecipientImport::import(qint64 listId, const QString &pa
                             QStringLiteral("Import"));
             return Result::NoFile;
         }
-        const auto source = asWorkbook
-                                ? m_spreadsheet.read(path)
-                                : std::make_unique<DelimitedSource>(path, separatorText(separator));
+        const auto source = asWorkbook ? m_spreadsheet.read(path)
+                                       : std::make_unique<DelimitedSource>(path, separator);
         copy(*source, list);
     } catch (const StorageError &e) {
         tellFailure(e.description());
         return e.isOfFile() ? Result::BadFile : Result::ListFailed;
     }
-    m_operator.tell(m_counts.summary());
+    m_operator.tell((m_abort ? QStringLiteral("The import was aborted.") + lineEnd : QString()) +
+                    m_counts.summary());
     return m_abort ? Result::Aborted : Result::Complete;
 }
 
@@ -109,6 +112,13 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
     Pacer pacer(m_paintEvery);
     try {
         while (!m_abort && source.next()) {
+            if (source.isDamaged()) {
+                ++m_counts.damaged;
+                m_log += refusalLine(source.number(), source.record(),
+                                     QStringLiteral("This line has bytes that are no character in "
+                                                    "its encoding; \ufffd stands for each.")) +
+                         lineEnd;
+            }
             if (source.record().front().empty())
                 m_counts.failures += !source.isEmpty();
             else

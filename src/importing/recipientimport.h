@@ -17,6 +17,7 @@ class Yield;
 struct ImportCounts {
     qint64 successes = 0;
     qint64 failures = 0;
+    qint64 damaged = 0; ///< lines with characters that cannot be read, added or not
 
     qint64 total() const { return successes + failures; }
     /// The status bar's three panels.

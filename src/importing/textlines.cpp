@@ -3,8 +3,6 @@
 #include "storageerror.h"
 #include "textdecoding.h"
 
-#include <QFileInfo>
-
 #include <algorithm>
 
 namespace
@@ -12,42 +10,23 @@ namespace
 
 constexpr qint64 blockSize = 256 * 1024;
 
-/// How many bytes at the end of a block belong to a character that the next block completes.
-qsizetype unfinishedBytes(const QByteArray &block)
-{
-    for (qsizetype i = 1; i <= std::min<qsizetype>(3, block.size()); ++i) {
-        const auto byte = static_cast<unsigned char>(block[block.size() - i]);
-        if (byte < 0x80)
-            break;
-        if (byte >= 0xc0) { // begins a character of 2, 3 or 4 bytes
-            const qsizetype length = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2;
-            return i < length ? i : 0;
-        }
-    }
-    return 0;
-}
-
 } // namespace
 
 TextLines::TextLines(const QString &path)
     : m_file(path)
 {
-    const QFileInfo info(path);
-    if (info.exists() && !info.isFile())
-        fail(QStringLiteral("it is not a file."));
+    if (isNoFile(path))
+        cannotRead(path, QStringLiteral("it is not a file."));
     if (!m_file.open(QIODevice::ReadOnly))
-        fail(m_file.errorString());
+        cannotRead(path, m_file.errorString());
 
     const QByteArray start = m_file.peek(3);
     const bool hasUtf8Mark = start.startsWith("\xef\xbb\xbf");
-    const qint64 firstByte = hasUtf8Mark ? 3 : 0;
     if (start.startsWith("\xff\xfe") || start.startsWith("\xfe\xff"))
         m_decoder.emplace(QStringDecoder::Utf16);
-    else if (m_file.seek(firstByte), !isValidUtf8())
-        // A file that says it is UTF-8 is taken at its word; what is not stands out as such.
-        m_decoder.emplace(hasUtf8Mark ? QStringDecoder(QStringDecoder::Utf8)
-                                      : windows1252Decoder());
-    m_file.seek(firstByte);
+    else if (!hasUtf8Mark && !isMostlyUtf8())
+        m_decoder.emplace(windows1252Decoder());
+    m_file.seek(hasUtf8Mark ? 3 : 0);
 }
 
 bool TextLines::next(std::string_view &line)
@@ -64,14 +43,20 @@ bool TextLines::next(std::string_view &line)
             if (end == m_text.end() && length == 0)
                 return false;
             line = std::string_view(m_text).substr(m_position, length);
+            m_isDamaged = !QByteArrayView(line.data(), qsizetype(length)).isValidUtf8();
+            if (m_isDamaged) {
+                m_mended = QString::fromUtf8(line.data(), qsizetype(length)).toStdString();
+                line = m_mended;
+            }
             m_position += length;
             if (end != m_text.end())
                 m_position += *end == '\r' && end + 1 != m_text.end() && end[1] == '\n' ? 2 : 1;
             return true;
         }
         if (length > longestLine)
-            fail(QStringLiteral("it has a line of more than %1 MB, so it is not a list.")
-                     .arg(longestLine >> 20));
+            cannotRead(m_file.fileName(),
+                       QStringLiteral("it has a line of more than %1 MB, so it is not a list.")
+                           .arg(longestLine >> 20));
         m_atEnd = !fill();
     }
 }
@@ -99,27 +84,23 @@ QByteArray TextLines::readBlock()
 {
     QByteArray block = m_file.read(blockSize);
     if (m_file.error() != QFileDevice::NoError)
-        fail(m_file.errorString());
+        cannotRead(m_file.fileName(), m_file.errorString());
     return block;
 }
 
-bool TextLines::isValidUtf8()
+/// Other encodings have hardly a letter beyond ASCII that would be one in UTF-8 as well.
+bool TextLines::isMostlyUtf8()
 {
-    QByteArray text;
-    for (;;) {
-        const QByteArray block = readBlock();
-        if (block.isEmpty())
-            return text.isEmpty();
-        text += block;
-        const qsizetype unfinished = unfinishedBytes(text);
-        if (!QByteArrayView(text).chopped(unfinished).isValidUtf8())
-            return false;
-        text = text.last(unfinished);
-    }
-}
-
-void TextLines::fail(const QString &reason) const
-{
-    throw StorageError(0, QStringLiteral("File system"),
-                       QStringLiteral("Cannot read %1: %2").arg(m_file.fileName(), reason));
+    QStringDecoder utf8(QStringDecoder::Utf8);
+    qsizetype letters = 0;
+    qsizetype damaged = 0;
+    QByteArray block;
+    do {
+        block = readBlock();
+        // At the end, what shows a character that is cut off.
+        const QString text = utf8(block.isEmpty() ? QByteArray("\n") : block);
+        letters += std::count_if(text.begin(), text.end(), [](QChar c) { return c > QChar(0x7f); });
+        damaged += text.count(QChar(QChar::ReplacementCharacter));
+    } while (!block.isEmpty());
+    return !utf8.hasError() || 2 * damaged <= letters;
 }

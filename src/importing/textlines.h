@@ -9,7 +9,8 @@
 
 /// The lines of a text file, in UTF-8 whatever the file's encoding: UTF-8 with or without a
 /// byte-order mark, UTF-16 with one, otherwise Windows-1252. The encoding holds for the whole file:
-/// it is read through once to find it, block by block. Lines end with CR LF, LF or CR.
+/// it is read through once to find it, block by block. A few bytes that are not UTF-8 make no other
+/// encoding of it; they are read as U+FFFD. Lines end with CR LF, LF or CR.
 class TextLines
 {
 public:
@@ -21,6 +22,8 @@ public:
 
     /// False at the end. The text is there until the next call. Throws StorageError.
     bool next(std::string_view &line);
+    /// Whether bytes of the line are not in the file's encoding.
+    bool isDamaged() const { return m_isDamaged; }
     /// How much of the file is read, from 0 to 1.
     double progress() const;
 
@@ -28,12 +31,13 @@ private:
     /// Adds a block to the text that is not handed out yet; false when the file has no more.
     bool fill();
     QByteArray readBlock();
-    bool isValidUtf8();
-    [[noreturn]] void fail(const QString &reason) const;
+    bool isMostlyUtf8();
 
     QFile m_file;
     std::optional<QStringDecoder> m_decoder; // none: the file is UTF-8 already
     std::string m_text;
     size_t m_position = 0; // of what is not handed out yet in m_text
+    std::string m_mended;  // the line, where it is damaged
+    bool m_isDamaged = false;
     bool m_atEnd = false;
 };

@@ -1,15 +1,19 @@
 #include "workbookrecords.h"
 
+#include "textdecoding.h"
+
 #include <QFile>
+#include <QRegularExpression>
+#include <QScopeGuard>
 
 #include <gsf/gsf-infile-msole.h>
 #include <gsf/gsf-infile.h>
 #include <gsf/gsf-input-stdio.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <memory>
+#include <span>
 
 namespace
 {
@@ -19,14 +23,21 @@ using Shows = WorkbookRecords::Format::Shows;
 enum RecordId : unsigned {
     FormulaRecord = 0x0006,
     EndRecord = 0x000a,
+    From1904Record = 0x0022,
     EncryptionRecord = 0x002f,
     ContinueRecord = 0x003c,
     WindowRecord = 0x003d,
+    CodePageRecord = 0x0042,
     SheetRecord = 0x0085,
     ShortNumbersRecord = 0x00bd,
+    StyledTextRecord = 0x00d6,
     CellFormatRecord = 0x00e0,
+    TextsRecord = 0x00fc,
+    SharedTextRecord = 0x00fd,
     NumberRecord = 0x0203,
-    TextRecord = 0x0207,
+    OwnTextRecord = 0x0204,
+    TruthRecord = 0x0205,
+    FormulaTextRecord = 0x0207,
     ShortNumberRecord = 0x027e,
     FormatRecord = 0x041e,
     BeginRecord = 0x0809,
@@ -38,44 +49,20 @@ struct Unref {
 template <typename T>
 using Object = std::unique_ptr<T, Unref>;
 
-/// Keeps the library's remarks about damaged files to itself while it lives; that a file is damaged
-/// is told in the window.
-class QuietLibrary
-{
-public:
-    QuietLibrary()
-    {
-        for (size_t i = 0; i < domains.size(); ++i)
-            m_handlers[i] = g_log_set_handler(
-                domains[i], G_LOG_LEVEL_MASK,
-                [](const char *, GLogLevelFlags, const char *, void *) {}, nullptr);
-    }
-    ~QuietLibrary()
-    {
-        for (size_t i = 0; i < domains.size(); ++i)
-            g_log_remove_handler(domains[i], m_handlers[i]);
-    }
-    Q_DISABLE_COPY(QuietLibrary)
-
-private:
-    /// One of its parts does not name itself.
-    static constexpr std::array<const char *, 2> domains{"libgsf:msole", nullptr};
-    std::array<unsigned, 2> m_handlers{};
-};
-
 QByteArray workbookStream(const QString &path)
 {
-    const QuietLibrary quiet;
+    // That a file is damaged is told in the window; the library's remarks about it are not for it.
+    const auto remarks = g_log_set_default_handler(
+        [](const char *, GLogLevelFlags, const char *, void *) {}, nullptr);
+    const auto restore = qScopeGuard([=] { g_log_set_default_handler(remarks, nullptr); });
     const Object<GsfInput> file(gsf_input_stdio_new(QFile::encodeName(path).constData(), nullptr));
-    if (!file)
-        return {};
-    const Object<GsfInfile> compound(gsf_infile_msole_new(file.get(), nullptr));
+    const Object<GsfInfile> compound(file ? gsf_infile_msole_new(file.get(), nullptr) : nullptr);
     if (!compound)
         return {};
     Object<GsfInput> workbook(gsf_infile_child_by_name(compound.get(), "Workbook"));
     if (!workbook)
         workbook.reset(gsf_infile_child_by_name(compound.get(), "Book"));
-    if (!workbook)
+    if (!workbook || gsf_input_size(workbook.get()) > gsf_input_size(file.get()))
         return {};
     QByteArray stream(qsizetype(gsf_input_size(workbook.get())), Qt::Uninitialized);
     if (!gsf_input_read(workbook.get(), size_t(stream.size()),
@@ -84,34 +71,19 @@ QByteArray workbookStream(const QString &path)
     return stream;
 }
 
-/// Only letters that stand for a part of a date or time count, not
-/// those in quotes, in brackets or after a backslash.
+/// Only letters that stand for a part of a date or time count, not those in quotes, in brackets or
+/// after a backslash.
 WorkbookRecords::Format classified(const QString &format)
 {
-    bool hasDate = false;
-    bool hasMonthOrMinute = false;
-    bool hasTime = false;
-    QChar closing;
-    for (qsizetype i = 0; i < format.size(); ++i) {
-        const QChar c = format[i].toLower();
-        if (!closing.isNull()) {
-            if (c == closing)
-                closing = QChar();
-        } else if (c == QLatin1Char('"')) {
-            closing = c;
-        } else if (c == QLatin1Char('[')) {
-            closing = QLatin1Char(']');
-        } else if (c == QLatin1Char('\\')) {
-            ++i;
-        } else {
-            hasDate = hasDate || c == QLatin1Char('y') || c == QLatin1Char('d');
-            hasMonthOrMinute = hasMonthOrMinute || c == QLatin1Char('m');
-            hasTime = hasTime || c == QLatin1Char('h') || c == QLatin1Char('s');
-        }
-    }
-    if (hasTime)
-        return {hasDate ? Shows::DateTime : Shows::Time, format};
-    return {hasDate || hasMonthOrMinute ? Shows::Date : Shows::Number, format};
+    static const QRegularExpression literal(QStringLiteral("\"[^\"]*\"?|\\[[^\\]]*\\]?|\\\\.?"));
+    const QString parts = QString(format).remove(literal).toLower();
+    const auto has = [&parts](const char *letters) {
+        return std::any_of(parts.begin(), parts.end(),
+                           [=](QChar c) { return QLatin1String(letters).contains(c); });
+    };
+    if (has("hs"))
+        return {has("yd") ? Shows::DateTime : Shows::Time, format};
+    return {has("ydm") ? Shows::Date : Shows::Number, format};
 }
 
 } // namespace
@@ -120,8 +92,9 @@ WorkbookRecords::Format classified(const QString &format)
 class WorkbookRecords::Bytes
 {
 public:
-    explicit Bytes(QByteArrayView bytes)
+    explicit Bytes(QByteArrayView bytes, std::span<const qsizetype> seams = {})
         : m_bytes(bytes)
+        , m_seams(seams)
     {
     }
 
@@ -144,20 +117,23 @@ public:
             bits & 2 ? int(bits) >> 2 : std::bit_cast<double>(quint64(bits & ~3u) << 32);
         return bits & 1 ? value / 100 : value;
     }
-    /// Up to `length` characters of one byte or two.
-    QString text(qsizetype at, qsizetype length, bool isWide) const
+    QByteArrayView part(qsizetype at, qsizetype length) const
     {
-        QString text;
-        for (; at < size() && text.size() < length; at += isWide ? 2 : 1)
-            text += QChar(char16_t(isWide ? u16(at) : u8(at)));
-        return text;
+        const qsizetype start = std::min(at, size());
+        return m_bytes.sliced(start, std::min(length, size() - start));
+    }
+    /// Whether the part of another record begins there.
+    bool isSeam(qsizetype at) const
+    {
+        return std::binary_search(m_seams.begin(), m_seams.end(), at);
     }
 
 private:
     QByteArrayView m_bytes;
+    std::span<const qsizetype> m_seams;
 };
 
-/// The records of a stream, one after the other.
+/// The records of a stream, one after the other, each with what continues it.
 class WorkbookRecords::Records
 {
 public:
@@ -170,25 +146,43 @@ public:
     /// False at the end of the stream, and where it is cut off.
     bool next()
     {
-        const Bytes stream{m_stream};
-        if (m_next + 4 > stream.size() || m_next + 4 + stream.u16(m_next + 2) > stream.size())
+        m_seams.clear();
+        if (!take())
             return false;
-        m_id = stream.u16(m_next);
-        m_length = stream.u16(m_next + 2);
-        m_next += 4 + m_length;
+        m_id = m_taken;
+        m_bytes = m_part;
+        while (Bytes(m_stream).u16(m_next) == ContinueRecord && take()) {
+            if (m_seams.empty())
+                m_joined = m_bytes.toByteArray();
+            m_seams.push_back(m_joined.size());
+            m_bytes = m_joined.append(m_part);
+        }
         return true;
     }
     unsigned id() const { return m_id; }
-    Bytes bytes() const
-    {
-        return Bytes(QByteArrayView(m_stream).sliced(m_next - m_length, m_length));
-    }
+    Bytes bytes() const { return Bytes(m_bytes, m_seams); }
 
 private:
+    bool take()
+    {
+        const Bytes stream(m_stream);
+        const qsizetype length = stream.u16(m_next + 2);
+        if (m_next + 4 + length > stream.size())
+            return false;
+        m_taken = stream.u16(m_next);
+        m_part = QByteArrayView(m_stream).sliced(m_next + 4, length);
+        m_next += 4 + length;
+        return true;
+    }
+
     const QByteArray &m_stream;
     qsizetype m_next;
-    qsizetype m_length = 0;
+    unsigned m_taken = 0;
     unsigned m_id = 0;
+    QByteArrayView m_part;
+    QByteArrayView m_bytes;
+    QByteArray m_joined;
+    std::vector<qsizetype> m_seams;
 };
 
 WorkbookRecords::WorkbookRecords(const QString &path)
@@ -208,74 +202,94 @@ std::optional<unsigned> WorkbookRecords::sheet() const
     return unsigned(first - m_sheets.begin());
 }
 
-WorkbookRecords::Results WorkbookRecords::results(unsigned sheet, unsigned columns) const
+bool WorkbookRecords::read(unsigned sheet, const std::function<void(const Cell &cell)> &found) const
 {
-    Results results;
-    if (sheet >= m_sheets.size())
-        return results;
     Records records(m_stream, m_sheets[sheet].offset);
-    const auto addDate = [&](unsigned row, unsigned column, unsigned cellFormat, double number) {
-        if (Format format = this->format(cellFormat);
-            column < columns && format.shows != Shows::Number)
-            results[{row, column}] = {number, {}, std::move(format)};
-    };
-    Result *text = nullptr; // the formula whose text is about to come
-    qsizetype length = 0;
+    Cell formula;
     int depth = 0; // a chart inside the sheet is a stream in the stream
     while (records.next()) {
         const Bytes bytes = records.bytes();
-        if (records.id() == BeginRecord) {
+        if (records.id() == BeginRecord)
             ++depth;
-        } else if (records.id() == EndRecord) {
-            if (--depth <= 0)
-                break;
-        } else if (depth > 1) {
+        else if (depth == 0)
+            return false;
+        else if (records.id() == EndRecord && --depth == 0)
+            return true;
+        if (depth > 1)
             continue;
-        } else if (records.id() == NumberRecord) {
-            addDate(bytes.u16(0), bytes.u16(2), bytes.u16(4), bytes.number(6));
-        } else if (records.id() == ShortNumberRecord) {
-            addDate(bytes.u16(0), bytes.u16(2), bytes.u16(4), bytes.shortNumber(6));
-        } else if (records.id() == ShortNumbersRecord) {
+        Cell cell{bytes.u16(0), bytes.u16(2), {}, {}, {}};
+        const auto truth = [](bool value) { return QString::fromLatin1(value ? "TRUE" : "FALSE"); };
+        switch (records.id()) {
+        case ShortNumbersRecord:
             // Of neighbours: the row, the first column, then a format and a number for each.
-            unsigned column = bytes.u16(2);
-            for (qsizetype at = 4; at + 6 <= bytes.size(); at += 6)
-                addDate(bytes.u16(0), column++, bytes.u16(at), bytes.shortNumber(at + 2));
-        } else if (records.id() == FormulaRecord) {
-            text = nullptr;
-            if (bytes.u16(2) >= columns)
-                continue;
-            Result result;
-            if (bytes.u16(12) != 0xffff) {
-                result.number = bytes.number(6);
-                result.format = format(bytes.u16(4));
-            } else if (bytes.u8(6) == 1) { // a truth value
-                result.number = bytes.u8(8);
+            for (qsizetype at = 4; at + 6 <= bytes.size(); at += 6) {
+                cell.number = bytes.shortNumber(at + 2);
+                cell.format = format(bytes.u16(at));
+                found(cell);
+                ++cell.column;
             }
-            text = &(results[{bytes.u16(0), bytes.u16(2)}] = result);
-        } else if (records.id() == TextRecord && text) {
-            length = bytes.u16(0);
-            text->text = this->text(bytes, 2, length);
-        } else if (records.id() == ContinueRecord && text) {
-            text->text += this->text(bytes, 0, length - text->text.size());
+            continue;
+        case NumberRecord:
+            cell.number = bytes.number(6);
+            break;
+        case ShortNumberRecord:
+            cell.number = bytes.shortNumber(6);
+            break;
+        case FormulaRecord:
+            if (bytes.u16(12) != 0xffff)
+                cell.number = bytes.number(6);
+            else if (bytes.u8(6) == 1)
+                cell.text = truth(bytes.u8(8));
+            formula = cell;
+            break;
+        case FormulaTextRecord: // what the formula before it came to
+            cell = formula;
+            cell.text = text(bytes, 2, bytes.u16(0));
+            break;
+        case TruthRecord: // or an error, which shows as nothing
+            cell.text = bytes.u8(7) == 0 ? truth(bytes.u8(6)) : QString();
+            break;
+        case SharedTextRecord:
+            if (const unsigned number = bytes.u32(6); number < m_texts.size())
+                cell.text = m_texts[number];
+            break;
+        case OwnTextRecord:
+        case StyledTextRecord:
+            cell.text = text(bytes, 8, bytes.u16(6));
+            break;
+        default:
+            continue;
         }
+        if (cell.number)
+            cell.format = format(bytes.u16(4));
+        found(cell);
     }
-    return results;
+    return false;
 }
 
 void WorkbookRecords::readGlobals()
 {
     Records records(m_stream, 0);
-    while (records.next() && records.id() != EndRecord) {
+    while (records.next() && !m_isReadable) {
         const Bytes bytes = records.bytes();
         switch (records.id()) {
         case BeginRecord:
             m_hasTextFlags = bytes.u16(0) >= 0x0600;
+            break;
+        case EndRecord:
+            m_isReadable = true;
+            break;
+        case From1904Record:
+            m_isFrom1904 = bytes.u16(0);
             break;
         case EncryptionRecord:
             m_isEncrypted = true;
             break;
         case WindowRecord:
             m_opensOn = bytes.u16(10);
+            break;
+        case CodePageRecord:
+            m_codePage = "cp" + QByteArray::number(bytes.u16(0));
             break;
         case SheetRecord:
             m_sheets.push_back({bytes.u32(0), bytes.u8(5) == 0});
@@ -288,16 +302,55 @@ void WorkbookRecords::readGlobals()
             m_formats[bytes.u16(0)] = classified(m_hasTextFlags ? text(bytes, 4, bytes.u16(2))
                                                                 : text(bytes, 3, bytes.u8(2)));
             break;
+        case TextsRecord:
+            readTexts(bytes);
+            break;
         default:
             break;
         }
     }
 }
 
+void WorkbookRecords::readTexts(const Bytes &bytes)
+{
+    for (qsizetype at = 8; at < bytes.size();) {
+        at += 2;
+        m_texts.push_back(takeText(bytes, at, bytes.u16(at - 2)));
+    }
+}
+
 QString WorkbookRecords::text(const Bytes &bytes, qsizetype at, qsizetype length) const
 {
-    return m_hasTextFlags ? bytes.text(at + 1, length, bytes.u8(at) & 1)
-                          : bytes.text(at, length, false);
+    return takeText(bytes, at, length);
+}
+
+/// Of up to `length` characters; `at` is then behind it.
+QString WorkbookRecords::takeText(const Bytes &bytes, qsizetype &at, qsizetype length) const
+{
+    if (!m_hasTextFlags) {
+        QStringDecoder decoder(m_codePage.constData());
+        return decoder.isValid() ? decoder(bytes.part(at, length))
+                                 : windows1252Decoder()(bytes.part(at, length));
+    }
+    unsigned flags = bytes.u8(at++);
+    // Behind the characters: what is styled, and what is said of their pronunciation.
+    qsizetype behind = 0;
+    if (flags & 8) {
+        behind += 4 * qsizetype(bytes.u16(at));
+        at += 2;
+    }
+    if (flags & 4) {
+        behind += bytes.u32(at);
+        at += 4;
+    }
+    QString text;
+    for (; at < bytes.size() && text.size() < length; at += flags & 1 ? 2 : 1) {
+        if (bytes.isSeam(at)) // the width may change there
+            flags = bytes.u8(at++);
+        text += QChar(char16_t(flags & 1 ? bytes.u16(at) : bytes.u8(at)));
+    }
+    at += behind;
+    return text;
 }
 
 WorkbookRecords::Format WorkbookRecords::format(unsigned cellFormat) const

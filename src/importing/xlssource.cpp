@@ -1,34 +1,19 @@
 #include "xlssource.h"
 
 #include "dateformat.h"
+#include "workbookrecords.h"
+
 #include "storageerror.h"
 
 #include <QDateTime>
 #include <QFile>
-#include <QFileInfo>
 #include <QLocale>
 
-#include <freexl.h>
-
+#include <algorithm>
 #include <cmath>
 
 namespace
 {
-
-[[noreturn]] void fail(const QString &path, const QString &reason)
-{
-    throw StorageError(0, QStringLiteral("File system"),
-                       QStringLiteral("Cannot read %1: %2").arg(path, reason));
-}
-
-QString reason(int code, const QByteArray &start)
-{
-    if (code == FREEXL_INSUFFICIENT_MEMORY)
-        return QStringLiteral("there is not enough memory.");
-    if (!start.startsWith("\xd0\xcf\x11\xe0"))
-        return QStringLiteral("it is not an .xls workbook.");
-    return QStringLiteral("the workbook is damaged or cut off (FreeXL error %1).").arg(code);
-}
 
 QString shown(double number)
 {
@@ -62,15 +47,15 @@ QString shown(const QDateTime &moment)
     return shown(moment.date()) + QLatin1Char(' ') + shown(moment.time());
 }
 
-QString shown(const WorkbookRecords::Result &result, bool from1904)
+QString shown(const WorkbookRecords::Cell &cell, bool from1904)
 {
     using Shows = WorkbookRecords::Format::Shows;
-    if (!result.number)
-        return result.text;
+    if (!cell.number)
+        return cell.text;
     // Days and parts of a day.
-    const double number = *result.number;
+    const double number = *cell.number;
     constexpr double lastDay = 2'958'465; // of the year 9999
-    const auto &format = result.format;
+    const auto &format = cell.format;
     if (format.shows == Shows::Number || !(number >= 0 && number <= lastDay))
         return shown(number);
     const QDate first = from1904 ? QDate(1904, 1, 1) : QDate(1899, 12, 30);
@@ -90,70 +75,36 @@ QString shown(const WorkbookRecords::Result &result, bool from1904)
 
 XlsSource::XlsSource(const QString &path)
 {
-    const QFileInfo info(path);
-    if (info.exists() && !info.isFile())
-        fail(path, QStringLiteral("it is not a file."));
+    if (isNoFile(path))
+        cannotRead(path, QStringLiteral("it is not a file."));
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        fail(path, file.errorString());
-    const void *workbook = nullptr;
-    const int code = freexl_open(QFile::encodeName(path).constData(), &workbook);
-    m_workbook.reset(workbook);
+        cannotRead(path, file.errorString());
+    if (!file.peek(4).startsWith("\xd0\xcf\x11\xe0"))
+        cannotRead(path, QStringLiteral("it is not an .xls workbook."));
     const WorkbookRecords records(path);
     if (records.isEncrypted())
-        fail(path, QStringLiteral("the workbook is protected by a password."));
-    if (code != FREEXL_OK)
-        fail(path, reason(code, file.peek(4)));
-
-    const auto sheet = records.sheet();
-    unsigned short columns = 0;
-    if (!sheet ||
-        freexl_select_active_worksheet(m_workbook.get(), static_cast<unsigned short>(*sheet)) !=
-            FREEXL_OK ||
-        freexl_worksheet_dimensions(m_workbook.get(), &m_rows, &columns) != FREEXL_OK) {
-        fail(path, QStringLiteral("the workbook has no sheet with cells."));
-    }
-    unsigned dateMode = 0;
-    freexl_get_info(m_workbook.get(), FREEXL_BIFF_DATEMODE, &dateMode);
-    m_from1904 = dateMode == FREEXL_BIFF_DATEMODE_1904;
-    m_results = records.results(*sheet, unsigned(m_record.size()));
-    if (!m_results.empty())
-        m_rows = std::max(m_rows, m_results.rbegin()->first.first + 1);
-}
-
-void XlsSource::Close::operator()(const void *workbook) const
-{
-    freexl_close(workbook);
+        cannotRead(path, QStringLiteral("the workbook is protected by a password."));
+    if (records.isReadable() && !records.sheet())
+        cannotRead(path, QStringLiteral("the workbook has no sheet with cells."));
+    const auto take = [&](const WorkbookRecords::Cell &cell) {
+        if (cell.column >= std::tuple_size_v<RecipientRecord>)
+            return;
+        m_rows.resize(std::max<size_t>(m_rows.size(), cell.row + 1));
+        m_rows[cell.row][cell.column] =
+            shown(cell, records.isFrom1904()).remove(QChar()).toStdString();
+    };
+    if (!records.isReadable() || !records.read(*records.sheet(), take))
+        cannotRead(path,
+                   QStringLiteral("it holds no workbook, or one that is damaged or cut off."));
 }
 
 bool XlsSource::next()
 {
-    if (++m_row >= m_rows)
-        return false;
-    for (unsigned column = 0; column < m_record.size(); ++column)
-        m_record[column] = cell(column).remove(QChar()).toStdString();
-    return !m_record.front().empty();
+    return ++m_row < m_rows.size() && !m_rows[m_row].front().empty();
 }
 
 double XlsSource::progress() const
 {
-    return m_rows > 0 ? std::min(1.0, double(m_row) / m_rows) : 1;
-}
-
-QString XlsSource::cell(unsigned column) const
-{
-    if (const auto result = m_results.find({m_row, column}); result != m_results.end())
-        return shown(result->second, m_from1904);
-    FreeXL_CellValue value;
-    if (freexl_get_cell_value(m_workbook.get(), m_row, static_cast<unsigned short>(column),
-                              &value) != FREEXL_OK) {
-        return {}; // outside of what the sheet holds
-    }
-    if (value.type == FREEXL_CELL_INT)
-        return QString::number(value.value.int_value);
-    if (value.type == FREEXL_CELL_DOUBLE)
-        return shown(value.value.double_value);
-    if (value.type == FREEXL_CELL_NULL)
-        return {};
-    return QString::fromUtf8(value.value.text_value);
+    return m_rows.empty() ? 1 : std::min(1.0, double(m_row) / double(m_rows.size()));
 }

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "recipientsource.h"
-#include "workbookrecords.h"
 
-#include <memory>
+#include <QString>
+
+#include <vector>
 
 /// Recipients in the rows of an .xls workbook: from the second row of the sheet that it opens on,
 /// until a row whose first cell is empty. Cells are read as the text they show: whole numbers have
@@ -16,19 +17,10 @@ public:
 
     bool next() override;
     qint64 number() const override { return qint64(m_row) + 1; }
-    const RecipientRecord &record() const override { return m_record; }
+    const RecipientRecord &record() const override { return m_rows[m_row]; }
     double progress() const override;
 
 private:
-    QString cell(unsigned column) const;
-
-    struct Close {
-        void operator()(const void *workbook) const;
-    };
-    std::unique_ptr<const void, Close> m_workbook;
-    WorkbookRecords::Results m_results;
-    bool m_from1904 = false; // the day that dates are counted from
-    unsigned m_row = 0;
-    unsigned m_rows = 0;
-    RecipientRecord m_record;
+    std::vector<RecipientRecord> m_rows; // of all that the sheet has, the headings too
+    size_t m_row = 0;
 };
