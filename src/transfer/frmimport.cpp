@@ -1,8 +1,8 @@
 #include "frmimport.h"
 
-#include "frmsample.h"
 #include "spreadsheet.h"
 #include "ui_frmimport.h"
+#include "ui_frmsample.h"
 
 #include "frametitle.h"
 #include "operator.h"
@@ -19,19 +19,22 @@ frmImport::frmImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Oper
     , m_spreadsheet(spreadsheet)
     , m_op(op)
     , m_import(folder, spreadsheet, op, *this, yield)
-    , m_sample(new frmSample(this))
+    , m_sample(new QDialog(this))
 {
     m_ui->setupUi(this);
+    Ui::frmSample().setupUi(m_sample);
+    m_ui->logBox->setUp(op, [&folder](const QString &path) { folder.refuseOwnFile(path); });
     constexpr int pictureSize = 96;
     m_ui->Image1->setPixmap(QIcon::fromTheme(QStringLiteral("document-import"))
                                 .pixmap({pictureSize, pictureSize}, devicePixelRatio()));
     for (QLabel *&panel : m_panels)
         panel = addStatusPanel(*m_ui->StatusBar1);
     connect(m_ui->cmdOpen, &QPushButton::clicked, this, &frmImport::chooseFile);
-    connect(m_ui->cmdSample, &QPushButton::clicked, m_sample, &frmSample::exec);
+    connect(m_ui->cmdSample, &QPushButton::clicked, m_sample, &QDialog::exec);
     connect(m_ui->cmdSampleXLS, &QPushButton::clicked, this, &frmImport::showSampleWorkbook);
     connect(m_ui->cmdImport, &QPushButton::clicked, this, &frmImport::import);
-    connect(m_ui->cmdCancel, &QPushButton::clicked, this, [this] { m_import.abort(); });
+    connect(m_ui->cmdCancel, &QPushButton::clicked, this, &frmImport::abortWork);
+    connect(m_ui->cmdClose, &QPushButton::clicked, this, &frmImport::reject);
     setRunning(false);
 }
 
@@ -66,7 +69,7 @@ void frmImport::chooseFile()
 void frmImport::import()
 {
     const QString path = m_ui->Text1->text();
-    m_ui->txtLog->clear();
+    m_ui->logBox->clear();
     showLog(true);
     setRunning(true);
     m_import.run(m_listId, path, RecipientImport::isWorkbook(path), m_ui->CombSep->currentText());
@@ -83,14 +86,10 @@ void frmImport::showSampleWorkbook()
     m_op.tell(why.arg(path) + tr("\r\nYou must install Microsoft Excel !"));
 }
 
-void frmImport::abortWork()
-{
-    m_import.abort();
-}
-
 void frmImport::setRunning(bool isRunning)
 {
-    for (QWidget *widget : std::initializer_list<QWidget *>{m_ui->Frame1, m_ui->cmdImport})
+    for (QWidget *widget : std::initializer_list<QWidget *>{
+             m_ui->Frame1, m_ui->cmdImport, m_ui->cmdClose, m_ui->logBox->saveButton()})
         widget->setEnabled(!isRunning);
     m_ui->cmdCancel->setEnabled(isRunning);
     m_ui->ProgressBar1->setVisible(isRunning);
@@ -101,7 +100,7 @@ void frmImport::setRunning(bool isRunning)
 void frmImport::showLog(bool isShown)
 {
     m_ui->picture->setVisible(!isShown);
-    m_ui->txtLog->setVisible(isShown);
+    m_ui->logBox->setVisible(isShown);
 }
 
 void frmImport::showCounts(const ImportCounts &counts, double progress)
@@ -114,6 +113,5 @@ void frmImport::showCounts(const ImportCounts &counts, double progress)
 
 void frmImport::appendLog(const QString &text)
 {
-    m_ui->txtLog->moveCursor(QTextCursor::End);
-    m_ui->txtLog->insertPlainText(text);
+    m_ui->logBox->append(text);
 }

@@ -6,7 +6,6 @@
 #include <array>
 #include <memory>
 
-class frmSample;
 class QLabel;
 
 namespace Ui
@@ -30,7 +29,7 @@ public:
     void importInto(qint64 listId, const QString &listName);
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_import.abort(); }
 
 private:
     void SetAttribute(qint64 listId, const QString &listName);
@@ -48,7 +47,7 @@ private:
     Spreadsheet &m_spreadsheet;
     Operator &m_op;
     RecipientImport m_import;
-    frmSample *m_sample;
+    QDialog *m_sample;
     std::array<QLabel *, 3> m_panels;
     qint64 m_listId = 0;
 };
