@@ -9,12 +9,12 @@
 #include "frmmgrlist.h"
 #include "frmmgrmsg.h"
 #include "frmnewjob.h"
-#include "frmnewlist.h"
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmpreview.h"
 #include "frmsend.h"
 #include "joblistpanel.h"
+#include "listdialogs.h"
 
 #include "messagestore.h"
 #include "jobrow.h"

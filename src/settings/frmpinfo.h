@@ -29,6 +29,9 @@ public:
     /// Fills the boxes with the stored settings.
     void SetInfo();
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void apply();
     void closeWindow();

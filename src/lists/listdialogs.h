@@ -8,12 +8,17 @@
 #include <memory>
 
 class Operator;
+class QComboBox;
 class StorageError;
 
 namespace Ui
 {
+class frmEditList;
 class frmNewList;
-}
+} // namespace Ui
+
+/// Adds the types in use to those the box offers. Throws StorageError.
+void LoadListType(QComboBox &types, const ListCatalogue &catalogue);
 
 /// The dialog that makes a list. It is made once and hidden between uses.
 class frmNewList final : public QDialog
@@ -33,12 +38,27 @@ public:
 
 private:
     bool create();
-    void createAndImport();
     void tellFailure(const StorageError &error);
 
     std::unique_ptr<Ui::frmNewList> m_ui;
     ListCatalogue m_catalogue;
     Operator &m_op;
-    Import m_import;
     qint64 m_listId = 0;
+};
+
+/// The dialog about a list's name and type. It is made once and hidden between uses.
+class frmEditList final : public QDialog
+{
+    Q_OBJECT
+
+public:
+    /// `op` must outlive the window.
+    explicit frmEditList(Operator &op, QWidget *parent = nullptr);
+    ~frmEditList() override;
+
+    /// Shows the dialog for `list`, which gets the name and type as typed; true for "Save".
+    bool edit(MailList &list);
+
+private:
+    std::unique_ptr<Ui::frmEditList> m_ui;
 };
