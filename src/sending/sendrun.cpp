@@ -10,6 +10,7 @@
 #include "clock.h"
 #include "connection.h"
 #include "keyset.h"
+#include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "sendmail.h"
@@ -189,7 +190,7 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     m_view.showPanel(RunView::Current,
                      (pass == 0 ? QStringLiteral("Connecting to ")
                                 : QStringLiteral("Resend fail emails, connecting to ")) +
-                         settings.smtpServer + QStringLiteral(" ... "));
+                         shownMailHost(settings.smtpServer) + QStringLiteral(" ... "));
     connectTransport(message, settings);
     const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
     SendLog log(m_folder, m_clock);
