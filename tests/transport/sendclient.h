@@ -70,12 +70,6 @@ inline ServerRule answer(const QByteArray &command, const QByteArrayList &reply,
     return {.command = command, .reply = reply, .skip = skip, .times = times};
 }
 
-/// Delays the answer to a command.
-inline ServerRule delay(const QByteArray &command, std::chrono::milliseconds time)
-{
-    return {.command = command, .delay = time};
-}
-
 /// Makes the server one that wants each command by itself.
 inline ServerRule withoutPipelining()
 {

@@ -26,9 +26,8 @@ private slots:
         const QStringList usable =
             words("postmaster a@localhost @example.org a@ a..b@example.org .a@example.org "
                   "a.@example.org a@-x.org a@x-.org a@x..org a@x_y.org a@example.org.")
-            << QString(65, u'a') + u"@example.org"_s
-            << QString(33, QChar(0xe4)) + u"@example.org"_s << u"a@d"_s + label + u".org"_s
-            << u"ab@"_s + three + QString(60, u'e');
+            << QString(65, u'a') + u"@example.org"_s << QString(33, QChar(0xe4)) + u"@example.org"_s
+            << u"a@d"_s + label + u".org"_s << u"ab@"_s + three + QString(60, u'e');
         // Two addresses, or part of a command; where no rule of the shape asks for it as well.
         const QStringList useless =
             words("a@x,b@y.org a@x;b@y.org a,b@example.org Team:a@x.org; a@x.org(b@y.org) "
