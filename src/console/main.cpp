@@ -10,6 +10,8 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <vector>
 
@@ -173,6 +175,7 @@ ExitStatus run(const QStringList &arguments)
 
 int main(int argc, char *argv[])
 {
+    umask(077); // what the program writes holds recipients
     QCoreApplication app(argc, argv);
     const int status = run(app.arguments());
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
