@@ -35,17 +35,10 @@ QString readBodyFile(const QString &path)
     if (file.error() != QFileDevice::NoError)
         fail(path, file.errorString());
 
-    const QString text = decodeFile(content);
-    QString body;
-    body.reserve(text.size());
-    for (qsizetype start = 0; start < text.size();) {
-        qsizetype end = start;
-        while (end < text.size() && text[end] != QLatin1Char('\r') &&
-               text[end] != QLatin1Char('\n'))
-            ++end;
-        body += QStringView(text).sliced(start, end - start);
-        body += QLatin1String("\r\n");
-        start = end + (QStringView(text).sliced(end).startsWith(QLatin1String("\r\n")) ? 2 : 1);
-    }
-    return body;
+    constexpr QLatin1Char lineEnd('\n');
+    QString text = decodeFile(content).replace(QStringLiteral("\r\n"), lineEnd);
+    text.replace(QLatin1Char('\r'), lineEnd);
+    if (!text.isEmpty() && !text.endsWith(lineEnd))
+        text += lineEnd;
+    return text.replace(lineEnd, QStringLiteral("\r\n"));
 }

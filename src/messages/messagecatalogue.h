@@ -18,7 +18,7 @@ struct MessageHead {
 enum class MessageField { Subject, SenderName };
 
 /// The messages whose field contains `text`, by increasing number; every message for an empty text.
-/// `text` is a pattern of the database's "like" and is not quoted. Throws StorageError.
+/// "%" and "_" in it stand for any characters and any one. Throws StorageError.
 std::vector<MessageHead> findMessages(const ProgramFolder &folder,
                                       MessageField field = MessageField::Subject,
                                       const QString &text = {});

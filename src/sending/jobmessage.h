@@ -17,6 +17,8 @@ struct JobMessage {
     std::array<QString, 3> attachments; ///< full paths; empty where there is none
     QString body;                       ///< the template, with its merge fields
 
+    bool operator==(const JobMessage &) const = default;
+
     /// The paths that are set, in order.
     QStringList attachmentPaths() const;
     /// The first attachment that is no file; empty when all are there.
