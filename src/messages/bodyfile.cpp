@@ -35,10 +35,10 @@ QString readBodyFile(const QString &path)
     if (file.error() != QFileDevice::NoError)
         fail(path, file.errorString());
 
-    constexpr QLatin1Char lineEnd('\n');
-    QString text = decodeFile(content).replace(QStringLiteral("\r\n"), lineEnd);
-    text.replace(QLatin1Char('\r'), lineEnd);
-    if (!text.isEmpty() && !text.endsWith(lineEnd))
-        text += lineEnd;
-    return text.replace(lineEnd, QStringLiteral("\r\n"));
+    const QString crLf = QStringLiteral("\r\n");
+    const QString lf = QStringLiteral("\n");
+    QString text = decodeFile(content).replace(crLf, lf).replace(QLatin1Char('\r'), lf);
+    if (!text.isEmpty() && !text.endsWith(lf))
+        text += lf;
+    return text.replace(lf, crLf);
 }
