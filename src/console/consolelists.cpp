@@ -3,10 +3,10 @@
 #include "table.h"
 #include "terminal.h"
 
+#include "desktopspreadsheet.h"
 #include "listcatalogue.h"
 #include "recipientexport.h"
 #include "recipientimport.h"
-#include "spreadsheet.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -2,7 +2,7 @@
 
 #include "ui_frmemail.h"
 
-#include "listcount.h"
+#include "listcatalogue.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"

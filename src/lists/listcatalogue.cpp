@@ -1,7 +1,6 @@
 #include "listcatalogue.h"
 
 #include "connection.h"
-#include "listcount.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -148,4 +147,16 @@ qint64 ListCatalogue::add(const QString &name, const QString &type,
         throw;
     }
     return listId;
+}
+
+qint64 storeRecipientCount(const ProgramFolder &folder, qint64 listId)
+{
+    Connection list(folder.listConnectionString(listId));
+    const qint64 count = list.number(QStringLiteral("select count(*) from email"));
+    Connection system(folder.systemConnectionString());
+    system.execute(
+        QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
+            .arg(count)
+            .arg(listId));
+    return count;
 }

@@ -22,7 +22,7 @@ constexpr qint64 stepMs = 8;
 
 void RecipientModel::load(const QString &listConnectionString, const RecipientQuery &query)
 {
-    auto rows = std::make_unique<RecipientRows>(listConnectionString, RecipientQuery::columns(),
+    auto rows = std::make_unique<Keyset>(listConnectionString, RecipientQuery::columns(),
                                                 query.condition(), query.order(), firstKeys);
     beginResetModel();
     m_rows = std::move(rows);

@@ -16,7 +16,7 @@
 #include "frmsend.h"
 #include "joblistpanel.h"
 
-#include "jobmessage.h"
+#include "messagestore.h"
 #include "jobrow.h"
 #include "operator.h"
 #include "programfolder.h"

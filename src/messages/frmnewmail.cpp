@@ -4,7 +4,6 @@
 
 #include "bodyfile.h"
 #include "connection.h"
-#include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "scratchpage.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "htmlview.h"
-#include "jobmessage.h"
+#include "messagestore.h"
 
 #include <QDialog>
 

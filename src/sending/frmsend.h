@@ -1,7 +1,7 @@
 #pragma once
 
-#include "buttondialog.h"
-#include "jobmessage.h"
+#include "dialogs.h"
+#include "messagestore.h"
 
 #include <functional>
 #include <memory>

@@ -175,7 +175,7 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
                                      (failedOnly ? failures : QString()));
     row.setNumber(JobCell::Total, total);
     m_view.showRow(row);
-    Keyset recipients(list, QStringLiteral("*"),
+    Keyset recipients(listDatabase, QStringLiteral("*"),
                       failedOnly ? failures
                                  : QStringLiteral(" where mid > ") + row[JobCell::LastSentId]);
     if (!failedOnly)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "jobmessage.h"
+#include "messagestore.h"
 #include "jobrow.h"
 
 #include <QObject>

@@ -1,6 +1,6 @@
 #include "testsend.h"
 
-#include "jobmessage.h"
+#include "messagestore.h"
 
 #include "operator.h"
 #include "sendmail.h"

@@ -229,8 +229,9 @@ void TestStorage::keysetStaysAsOpened()
     for (int i = 1; i <= count; ++i)
         addresses += QStringLiteral("r%1@example.org").arg(i);
     const qint64 list = folder.addList("L", addresses);
-    Connection connection(folder.folder().listConnectionString(list));
-    Keyset keyset(connection, QStringLiteral("*"), QStringLiteral(" where mid > 2"));
+    const QString connectionString = folder.folder().listConnectionString(list);
+    Connection connection(connectionString);
+    Keyset keyset(connectionString, QStringLiteral("*"), QStringLiteral(" where mid > 2"));
     connection.execute(QStringLiteral("delete from email where mid=200"));
     connection.execute(QStringLiteral("insert into email (email) values ('new@example.org')"));
     QCOMPARE(keyset.size(), count - 2);
