@@ -112,8 +112,9 @@ std::vector<MessageHead> findMessages(const ProgramFolder &folder, MessageField 
         return heads(folder, QStringLiteral("order by msgid "));
     const QString column =
         field == MessageField::Subject ? QStringLiteral("subject") : QStringLiteral("sendername");
-    return heads(folder, QStringLiteral("where ") + column + QStringLiteral(" like '%") + text +
-                             QStringLiteral("%'  order by msgid "));
+    return heads(folder, QStringLiteral("where ") + column + QStringLiteral(" like ") +
+                             quoted(QLatin1Char('%') + text + QLatin1Char('%')) +
+                             QStringLiteral("  order by msgid "));
 }
 
 MessageHead messageHead(const ProgramFolder &folder, qint64 number)

@@ -19,6 +19,8 @@ struct JobMessage {
     std::array<QString, 3> attachments; ///< full paths; empty where there is none
     QString body;                       ///< the template, with its merge fields
 
+    bool operator==(const JobMessage &) const = default;
+
     /// The paths that are set, in order.
     QStringList attachmentPaths() const;
     /// The first attachment that is no file; empty when all are there.
@@ -47,7 +49,7 @@ struct MessageHead {
 enum class MessageField { Subject, SenderName };
 
 /// The messages whose field contains `text`, by increasing number; every message for an empty text.
-/// `text` is a pattern of the database's "like" and is not quoted. Throws StorageError.
+/// "%" in it stands for any text, "_" for any character. Throws StorageError.
 std::vector<MessageHead> findMessages(const ProgramFolder &folder,
                                       MessageField field = MessageField::Subject,
                                       const QString &text = {});

@@ -47,4 +47,5 @@ private:
     std::function<void()> m_showOptions;
     JobMessage m_message;
     TestSend *m_test = nullptr; ///< while the window is shown
+    bool m_isUnderWay = false;  ///< no outcome yet
 };
