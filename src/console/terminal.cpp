@@ -3,11 +3,11 @@
 #include "settingsstore.h"
 
 #include <QStringList>
-#include <QTextStream>
 
 #include <csignal>
-#include <cstdio>
+#include <iostream>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -16,11 +16,6 @@ namespace
 constexpr int linesEvery = 100;
 
 volatile std::sig_atomic_t signalled = 0;
-
-void print(std::FILE *file, const QString &text)
-{
-    QTextStream(file) << text;
-}
 
 /// Message texts are made for message boxes and may break lines as those do; names and replies in
 /// them may hold what a terminal would obey.
@@ -45,6 +40,12 @@ QString withoutControls(QString text)
     return text;
 }
 
+void print(std::FILE *file, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), file);
+}
+
 void printResult(const QString &text)
 {
     print(stdout, text + QLatin1Char('\n'));
@@ -53,11 +54,6 @@ void printResult(const QString &text)
 void printMessage(const QString &text)
 {
     print(stderr, withLineFeeds(text) + QLatin1Char('\n'));
-}
-
-void printRaw(const QString &text)
-{
-    print(stderr, text);
 }
 
 void ConsoleOperator::tell(const QString &text, const QString &)
@@ -74,15 +70,18 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
         printMessage(text + (yes ? QStringLiteral(" Yes") : QStringLiteral(" No")));
         return yes;
     }
-    QTextStream input(stdin);
     for (;;) {
         print(stderr, withLineFeeds(text) + QStringLiteral(" [y/n] "));
-        const QString answer = input.readLine();
-        if (answer.isNull()) // end of input
+        // Unlike a read, which goes on, the wait for input ends with a signal.
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (!signalled && ::poll(&input, 1, -1) < 0) {
+        }
+        std::string answer;
+        if (signalled || !std::getline(std::cin, answer))
             return false;
-        if (answer.startsWith(QLatin1Char('y'), Qt::CaseInsensitive))
+        if (answer.starts_with('y') || answer.starts_with('Y'))
             return true;
-        if (answer.startsWith(QLatin1Char('n'), Qt::CaseInsensitive))
+        if (answer.starts_with('n') || answer.starts_with('N'))
             return false;
     }
 }
@@ -116,12 +115,6 @@ void ConsoleView::setRunning(bool running)
         m_handled = m_failed = 0;
 }
 
-void ConsoleView::openOptions()
-{
-    printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
-                     .arg(SettingsStore::location()));
-}
-
 void ConsoleView::draw()
 {
     const QString counts =
@@ -131,18 +124,40 @@ void ConsoleView::draw()
     m_bar.show(double(m_percent) / 100, m_handled, counts);
 }
 
-SignalYield::SignalYield()
+void tellSettings()
 {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { signalled = 1; };
-    action.sa_flags = SA_RESETHAND | SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
+                     .arg(SettingsStore::location()));
+}
+
+SignalYield::SignalYield(ProgressBar &bar)
+    : m_bar(bar)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action = {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = [](int) { signalled = 1; };
+        action.sa_flags = SA_RESTART | (number == SIGHUP ? 0 : int(SA_RESETHAND));
+        sigaction(number, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void SignalYield::onSignal(const QString &notice, std::function<void()> stop)
+{
+    m_notice = notice;
+    m_stop = std::move(stop);
 }
 
 void SignalYield::yield()
 {
     m_events.yield();
-    if (signalled && m_pause)
-        m_pause();
+    if (!signalled || !m_stop)
+        return;
+    m_bar.clear();
+    if (!m_notice.isEmpty())
+        printMessage(std::exchange(m_notice, {}));
+    m_stop();
 }

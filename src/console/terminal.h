@@ -6,13 +6,14 @@
 #include "runview.h"
 #include "yield.h"
 
+#include <cstdio>
 #include <functional>
 
 /// Results go to standard output, everything else to standard error.
 void printResult(const QString &text);
 void printMessage(const QString &text);
-/// To standard error as it is, without a line end.
-void printRaw(const QString &text);
+/// As it is, without a line end.
+void print(std::FILE *file, const QString &text);
 
 /// Names are printed on one line, whatever they hold: control characters but the tab, which a
 /// terminal would obey, become blanks.
@@ -56,7 +57,7 @@ public:
     void showWaiting(bool) override {}
     void setRunning(bool running) override;
     void highlightRow(const JobRow &, bool) override {}
-    void openOptions() override;
+    void openOptions() override { tellSettings(); }
 
 private:
     void draw();
@@ -67,16 +68,24 @@ private:
     int m_failed = 0;
 };
 
-/// Turns SIGINT and SIGTERM into a call of `pause` at the next yield. A second signal of the kind
-/// ends the program at once.
+/// Where the operator enters what a run or a test send lacks.
+void tellSettings();
+
+/// Turns SIGINT, SIGTERM and SIGHUP into a call at the next yield. A second SIGINT or SIGTERM ends
+/// the program at once; a terminal that closes may say so more than once, and writing to it then
+/// ends nothing. A signal that whoever started the program ignores stays ignored.
 class SignalYield final : public Yield
 {
 public:
-    SignalYield();
+    /// `bar` makes room for what is said.
+    explicit SignalYield(ProgressBar &bar);
     void yield() override;
-    void onSignal(std::function<void()> pause) { m_pause = std::move(pause); }
+    /// `notice` is printed at the first signal.
+    void onSignal(const QString &notice, std::function<void()> stop);
 
 private:
     EventLoopYield m_events;
-    std::function<void()> m_pause;
+    ProgressBar &m_bar;
+    QString m_notice;
+    std::function<void()> m_stop;
 };
