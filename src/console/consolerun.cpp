@@ -58,7 +58,7 @@ void recover(const ProgramFolder &folder)
                          .arg(name));
 }
 
-ExitStatus exitStatus(SendRun::Result result, int failed)
+ExitStatus exitStatus(SendRun::Result result, qint64 failed)
 {
     switch (result) {
     case SendRun::Result::Complete:
@@ -105,7 +105,7 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
                    [&run] { run.requestPause(); });
     const SendRun::Result result = run.start(row, message, options.failedOnly);
     print({findJob(folder, row[JobCell::Id])});
-    return exitStatus(result, run.failed());
+    return exitStatus(result, run.progress().pass.failed);
 }
 
 ExitStatus resetJob(const ProgramFolder &folder, const QString &job)

@@ -2,6 +2,7 @@
 
 #include "settingsstore.h"
 
+#include <QRegularExpression>
 #include <QStringList>
 
 #include <csignal>
@@ -86,42 +87,43 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
-void ConsoleView::showRow(const JobRow &) {}
-
-void ConsoleView::showPanel(Panel panel, const QString &text)
-{
-    const auto count = [&text] { return text.section(QLatin1Char(':'), 1).toInt(); };
-    if (panel == Sent) {
-        m_handled = count();
-    } else if (panel == Failed) {
-        m_failed = count();
-        draw();
-    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_bar.isOnTerminal() &&
-               !text.startsWith(QLatin1Char(' '))) {
-        printMessage(text.trimmed());
-    }
-}
-
-void ConsoleView::showProgress(float percent)
-{
-    m_percent = percent;
-}
-
-void ConsoleView::setRunning(bool running)
+void ConsoleView::beginPass(const JobRow &)
 {
     m_bar.start();
-    m_percent = 0;
-    if (running)
-        m_handled = m_failed = 0;
+    m_isConnecting = true;
+    m_told = 0;
 }
 
-void ConsoleView::draw()
+void ConsoleView::showProgress(const RunProgress &progress)
 {
-    const QString counts =
-        QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
-    if (!m_bar.isOnTerminal() && m_handled % linesEvery == 0)
-        printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_handled));
-    m_bar.show(double(m_percent) / 100, m_handled, counts);
+    if (std::exchange(m_isConnecting, false))
+        printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
+                                          : QStringLiteral("Resend fail emails, connecting to ")) +
+                     progress.server + QStringLiteral(" ... "));
+    const qint64 handled = progress.pass.sent();
+    const QString counts = QStringLiteral("%1 of %2, %3 failed")
+                               .arg(handled)
+                               .arg(progress.toHandle)
+                               .arg(progress.pass.failed);
+    const bool isOver = progress.phase == RunProgress::Phase::Ended;
+    if (!m_bar.isOnTerminal() && handled >= m_told + (isOver ? 1 : linesEvery)) {
+        m_told = handled;
+        printMessage(counts + QStringLiteral(", ") + m_bar.rate(handled));
+    }
+    m_bar.show(double(handled) / double(std::max<qint64>(progress.toHandle, 1)), handled, counts);
+}
+
+void ConsoleView::noteFailure(const QString &address, const QString &reason)
+{
+    // Whom a reply is about, and its numbers, do not make it another kind; its code does.
+    static const QRegularExpression particulars(
+        QStringLiteral("(?<!\\S)(?!\\d{3}\\s)\\S*[@\\d]\\S*"));
+    const QString kind = QString(reason).remove(particulars);
+    if (m_kinds.contains(kind))
+        return;
+    m_kinds.insert(kind);
+    m_bar.clear();
+    printMessage(QStringLiteral("Failed: %1: %2").arg(address, reason));
 }
 
 void tellSettings()

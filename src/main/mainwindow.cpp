@@ -164,7 +164,7 @@ void Main::connectPanels()
     connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
     connect(m_preview, &PreviewPanel::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
-                m_panels->setText(RunView::Current, tr("Record: %1/%2").arg(position).arg(count));
+                m_panels->setText(StatusPanels::current, tr("Record: %1/%2").arg(position).arg(count));
             });
     connect(m_ui->cmdEditMail, &QPushButton::clicked, this, &Main::editMessage);
     connect(m_ui->cmdPreview, &QPushButton::clicked, this, &Main::showPreview);

@@ -16,12 +16,11 @@ class RunScreen final : public QObject, public RunView
 public:
     RunScreen(JobListPanel &jobs, StatusPanels &panels, QProgressBar &progress, QWidget &window);
 
+    void beginPass(const JobRow &row) override;
+    void showProgress(const RunProgress &progress) override;
+    void noteFailure(const QString &, const QString &) override {}
+    void endPass(const JobRow &row, bool isStored) override;
     void showRow(const JobRow &row) override;
-    void showPanel(Panel panel, const QString &text) override;
-    void showProgress(float percent) override;
-    void showWaiting(bool waiting) override;
-    void setRunning(bool running) override;
-    void highlightRow(const JobRow &row, bool reload) override;
     void openOptions() override;
 
 signals:

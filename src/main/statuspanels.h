@@ -12,9 +12,9 @@ class StatusPanels
 {
 public:
     static constexpr int count = 7;
-    /// The panel of the transport's status. The preview's position is in RunView::Current, and the
-    /// others are the run's.
-    static constexpr int transport = 2;
+    /// The transport's status is in the second; the others are the run's, but that the preview's
+    /// position is in `current`.
+    enum { transport = 2, current, lastStatus, sent, success, failed };
 
     explicit StatusPanels(QStatusBar &bar);
     void setText(int panel, const QString &text);
