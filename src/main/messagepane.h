@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bodyview.h"
-#include "jobmessage.h"
+#include "messagestore.h"
 
 #include <memory>
 
