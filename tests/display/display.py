@@ -24,7 +24,7 @@ def start(*command, **options):
 
 
 def output(*command):
-    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=60).stdout
 
 
 def wait(what, condition):
