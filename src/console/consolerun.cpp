@@ -16,9 +16,8 @@ namespace
 
 void print(const std::vector<JobRow> &jobs, bool json = false)
 {
-    // In the order of the cells of a row.
     const std::vector<ListingColumn> columns{
-        {"jobname", "Name"},         {"jobid", "Job", true},
+        {"jobid", "Job", true},      {"jobname", "Name"},
         {"progress", "State"},       {"total", "Total", true},
         {"unsent", "Unsent", true},  {"success", "Success", true},
         {"failure", "Failed", true}, {"start_time", nullptr},
@@ -30,6 +29,7 @@ void print(const std::vector<JobRow> &jobs, bool json = false)
             QStringList cells;
             for (int cell = 0; cell < int(JobCell::Count); ++cell)
                 cells += job[JobCell(cell)];
+            cells.swapItemsAt(int(JobCell::Name), int(JobCell::Id)); // as the columns are
             print(cells);
         }
     };
@@ -104,7 +104,7 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
     yield.onSignal(QStringLiteral("Pausing after the current recipient; once more to quit at once"),
                    [&run] { run.requestPause(); });
     const SendRun::Result result = run.start(row, message, options.failedOnly);
-    print({findJob(folder, row[JobCell::Id])});
+    print({run.progress().row});
     return exitStatus(result, run.progress().pass.failed);
 }
 

@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 
 #include <cstdio>
+#include <limits>
 
 namespace
 {
@@ -45,7 +46,7 @@ QString text(const std::string &word)
 void addCommands(CLI::App &app, Words &words, Action &chosen)
 {
     const auto command = [&](const char *name, const char *purpose, const Action &action) {
-        CLI::App *added = app.add_subcommand(name, purpose);
+        CLI::App *added = app.add_subcommand(name, purpose)->group("Commands");
         added->callback([&chosen, action] { chosen = action; });
         return added;
     };
@@ -62,6 +63,8 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
             ->check(CLI::IsMember({"all", "success", "fail"}));
     };
 
+    const CLI::Range wholeNumber(0, std::numeric_limits<int>::max());
+
     json(command("jobs", "List the jobs",
                  [&](const ProgramFolder &f) { return listJobs(f, words.json); }));
 
@@ -75,12 +78,12 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
         ->add_option("--rerun", words.start.reruns,
                      "Without a terminal to ask on, rerun over failures N more times")
         ->option_text("N")
-        ->check(CLI::NonNegativeNumber);
+        ->check(wholeNumber);
     start
         ->add_option("--batch-pause", words.start.batchPauseMs,
-                     "Wait between two batches of 50 recipients; default: 1000")
+                     "Wait after every 50 recipients; default: 1000")
         ->option_text("MS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(wholeNumber);
 
     job(command("reset", "Forget what became of a job's recipients",
                 [&](const ProgramFolder &f) { return resetJob(f, text(words.target)); }));
@@ -103,7 +106,7 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
                                                      text(words.separator));
                                });
     list(import);
-    word(import, "FILE", words.file, "Where they are");
+    word(import, "FILE", words.file, "What to read");
     import->add_option("--separator", words.separator, "What parts fields, or TAB; default: ,")
         ->option_text("S");
 
@@ -113,7 +116,7 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
             return exportList(f, text(words.target), text(words.file), words.exportFilter());
         });
     list(exporting);
-    word(exporting, "FILE", words.file, "Where they go");
+    word(exporting, "FILE", words.file, "What to write");
     filter(exporting);
 
     json(command("messages", "List the messages",
@@ -127,12 +130,15 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
     word(test, "ADDRESS", words.address, "Who gets it");
 }
 
-/// The error and the usage of the command that it was made in.
+/// The error, and the usage of the command that it was made in.
 std::string wrongUsage(const CLI::App *app, const CLI::Error &error)
 {
-    const bool isUnknown = app->get_subcommands().empty() && app->remaining_size() > 0;
-    return (isUnknown ? "There is no command " + app->remaining().front() : error.what()) + "\n" +
-           app->help();
+    std::string why = error.what();
+    if (app->get_subcommands().empty() && error.get_name() == "RequiredError")
+        why = app->remaining_size() == 0 ? "A command is required"
+                                         : "There is no command " + app->remaining().front();
+    const std::string help = app->help();
+    return why + "\n" + help.substr(help.find("Usage:"));
 }
 
 ExitStatus act(const Action &action, const std::string &folder)
@@ -158,15 +164,16 @@ ExitStatus run(int argc, char *argv[])
     Words words;
     Action action;
     app.require_subcommand(1)->fallthrough();
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
     app.failure_message(wrongUsage);
     app.set_version_flag("--version", "Quillbright " QUILLBRIGHT_VERSION);
     app.add_option("--folder", words.folder,
                    "The program folder; default: the folder of this program")
         ->option_text("DIR")
         ->check([](const std::string &given) { return given.empty() ? "names no folder" : ""; });
+    addCommands(app, words, action);
     app.footer("Exit status: 0 complete, 1 complete with failures, 2 wrong usage, 3 paused or\n"
                "interrupted, 4 refused to start, 5 storage error.");
-    addCommands(app, words, action);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &e) {
