@@ -2,13 +2,12 @@
 #include "listing.h"
 #include "terminal.h"
 
-#include "connection.h"
+#include "desktopspreadsheet.h"
 #include "keyset.h"
 #include "listcatalogue.h"
 #include "programfolder.h"
 #include "recipientimport.h"
 #include "recipientquery.h"
-#include "spreadsheet.h"
 
 namespace
 {
@@ -128,8 +127,8 @@ ExitStatus listMailLists(const ProgramFolder &folder, bool json)
 ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, ExportFilter filter,
                           bool json)
 {
-    Connection database(folder.listConnectionString(findList(folder, list).id));
-    Keyset recipients(database, RecipientQuery::columns(), {});
+    Keyset recipients(folder.listConnectionString(findList(folder, list).id),
+                      RecipientQuery::columns());
     const auto rows = [&](const PrintRow &print) {
         for (qsizetype i = 0; i < recipients.size(); ++i) {
             const Record *recipient = recipients.row(i);

@@ -3,8 +3,7 @@
 #include "terminal.h"
 
 #include "connection.h"
-#include "jobmessage.h"
-#include "messagecatalogue.h"
+#include "messagestore.h"
 #include "programfolder.h"
 #include "settingsstore.h"
 #include "smtpsendmail.h"

@@ -10,6 +10,8 @@
 
 #include <QCoreApplication>
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <limits>
 
@@ -186,6 +188,7 @@ ExitStatus run(int argc, char *argv[])
 
 int main(int argc, char *argv[])
 {
+    umask(077); // what the program writes holds recipients
     const QCoreApplication application(argc, argv);
     const int status = run(argc, argv);
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)

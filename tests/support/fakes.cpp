@@ -35,7 +35,7 @@ T take(std::queue<T> &answers, const QString &question)
 
 ScriptedOperator::~ScriptedOperator()
 {
-    if (!answers.empty() || !passwords.empty() || !files.empty())
+    if (!answers.empty() || !choices.empty() || !passwords.empty() || !files.empty())
         QTest::qFail("A scripted answer was never asked for", __FILE__, __LINE__);
 }
 
@@ -54,6 +54,15 @@ bool ScriptedOperator::ask(const QString &text, const QString &title)
 {
     asked += title + QLatin1Char('|') + text;
     return take(answers, text);
+}
+
+int ScriptedOperator::choose(const QString &text, const QString &title, const QStringList &buttons,
+                             int preset)
+{
+    QStringList shown = buttons;
+    shown[preset] += QLatin1Char('*');
+    asked += QStringList{title, text, shown.join(QLatin1Char('|'))}.join(QLatin1Char('|'));
+    return int(buttons.indexOf(take(choices, text)));
 }
 
 QString ScriptedOperator::inputPassword(const QString &prompt, const QString &title)
