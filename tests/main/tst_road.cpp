@@ -4,6 +4,7 @@
 
 #include "appearance.h"
 #include "desk.h"
+#include "desktopspreadsheet.h"
 #include "frmemail.h"
 #include "frmimport.h"
 #include "frmmgrlist.h"
@@ -14,7 +15,6 @@
 #include "frmpinfo.h"
 #include "frmsend.h"
 #include "smtpserver.h"
-#include "desktopspreadsheet.h"
 #include "testfiles.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"

@@ -96,8 +96,8 @@ private slots:
 
     void insertsFields()
     {
-        for (const TestText name : {"DATE", "EMAIL", "FIRSTNAME", "LASTNAME", "TITLE", "CONTACT",
-                                   "COMPANY", "MEMO"}) {
+        for (const TestText name :
+             {"DATE", "EMAIL", "FIRSTNAME", "LASTNAME", "TITLE", "CONTACT", "COMPANY", "MEMO"}) {
             m_editor->setBody(u"Dear friend,"_s);
             m_text->select(5, 6);
             child<QComboBox>(*m_window, "cbFonts")->setFocus();
