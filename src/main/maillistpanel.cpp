@@ -31,6 +31,7 @@ void MaillistPanel::Load_db(const QString &listConnectionString)
     const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
                                .searchText = m_ui->txtSEmail->text(),
                                .sortField = m_ui->combSort->currentIndex()};
+    m_shown = {};
     try {
         m_ui->DataGrid1->load(listConnectionString, query);
         m_shown = {listConnectionString, query};

@@ -29,7 +29,7 @@ public:
     ~MaillistPanel() override;
 
     /// Fills the grid with the list's recipients that the search bar asks for. A failure is told,
-    /// and leaves the grid as it was.
+    /// and leaves the grid empty.
     void Load_db(const QString &listConnectionString);
     /// Empties the search and takes the order back, for another job.
     void resetSearch();
