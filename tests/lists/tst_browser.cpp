@@ -59,6 +59,7 @@ struct Person {
     {
         const int row = grid->currentIndex().row();
         grid->scrollTo(grid->model()->index(row, column));
+        QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, place(row, column));
         QTest::mouseDClick(grid->viewport(), Qt::LeftButton, {}, place(row, column));
         QVERIFY(editor());
         editor()->selectAll();
@@ -70,21 +71,15 @@ struct Person {
     {
         return qobject_cast<QLineEdit *>(grid->indexWidget(grid->currentIndex()));
     }
-    QString cell(int row, int column) const
-    {
-        return grid->model()->index(row, column).data().toString();
-    }
-    QString names() const
+    QString cell(int row, int col) { return grid->model()->index(row, col).data().toString(); }
+    QString names()
     {
         QStringList result;
         for (int row = 0; row < grid->model()->rowCount(); ++row)
             result += cell(row, 1);
         return result.join(u' ');
     }
-    QString stored() const
-    {
-        return folder.rows("select email, fname from email order by mid", list).join(u' ');
-    }
+    QString stored() { return folder.rows("select email, fname from email", list).join(u' '); }
     QString position() const { return child<QLabel>(window, "Panel1")->text(); }
 };
 
@@ -102,14 +97,13 @@ private slots:
         // Nothing can be typed before "Add" or "Edit".
         QTest::mouseDClick(person.grid->viewport(), Qt::LeftButton, {}, person.place(0, 1));
         QVERIFY(!person.editor());
-        for (const char *end : {"Update", "Undo"}) {
-            for (const bool isEditing : {true, false}) {
-                press(person.window, isEditing ? "Edit" : end);
-                for (const char *command : {"Add", "Edit", "Delete", "Update", "Undo"})
-                    QCOMPARE(child<QAction>(person.window, command)->isEnabled(),
-                             isEditing == (*command == 'U'));
-                QCOMPARE(child(person.window, "cmdSearch")->isEnabled(), !isEditing);
-            }
+        for (const char *button : {"Edit", "Update", "Edit", "Undo"}) {
+            press(person.window, button);
+            const bool isEditing = *button == 'E';
+            for (const char *command : {"Add", "Edit", "Delete", "Update", "Undo"})
+                QCOMPARE(child<QAction>(person.window, command)->isEnabled(),
+                         isEditing == (*command == 'U'));
+            QCOMPARE(child(person.window, "cmdSearch")->isEnabled(), !isEditing);
         }
     }
 
