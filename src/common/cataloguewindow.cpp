@@ -24,7 +24,7 @@ void CatalogueWindow::setUp(const Parts &parts, std::vector<ListColumn> columns,
     m_numberColumn = numberColumn;
     letTabReachButtons(*parts.toolbar);
     parts.list->setColumns(std::move(columns));
-    parts.list->setIcons(icon, icon);
+    parts.list->setIcons(icon);
     connect(parts.list, &SortableList::rowDoubleClicked, this, [this] { enterSelected(); });
     connect(parts.list, &SortableList::rowEntered, this, [this] { enterSelected(); });
     connect(parts.deleteAction, &QAction::triggered, this, [this] { deleteSelected(); });

@@ -3,7 +3,6 @@
 #include "ui_frmemail.h"
 
 #include "listcatalogue.h"
-#include "listcount.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"

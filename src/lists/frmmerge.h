@@ -1,8 +1,8 @@
 #pragma once
 
+#include "dialogs.h"
 #include "listcatalogue.h"
 #include "listcopy.h"
-#include "workdialog.h"
 
 #include <memory>
 

@@ -1,7 +1,6 @@
 #include "listcatalogue.h"
 
 #include "connection.h"
-#include "listcount.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -147,4 +146,15 @@ qint64 ListCatalogue::add(const QString &name, const QString &type,
         throw;
     }
     return listId;
+}
+
+qint64 storeRecipientCount(const ProgramFolder &folder, qint64 listId)
+{
+    const qint64 count = ListCatalogue(folder).countRecipients(listId);
+    Connection system(folder.systemConnectionString());
+    system.execute(
+        QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
+            .arg(count)
+            .arg(listId));
+    return count;
 }

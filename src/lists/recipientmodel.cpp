@@ -44,8 +44,8 @@ void RecipientModel::load(const QString &listConnectionString, const RecipientQu
     m_isAdded = false;
     m_changes.clear();
     m_timer.stop();
-    m_rows = std::make_unique<RecipientRows>(listConnectionString, RecipientQuery::columns(),
-                                             query.condition(), query.order(), firstKeys);
+    m_rows = std::make_unique<Keyset>(listConnectionString, RecipientQuery::columns(),
+                                      query.condition(), query.order(), firstKeys);
     m_rowCount = int(m_rows->size());
     if (!m_rows->isComplete())
         m_timer.start(0, this);

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "keyset.h"
 #include "recipientquery.h"
-#include "recipientrows.h"
 
 #include <QAbstractTableModel>
 #include <QBasicTimer>
@@ -72,7 +72,7 @@ private:
     bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
     QString text(const QModelIndex &index) const;
 
-    std::unique_ptr<RecipientRows> m_rows;
+    std::unique_ptr<Keyset> m_rows;
     QString m_listConnectionString;
     int m_rowCount = 0; ///< with the added row
     QBasicTimer m_timer;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "buttondialog.h"
+#include "dialogs.h"
 #include "settings.h"
 
 #include <memory>

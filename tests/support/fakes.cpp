@@ -73,6 +73,23 @@ QString ScriptedOperator::inputPassword(const QString &prompt, const QString &ti
     return take(passwords, prompt);
 }
 
+QStringList RecordingView::shown() const
+{
+    static const QStringList phases = {QStringLiteral("Connecting"), QStringLiteral("Sending"),
+                                       QStringLiteral("Waiting"), QStringLiteral("WaitingForList"),
+                                       QStringLiteral("Ended")};
+    QStringList lines;
+    for (const RunProgress &each : progress)
+        lines += QStringLiteral("%1 %2 %3% %4-%5 %6-%7")
+                     .arg(phases[int(each.phase)], each.address)
+                     .arg(each.percent())
+                     .arg(each.pass.succeeded)
+                     .arg(each.pass.failed)
+                     .arg(each.whole.succeeded)
+                     .arg(each.whole.failed);
+    return lines;
+}
+
 QString ScriptedOperator::openFile(const QString &title, const QString &filter,
                                    const QString &folder)
 {

@@ -111,18 +111,27 @@ struct FakeSettings final : LiveSettings {
 class RecordingView final : public RunView
 {
 public:
+    void beginPass(const JobRow &) override { running += true; }
+    void showProgress(const RunProgress &shown) override { progress += shown; }
+    void noteFailure(const QString &address, const QString &reason) override
+    {
+        failures += address + QLatin1Char('|') + reason;
+    }
+    void endPass(const JobRow &shown, bool) override
+    {
+        row = shown;
+        running += false;
+    }
     void showRow(const JobRow &shown) override { row = shown; }
-    void showPanel(Panel panel, const QString &text) override { panels[panel] += text; }
-    void showProgress(float percent) override { progress += percent; }
-    void showWaiting(bool waiting) override { isWaiting = waiting; }
-    void setRunning(bool isRunning) override { running += isRunning; }
-    void highlightRow(const JobRow &, bool) override {}
     void openOptions() override { ++optionsOpened; }
 
+    /// Of each progress the phase, the recipient, the bar, and the succeeded and failed of the pass
+    /// and of the whole run.
+    QStringList shown() const;
+
     JobRow row;
-    QHash<int, QStringList> panels;
-    QList<float> progress;
+    QList<RunProgress> progress;
+    QStringList failures; ///< "address|reason"
     QList<bool> running;
     int optionsOpened = 0;
-    bool isWaiting = false;
 };
