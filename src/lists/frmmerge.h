@@ -33,11 +33,11 @@ public:
     bool run(const QString &target = {});
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_copy.abort(); }
 
 private:
     void focusFirst();
-    bool prepare(const QString &target);
+    void showLog(bool isShown);
     void list_refresh();
     std::vector<ListCopy::Source> tickedLists() const;
     void copy();
