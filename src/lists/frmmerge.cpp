@@ -1,6 +1,6 @@
 #include "frmmerge.h"
 
-#include "listfields.h"
+#include "listdialogs.h"
 #include "ui_frmmerge.h"
 
 #include "operator.h"

@@ -2,7 +2,7 @@
 
 #include "listcatalogue.h"
 #include "listcopy.h"
-#include "workdialog.h"
+#include "dialogs.h"
 
 #include <memory>
 

@@ -22,17 +22,33 @@ MaillistPanel::MaillistPanel(Operator &op, QWidget *parent)
     connect(m_ui->cmdCopy, &QPushButton::clicked, this, &MaillistPanel::exportRequested);
     connect(m_ui->DataGrid1, &RecipientGrid::failed, this,
             [this](const QString &description) { m_operator.tell(description); });
+    for (QPushButton *button : {m_ui->cmdBrowse, m_ui->cmdCopy}) {
+        auto *action = new QAction(button->icon(), button->text(), this);
+        connect(action, &QAction::triggered, button, &QPushButton::click);
+        m_ui->DataGrid1->addAction(action);
+    }
+    m_ui->DataGrid1->setContextMenuPolicy(Qt::ActionsContextMenu);
+    QSizePolicy policy = m_ui->DataGrid1->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    m_ui->DataGrid1->setSizePolicy(policy);
 }
 
 MaillistPanel::~MaillistPanel() = default;
 
 void MaillistPanel::Load_db(const QString &listConnectionString)
 {
+    if (listConnectionString != m_shown.listConnectionString) {
+        m_ui->DataGrid1->hide(); // it shows another list
+        m_shown = {};
+    }
+    if (listConnectionString.isEmpty())
+        return;
     const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
                                .searchText = m_ui->txtSEmail->text(),
                                .sortField = m_ui->combSort->currentIndex()};
     try {
         m_ui->DataGrid1->load(listConnectionString, query);
+        m_ui->DataGrid1->show();
         m_shown = {listConnectionString, query};
     } catch (const StorageError &e) {
         m_operator.tell(e.description());
@@ -50,4 +66,6 @@ void MaillistPanel::enableCommands(bool enabled)
 {
     m_ui->cmdBrowse->setEnabled(enabled);
     m_ui->cmdCopy->setEnabled(enabled);
+    for (QAction *action : m_ui->DataGrid1->actions())
+        action->setEnabled(enabled);
 }

@@ -1,6 +1,7 @@
 // Quillbright: the program with its windows.
 
 #include "appearance.h"
+#include "desktopspreadsheet.h"
 #include "mainwindow.h"
 
 #include "clock.h"
@@ -8,7 +9,6 @@
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
-#include "spreadsheet.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"

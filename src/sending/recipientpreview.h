@@ -1,7 +1,7 @@
 #pragma once
 
 #include "mergefields.h"
-#include "recipientrows.h"
+#include "keyset.h"
 
 #include <QDateTime>
 
@@ -41,7 +41,7 @@ public:
 private:
     void moveTo(qsizetype position);
 
-    std::optional<RecipientRows> m_rows;
+    std::optional<Keyset> m_rows;
     MergeFields m_message = MergeFields({});
     qsizetype m_position = 0;
     Fields m_fields;

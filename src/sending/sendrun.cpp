@@ -4,7 +4,6 @@
 #include "jobstore.h"
 #include "mergefields.h"
 #include "outcomewriter.h"
-#include "runview.h"
 #include "sendlog.h"
 
 #include "clock.h"
@@ -20,7 +19,6 @@
 
 #include <QScopeGuard>
 
-#include <algorithm>
 #include <optional>
 
 namespace
@@ -60,19 +58,23 @@ SendRun::SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings
 {
     connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
         m_sendFailed = true;
-        m_reason = onOneLine(QString(explanation).remove(QLatin1Char('"')).left(maxReason));
+        m_progress.reason =
+            onOneLine(QString(explanation).remove(QLatin1Char('"')).left(maxReason));
+    });
+    m_showTimer.setSingleShot(true);
+    connect(&m_showTimer, &QTimer::timeout, this, [this] {
+        if (!m_isShown)
+            show();
     });
 }
 
 SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, bool failedOnly)
 {
     m_running = true;
-    m_succeeded = m_failed = 0;
-    m_view.showWaiting(true);
-    const auto finish = qScopeGuard([this] {
-        m_view.showWaiting(false);
-        m_running = false;
-    });
+    m_progress = {};
+    m_progress.row = row;
+    m_progress.failedOnly = failedOnly;
+    const auto finish = qScopeGuard([this] { m_running = false; });
     std::optional<ListLock> lock;
     try {
         lock.emplace(m_folder, row.number(JobCell::MaillistId));
@@ -80,14 +82,18 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
         m_operator.tell(e.description());
         return Result::ListInUse;
     }
-    JobRow working;
     try {
-        working = storedRow(row);
+        m_progress.row = storedRow(row);
     } catch (const StorageError &e) {
         m_operator.tell(e.report(), QStringLiteral("Error"));
         return Result::StorageFailed;
     }
-    return runPasses(working, message, failedOnly);
+    for (;; ++m_progress.rerun) {
+        const Result result = runPass(message);
+        if (result != Result::Complete || !isRerunWanted())
+            return result;
+        m_progress.failedOnly = true;
+    }
 }
 
 JobRow SendRun::storedRow(const JobRow &row) const
@@ -101,33 +107,24 @@ JobRow SendRun::storedRow(const JobRow &row) const
     return jobs.front();
 }
 
-SendRun::Result SendRun::runPasses(JobRow &row, const JobMessage &message, bool failedOnly)
-{
-    for (int pass = 0;; ++pass) {
-        const Result result = runPass(row, message, failedOnly, pass);
-        if (result != Result::Complete || !isRerunWanted(row, pass))
-            return result;
-        failedOnly = true;
-    }
-}
-
-bool SendRun::isRerunWanted(const JobRow &row, int pass)
+bool SendRun::isRerunWanted()
 {
     if (m_ending)
         return false;
-    if (m_failed == 0) {
-        m_operator.tell(QStringLiteral("Job [%1] completed successfully.").arg(row[JobCell::Name]));
+    if (m_progress.pass.failed == 0) {
+        m_operator.tell(
+            QStringLiteral("Job [%1] completed successfully.").arg(m_progress.row[JobCell::Name]));
         return false;
     }
-    if (pass == 0)
+    if (m_progress.rerun == 0)
         return true;
     return m_operator.ask(QStringLiteral("There are %1 fail emails.\r\n"
                                          "Do you want to resend fail emails ?")
-                              .arg(m_failed),
+                              .arg(m_progress.pass.failed),
                           QStringLiteral("Resend fail emails "));
 }
 
-SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass)
+SendRun::Result SendRun::runPass(const JobMessage &message)
 {
     const Settings settings = m_settings.current();
     if (settings.smtpServer.isEmpty()) {
@@ -141,29 +138,31 @@ SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool fa
         return Result::MissingAttachment;
     }
 
-    m_view.setRunning(true);
+    JobRow &row = m_progress.row;
     m_stopRequested = m_ending;
-    m_succeeded = m_failed = 0;
+    m_progress.pass = {};
+    m_progress.last = RunProgress::Outcome::None;
+    m_progress.reason.clear();
+    m_view.beginPass(row);
     const JobRow before = row;
-    m_view.highlightRow(row, false);
     try {
-        send(row, message, settings, failedOnly, pass);
-        const JobRow ended = finished(row, failedOnly);
+        send(message, settings);
+        const JobRow ended = finished();
         storeJobRow(m_folder, ended);
         clearMarker(ended);
         row = ended;
     } catch (const StorageError &e) {
-        stopOnError(row, before, e);
+        stopOnError(before, e);
         return Result::StorageFailed;
     }
-    showEnd(row);
-    m_view.highlightRow(row, true);
+    endPass(true);
     return row[JobCell::Progress] == QLatin1String("Paused") ? Result::Paused : Result::Complete;
 }
 
-void SendRun::send(JobRow &row, const JobMessage &message, const Settings &settings,
-                   bool failedOnly, int pass)
+void SendRun::send(const JobMessage &message, const Settings &settings)
 {
+    JobRow &row = m_progress.row;
+    const bool failedOnly = m_progress.failedOnly;
     const qint64 jobId = row.number(JobCell::Id);
     const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
     Connection list(listDatabase);
@@ -172,58 +171,57 @@ void SendRun::send(JobRow &row, const JobMessage &message, const Settings &setti
     row[JobCell::Progress] = QStringLiteral("Sending");
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
     const QString failures = QStringLiteral(" where status='F' ");
-    const qint64 total = list.number(QStringLiteral("select count(*) from email ") +
-                                     (failedOnly ? failures : QString()));
-    row.setNumber(JobCell::Total, total);
-    m_view.showRow(row);
-    Keyset recipients(list, QStringLiteral("*"),
+    m_progress.selected = list.number(QStringLiteral("select count(*) from email ") +
+                                      (failedOnly ? failures : QString()));
+    row.setNumber(JobCell::Total, m_progress.selected);
+    Keyset recipients(listDatabase, QStringLiteral("*"),
                       failedOnly ? failures
                                  : QStringLiteral(" where mid > ") + row[JobCell::LastSentId]);
+    m_progress.toHandle = recipients.size();
+    if (m_progress.rerun > 0)
+        m_progress.whole.failed = m_progress.toHandle;
     if (!failedOnly)
         RunMarker::begin(list, jobId, row[JobCell::Start], row.number(JobCell::LastSentId));
 
     OutcomeWriter outcomes(list, failedOnly ? 0 : jobId);
 
-    m_view.showProgress(0);
     const UnsubscribeList unsubscribed(settings.unsubscribed);
     const MergeFields fields(message.body);
-    m_view.showPanel(RunView::Current,
-                     (pass == 0 ? QStringLiteral("Connecting to ")
-                                : QStringLiteral("Resend fail emails, connecting to ")) +
-                         shownMailHost(settings.smtpServer) + QStringLiteral(" ... "));
+    m_progress.server = shownMailHost(settings.smtpServer);
+    m_elapsed.start();
+    show(RunProgress::Phase::Connecting);
     connectTransport(message, settings);
     const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
     SendLog log(m_folder, m_clock);
     if (settings.logOutgoing)
         openLog(log, row, failedOnly);
 
+    m_elapsed.start();
     for (qsizetype i = 0; i < recipients.size(); ++i) {
         const Record *recipient = recipients.row(i);
         if (!recipient)
             continue; // deleted since the run began
         const qint64 mid = recipients.key(i);
-        const QString address = recipient->text(QStringLiteral("email"));
-        m_view.showPanel(RunView::Current,
-                         (pass == 0 ? QStringLiteral(" Send to ") : QStringLiteral(" Resend to ")) +
-                             address);
-        m_view.showWaiting(true);
-        m_reason.clear();
+        m_progress.address = recipient->text(QStringLiteral("email"));
+        show(RunProgress::Phase::Sending);
+        m_progress.reason.clear();
         const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
-        ++(success ? m_succeeded : m_failed);
+        count(success);
         // Who was mailed is not mailed again, even when the next line cannot record it.
         if (!failedOnly && success)
             row.setNumber(JobCell::LastSentId, mid);
         const QString status = success ? QStringLiteral("S") : QStringLiteral("F");
-        outcomes.write(mid, status, m_reason);
+        outcomes.write(mid, status, m_progress.reason);
         if (!failedOnly)
             row.setNumber(JobCell::LastSentId, mid);
-        log.write(address + QLatin1Char('\t') + status + QLatin1Char('\t') + m_reason);
-        m_view.showWaiting(false);
-        m_view.showProgress(float(std::min(100.0, 100.0 * sent() / double(total))));
-        showOutcome(row, success);
+        log.write(m_progress.address + QLatin1Char('\t') + status + QLatin1Char('\t') +
+                  m_progress.reason);
+        if (!success)
+            m_view.noteFailure(m_progress.address, m_progress.reason);
+        show();
         if (m_stopRequested)
             break;
-        if (sent() % m_pace.batchSize == 0)
+        if (m_progress.pass.sent() % m_pace.batchSize == 0)
             reconnect();
     }
 }
@@ -250,26 +248,24 @@ void SendRun::clearMarker(const JobRow &row)
     }
 }
 
-JobRow SendRun::finished(const JobRow &row, bool failedOnly)
+JobRow SendRun::finished()
 {
-    JobRow ended = row;
-    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+    JobRow ended = m_progress.row;
+    Connection list(m_folder.listConnectionString(ended.number(JobCell::MaillistId)));
     recountRecipients(list, ended);
     ended[JobCell::End] = jobTimeStamp(m_clock.now());
-    const bool complete = sent() >= row.number(JobCell::Total) || !m_stopRequested;
-    if (complete && !failedOnly)
+    const bool complete = m_progress.pass.sent() >= m_progress.selected || !m_stopRequested;
+    if (complete && !m_progress.failedOnly)
         ended.setNumber(JobCell::LastSentId, 0);
     ended[JobCell::Progress] = complete ? QStringLiteral("Complete") : QStringLiteral("Paused");
     return ended;
 }
 
-void SendRun::showEnd(const JobRow &row)
+void SendRun::endPass(bool isStored)
 {
-    m_view.showProgress(0);
-    m_view.showPanel(RunView::Current, {});
-    m_view.showPanel(RunView::LastStatus, {});
-    m_view.showRow(row);
-    m_view.setRunning(false);
+    m_showTimer.stop();
+    show(RunProgress::Phase::Ended);
+    m_view.endPass(m_progress.row, isStored);
 }
 
 void SendRun::connectTransport(const JobMessage &message, const Settings &settings)
@@ -290,6 +286,7 @@ void SendRun::connectTransport(const JobMessage &message, const Settings &settin
 
 void SendRun::reconnect()
 {
+    show(RunProgress::Phase::Waiting);
     m_mail.Disconnect();
     m_yield.yield();
     m_clock.wait(m_pace.batchPause, m_yield);
@@ -303,7 +300,7 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
         const QString address = recipient.text(QStringLiteral("email"));
         const QString body = fields.personalise(recipient, m_clock.now().date());
         if (unsubscribed.contains(address)) {
-            m_reason = QStringLiteral("Un-subscribed Email");
+            m_progress.reason = QStringLiteral("Un-subscribed Email");
             m_yield.yield();
             return false;
         }
@@ -315,26 +312,45 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
         m_yield.yield();
         return !m_sendFailed;
     } catch (const std::exception &e) {
-        m_reason = onOneLine(QString::fromUtf8(e.what()));
+        m_progress.reason = onOneLine(QString::fromUtf8(e.what()));
         return false;
     }
 }
 
-void SendRun::showOutcome(const JobRow &row, bool success)
+void SendRun::count(bool success)
 {
-    m_view.showPanel(RunView::LastStatus, success ? QStringLiteral("Last Status : Success")
-                                                  : QStringLiteral("Last Status : Failed"));
-    m_view.showPanel(RunView::Sent, QStringLiteral("Sent:%1").arg(sent()));
-    m_view.showPanel(RunView::Success, QStringLiteral("Success:%1").arg(m_succeeded));
-    m_view.showPanel(RunView::Failed, QStringLiteral("Failed:%1").arg(m_failed));
-    m_view.showRow(row);
+    using Outcome = RunProgress::Outcome;
+    m_progress.last = success ? Outcome::Success : Outcome::Failed;
+    ++(success ? m_progress.pass.succeeded : m_progress.pass.failed);
+    const bool isKnownFailure = m_progress.rerun > 0;
+    if (success)
+        ++m_progress.whole.succeeded;
+    if (success == isKnownFailure)
+        m_progress.whole.failed += success ? -1 : 1;
 }
 
-void SendRun::stopOnError(JobRow &row, const JobRow &before, const StorageError &error)
+void SendRun::show(RunProgress::Phase phase)
 {
-    const JobRow reached = row;
-    row = before;
-    if (sent() > 0) {
+    m_progress.phase = phase;
+    show();
+}
+
+void SendRun::show()
+{
+    m_isShown = !m_showTimer.isActive();
+    if (!m_isShown)
+        return;
+    m_progress.elapsed = std::chrono::milliseconds(m_elapsed.elapsed());
+    m_view.showProgress(m_progress);
+    if (m_pace.show.count() > 0)
+        m_showTimer.start(m_pace.show);
+}
+
+void SendRun::stopOnError(const JobRow &before, const StorageError &error)
+{
+    JobRow &row = m_progress.row;
+    const JobRow reached = std::exchange(row, before);
+    if (m_progress.pass.sent() > 0) {
         row[JobCell::Progress] = QStringLiteral("Paused");
         row[JobCell::Start] = reached[JobCell::Start];
         row[JobCell::End] = jobTimeStamp(m_clock.now());
@@ -347,7 +363,6 @@ void SendRun::stopOnError(JobRow &row, const JobRow &before, const StorageError 
             // finds in the list database how far this one came.
         }
     }
-    showEnd(row);
-    m_view.highlightRow(row, false);
+    endPass(false);
     m_operator.tell(error.report(), QStringLiteral("Error"));
 }

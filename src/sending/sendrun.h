@@ -1,11 +1,12 @@
 #pragma once
 
-#include "jobmessage.h"
-#include "jobrow.h"
+#include "runview.h"
 
+#include "messagestore.h"
+
+#include <QElapsedTimer>
 #include <QObject>
-
-#include <chrono>
+#include <QTimer>
 
 class Clock;
 class Connection;
@@ -14,7 +15,6 @@ class MergeFields;
 class Operator;
 class ProgramFolder;
 class Record;
-class RunView;
 class SendMail;
 class StorageError;
 class UnsubscribeList;
@@ -22,10 +22,11 @@ class Yield;
 struct Settings;
 
 /// How a run treats the server: after every `batchSize` recipients it disconnects, waits
-/// `batchPause` and connects again.
+/// `batchPause` and connects again. What it shows changes at most every `show`.
 struct RunPace {
     int batchSize = 50;
     std::chrono::milliseconds batchPause{1000};
+    std::chrono::milliseconds show{100};
 };
 
 /// Sends a job's message to its recipients, one after the other, and records every outcome before
@@ -57,29 +58,28 @@ public:
     void requestEnd() { m_ending = m_stopRequested = true; }
     bool isRunning() const { return m_running; }
 
-    /// Of the last pass.
-    int sent() const { return m_succeeded + m_failed; }
-    int failed() const { return m_failed; }
+    /// Of the run that goes on, or the last one.
+    const RunProgress &progress() const { return m_progress; }
 
 private:
     /// The job as it is stored: another program may have run it since the window read it. Throws
     /// StorageError.
     JobRow storedRow(const JobRow &row) const;
-    Result runPasses(JobRow &row, const JobMessage &message, bool failedOnly);
-    Result runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass);
+    Result runPass(const JobMessage &message);
     void adoptInterrupted(Connection &list, JobRow &row);
     void clearMarker(const JobRow &row);
-    void send(JobRow &row, const JobMessage &message, const Settings &settings, bool failedOnly,
-              int pass);
-    JobRow finished(const JobRow &row, bool failedOnly);
-    void showEnd(const JobRow &row);
+    void send(const JobMessage &message, const Settings &settings);
+    JobRow finished();
+    void endPass(bool isStored);
     void connectTransport(const JobMessage &message, const Settings &settings);
     void reconnect();
     bool sendToOne(const Record &recipient, const MergeFields &fields,
                    const UnsubscribeList &unsubscribed, const QString &subject);
-    void showOutcome(const JobRow &row, bool success);
-    void stopOnError(JobRow &row, const JobRow &before, const StorageError &error);
-    bool isRerunWanted(const JobRow &row, int pass);
+    void count(bool success);
+    void show(RunProgress::Phase phase);
+    void show();
+    void stopOnError(const JobRow &before, const StorageError &error);
+    bool isRerunWanted();
 
     const ProgramFolder &m_folder;
     SendMail &m_mail;
@@ -94,7 +94,8 @@ private:
     bool m_stopRequested = false;
     bool m_ending = false;
     bool m_sendFailed = false;
-    QString m_reason;
-    int m_succeeded = 0;
-    int m_failed = 0;
+    RunProgress m_progress;
+    QElapsedTimer m_elapsed;
+    QTimer m_showTimer; ///< runs while what was shown last is still fresh
+    bool m_isShown = false;
 };

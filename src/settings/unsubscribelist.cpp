@@ -1,5 +1,6 @@
 #include "unsubscribelist.h"
 
+#include "mailboxform.h"
 #include "programfolder.h"
 #include "textdecoding.h"
 
@@ -45,11 +46,15 @@ void saveUnsubscribeList(const ProgramFolder &folder, const QString &text)
 
 UnsubscribeList::UnsubscribeList(const QString &text)
 {
-    for (const QString &line : text.toUpper().split(lineBreak))
-        m_lines.insert(line);
+    for (const QString &line : text.split(lineBreak)) {
+        m_lines.insert(line.toUpper());
+        m_mailboxes.insert(mailboxForm(line));
+    }
+    m_mailboxes.remove({}); // of an empty line
 }
 
 bool UnsubscribeList::contains(const QString &address) const
 {
-    return m_lines.contains(address.trimmed().toUpper());
+    return m_lines.contains(address.trimmed().toUpper()) ||
+           m_mailboxes.contains(mailboxForm(address));
 }

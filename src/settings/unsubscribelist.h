@@ -12,8 +12,8 @@ QString loadUnsubscribeList(const ProgramFolder &folder);
 /// Writes `text` and one line break to "ulist.txt", replacing it; a failure leaves the old file.
 void saveUnsubscribeList(const ProgramFolder &folder, const QString &text);
 
-/// The addresses of an unsubscribe list, looked up whole and without regard to letter case. Blanks
-/// around the address are not significant, blanks in a line of the list are.
+/// The addresses of an unsubscribe list, looked up whole: as they are written but for letter case
+/// and blanks around the address, and as mailboxes, however they are spelled.
 class UnsubscribeList
 {
 public:
@@ -21,5 +21,6 @@ public:
     bool contains(const QString &address) const;
 
 private:
-    QSet<QString> m_lines; // upper case
+    QSet<QString> m_lines;     // upper case
+    QSet<QString> m_mailboxes; // in the form of mailboxForm()
 };

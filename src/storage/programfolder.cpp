@@ -48,22 +48,22 @@ void copyDatabase(const QString &from, const QString &to)
     QFile source(from);
     QSaveFile target(to);
     if (!source.open(QIODevice::ReadOnly))
-        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+        cannotRead(from, source.errorString());
     if (!target.open(QIODevice::WriteOnly))
-        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+        cannotWrite(to, target.errorString());
     target.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QByteArray block;
     do {
         block = source.read(1 << 20);
         if (target.write(block) != block.size())
-            fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+            cannotWrite(to, target.errorString());
     } while (!block.isEmpty());
     if (source.error() != QFileDevice::NoError)
-        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+        cannotRead(from, source.errorString());
     // A log left beside the old file would be played back into the new one.
     removeSideFiles(to);
     if (!target.commit())
-        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+        cannotWrite(to, target.errorString());
 }
 
 } // namespace

@@ -1,7 +1,8 @@
 #include "addresscheck.h"
 
+#include "mailboxform.h"
+
 #include <QStringList>
-#include <QUrl>
 
 #include <arpa/inet.h>
 
@@ -40,14 +41,6 @@ QStringView withoutOuterBlanks(QStringView text)
 qsizetype separatorOf(QStringView address)
 {
     return address.lastIndexOf(u'@');
-}
-
-/// The domain in ASCII letters; empty when it has no such form.
-QString asciiDomain(QStringView domain)
-{
-    if (isAscii(domain))
-        return domain.toString();
-    return QString::fromLatin1(QUrl::toAce(domain.toString()));
 }
 
 QString characterFault(QStringView address)

@@ -14,7 +14,7 @@
 #include "frmpinfo.h"
 #include "frmsend.h"
 #include "smtpserver.h"
-#include "spreadsheet.h"
+#include "desktopspreadsheet.h"
 #include "testfiles.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"

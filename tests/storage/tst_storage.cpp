@@ -224,7 +224,7 @@ private slots:
             addresses += u"r%1@example.org"_s.arg(i);
         const qint64 list = folder.addList("L", addresses);
         Connection connection(folder.folder().listConnectionString(list));
-        Keyset keyset(connection, u"*"_s, u" where mid > 2"_s);
+        Keyset keyset(folder.folder().listConnectionString(list), u"*"_s, u" where mid > 2"_s);
         connection.execute(u"delete from email where mid=200"_s);
         connection.execute(u"insert into email (email) values ('new@example.org')"_s);
         QCOMPARE(keyset.size(), count - 2);

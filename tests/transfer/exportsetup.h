@@ -2,8 +2,8 @@
 
 #include "fakes.h"
 #include "recipientexport.h"
-#include "recipientrows.h"
-#include "spreadsheet.h"
+#include "keyset.h"
+#include "desktopspreadsheet.h"
 #include "testfolder.h"
 
 #include <QDir>
@@ -68,9 +68,9 @@ struct Setup {
         return QDir(folder.folder().path())
             .entryList({QStringLiteral("out*"), QStringLiteral(".*")}, QDir::Files | QDir::Hidden);
     }
-    RecipientRows rows(const QString &columns) const
+    Keyset rows(const QString &columns) const
     {
-        return RecipientRows(folder.folder().listConnectionString(list), columns,
+        return Keyset(folder.folder().listConnectionString(list), columns,
                              QStringLiteral(" where email > 'a@b'"),
                              QStringLiteral(" order by mid desc"), 1);
     }
