@@ -1,72 +1,123 @@
 #include "runscreen.h"
 
-#include "joblistpanel.h"
-#include "statuspanels.h"
+#include "statuspanel.h"
 #include "waitpointer.h"
 
+#include <QLabel>
+#include <QLocale>
 #include <QProgressBar>
+#include <QStatusBar>
 
-RunScreen::RunScreen(JobListPanel &jobs, StatusPanels &panels, QProgressBar &progress,
-                     QWidget &window)
-    : m_jobs(jobs)
-    , m_panels(panels)
-    , m_progress(progress)
+namespace
+{
+
+using namespace std::chrono_literals;
+
+QString timeLeft(const RunProgress &progress)
+{
+    const qint64 handled = progress.pass.sent();
+    if (handled == 0 || progress.elapsed < 3s)
+        return {}; // too early to tell
+    const qint64 seconds =
+        progress.elapsed.count() * (progress.toHandle - handled) / handled / 1000;
+    const qint64 minutes = (seconds + 30) / 60;
+    if (minutes == 0)
+        return RunScreen::tr(" · %1 s left").arg(seconds);
+    if (minutes < 60)
+        return RunScreen::tr(" · %1 min left").arg(minutes);
+    return RunScreen::tr(" · %1 h %2 min left").arg(minutes / 60).arg(minutes % 60);
+}
+
+/// What the third panel says of the recipient at work.
+QString current(const RunProgress &progress)
+{
+    const bool isRerun = progress.rerun > 0;
+    switch (progress.phase) {
+    case RunProgress::Phase::Connecting:
+        return (isRerun ? RunScreen::tr("Resend fail emails, connecting to %1 ... ")
+                        : RunScreen::tr("Connecting to %1 ... "))
+            .arg(progress.server);
+    case RunProgress::Phase::WaitingForList:
+        return RunScreen::tr("The mail list is in use; waiting to record %1 ...")
+            .arg(progress.address);
+    case RunProgress::Phase::Ended:
+        return {};
+    default:
+        return (isRerun ? RunScreen::tr(" Resend to %1") : RunScreen::tr(" Send to %1"))
+            .arg(progress.address);
+    }
+}
+
+QString lastStatus(const RunProgress &progress)
+{
+    if (progress.phase == RunProgress::Phase::Ended || progress.last == RunProgress::Outcome::None)
+        return {};
+    return progress.last == RunProgress::Outcome::Success ? RunScreen::tr("Last Status : Success")
+                                                          : RunScreen::tr("Last Status : Failed");
+}
+
+} // namespace
+
+RunScreen::RunScreen(QStatusBar &bar, QProgressBar &progress, QWidget &window)
+    : m_progress(progress)
     , m_window(window)
 {
+    // The panels that name servers, addresses and outcomes share what the counts leave.
+    constexpr std::array<int, Failed> stretch = {0, 4, 4, 2, 0, 0, 0};
+    for (size_t i = 0; i < m_panels.size(); ++i) {
+        m_panels[i] = addStatusPanel(bar, stretch[i]);
+        if (stretch[i] == 0)
+            m_panels[i]->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+    }
+    m_progress.hide();
+}
+
+void RunScreen::setText(Panel panel, const QString &text)
+{
+    m_panels[size_t(panel) - 1]->setText(text);
+}
+
+void RunScreen::showJob(qint64 jobId)
+{
+    if (m_isRunning || jobId == m_jobId)
+        return;
+    for (const Panel panel : {Sent, Success, Failed})
+        setText(panel, {});
 }
 
 void RunScreen::beginPass(const JobRow &row)
 {
-    m_jobs.setRunning(true);
+    m_isRunning = true;
+    m_jobId = row.number(JobCell::Id);
+    showWaiting(m_window, true);
+    m_progress.show();
     emit runningChanged(true);
-    m_jobs.highlight(row);
 }
 
 void RunScreen::showProgress(const RunProgress &progress)
 {
-    using Phase = RunProgress::Phase;
-    using Outcome = RunProgress::Outcome;
-    const bool isOver = progress.phase == Phase::Ended;
-    QString current;
-    if (progress.phase == Phase::Connecting)
-        current = (progress.rerun == 0 ? QStringLiteral("Connecting to ")
-                                       : QStringLiteral("Resend fail emails, connecting to ")) +
-                  progress.server + QStringLiteral(" ... ");
-    else if (progress.phase == Phase::WaitingForList)
-        current = tr("The maillist is in use, waiting ...");
-    else if (!isOver)
-        current =
-            (progress.rerun == 0 ? QStringLiteral(" Send to ") : QStringLiteral(" Resend to ")) +
-            progress.address;
-    m_panels.setText(StatusPanels::current, current);
-    m_panels.setText(StatusPanels::lastStatus, isOver || progress.last == Outcome::None ? QString()
-                                               : progress.last == Outcome::Success
-                                                   ? QStringLiteral("Last Status : Success")
-                                                   : QStringLiteral("Last Status : Failed"));
+    setText(Current, current(progress));
+    setText(LastStatus, lastStatus(progress));
+    const bool isOver = progress.phase == RunProgress::Phase::Ended;
     const RunProgress::Count &count = isOver ? progress.whole : progress.pass;
-    m_panels.setText(StatusPanels::sent, QStringLiteral("Sent:%1").arg(count.sent()));
-    m_panels.setText(StatusPanels::success, QStringLiteral("Success:%1").arg(count.succeeded));
-    m_panels.setText(StatusPanels::failed, QStringLiteral("Failed:%1").arg(count.failed));
-    m_progress.setValue(isOver ? 0 : int(progress.percent() * m_progress.maximum() / 100));
-    ::showWaiting(m_window, !isOver && progress.phase != Phase::Waiting);
-    m_jobs.updateRow(progress.row);
+    setText(Sent, tr("Sent:%1").arg(count.sent()));
+    setText(Success, tr("Success:%1").arg(count.succeeded));
+    setText(Failed, tr("Failed:%1").arg(count.failed));
+    // After a pause those who were handled before it count too.
+    const qint64 done = progress.selected - progress.toHandle + progress.pass.sent();
+    m_progress.setMaximum(int(std::max(progress.selected, qint64(1))));
+    m_progress.setValue(int(done));
+    m_progress.setFormat(
+        tr("%1 of %2").arg(QLocale().toString(done), QLocale().toString(progress.selected)) +
+        timeLeft(progress));
+    emit rowChanged(progress.row);
 }
 
-void RunScreen::endPass(const JobRow &row, bool isStored)
+void RunScreen::endPass(const JobRow &row, bool)
 {
-    m_jobs.setRunning(false);
+    m_isRunning = false;
+    showWaiting(m_window, false);
+    m_progress.hide();
+    emit rowChanged(row);
     emit runningChanged(false);
-    m_jobs.highlight(row);
-    if (isStored)
-        emit rowReloaded();
-}
-
-void RunScreen::showRow(const JobRow &row)
-{
-    m_jobs.updateRow(row);
-}
-
-void RunScreen::openOptions()
-{
-    emit optionsWanted();
 }

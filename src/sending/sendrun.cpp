@@ -8,6 +8,7 @@
 #include "clock.h"
 #include "connection.h"
 #include "keyset.h"
+#include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "sendmail.h"
@@ -206,7 +207,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     m_progress.selected = list.number(QStringLiteral("select count(*) from email ") +
                                       (failedOnly ? failures : QString()));
     row.setNumber(JobCell::Total, m_progress.selected);
-    Keyset recipients(list, QStringLiteral("*"),
+    Keyset recipients(listDatabase, QStringLiteral("*"),
                       failedOnly ? failures
                                  : QStringLiteral(" where mid > ") + row[JobCell::LastSentId]);
     m_progress.toHandle = recipients.size();
@@ -219,7 +220,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     list.execute(QStringLiteral("pragma busy_timeout=%1").arg(shortWait.count()));
 
     const MergeFields fields(message.body);
-    m_progress.server = settings.smtpServer.section(QLatin1Char('@'), -1);
+    m_progress.server = shownMailHost(settings.smtpServer);
     m_elapsed.start();
     show(RunProgress::Phase::Connecting);
     connectTransport(message, settings);

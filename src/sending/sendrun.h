@@ -1,7 +1,8 @@
 #pragma once
 
-#include "jobmessage.h"
 #include "runview.h"
+
+#include "messagestore.h"
 
 #include <QElapsedTimer>
 #include <QObject>

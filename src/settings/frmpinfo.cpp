@@ -7,6 +7,7 @@
 #include "waitpointer.h"
 
 #include <QApplication>
+#include <QShowEvent>
 
 frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     : ButtonDialog(parent)
@@ -67,6 +68,16 @@ void frmPinfo::SetInfo()
     m_ui->txtUList->setPlainText(stored.unsubscribed);
     enableLogin(stored.requireLogon);
     rememberPassword();
+}
+
+/// Every use begins with the server, the one thing without which nothing is sent.
+void frmPinfo::showEvent(QShowEvent *event)
+{
+    if (!event->spontaneous()) {
+        m_ui->TabStrip1->setCurrentWidget(m_ui->Frame1);
+        m_ui->txtSMTP->setFocus();
+    }
+    ButtonDialog::showEvent(event);
 }
 
 void frmPinfo::apply()

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -46,28 +48,39 @@ void copyDatabase(const QString &from, const QString &to)
     QFile source(from);
     QSaveFile target(to);
     if (!source.open(QIODevice::ReadOnly))
-        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+        cannotRead(from, source.errorString());
     if (!target.open(QIODevice::WriteOnly))
-        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+        cannotWrite(to, target.errorString());
+    target.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QByteArray block;
     do {
         block = source.read(1 << 20);
         if (target.write(block) != block.size())
-            fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+            cannotWrite(to, target.errorString());
     } while (!block.isEmpty());
     if (source.error() != QFileDevice::NoError)
-        fail(QStringLiteral("Cannot read %1: %2").arg(from, source.errorString()));
+        cannotRead(from, source.errorString());
     // A log left beside the old file would be played back into the new one.
     removeSideFiles(to);
     if (!target.commit())
-        fail(QStringLiteral("Cannot write %1: %2").arg(to, target.errorString()));
+        cannotWrite(to, target.errorString());
 }
 
 } // namespace
 
+bool makePrivate(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat info;
+    return ::stat(name, &info) == 0 && (info.st_mode & 077) != 0 &&
+           ::chmod(name, info.st_mode & 0700) == 0;
+}
+
 ProgramFolder::ProgramFolder(const QString &path)
     : m_path(QDir(path).absolutePath())
 {
+    for (const char *name : {"data", "log"})
+        makePrivate(file(QLatin1String(name)));
 }
 
 ProgramFolder ProgramFolder::ofExecutable()
@@ -99,6 +112,7 @@ void ProgramFolder::createListDatabase(qint64 listId) const
 {
     if (!QDir().mkpath(file(QStringLiteral("data"))))
         fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
+    makePrivate(file(QStringLiteral("data")));
     keepStranger(listId);
     copyDatabase(file(QStringLiteral("mtemplate.mdb")), listDatabaseFile(listId));
 }

@@ -32,3 +32,10 @@ private:
     QString m_description;
     QByteArray m_what;
 };
+
+/// Whether something is there that is no file: a folder, a pipe, a device.
+bool isNoFile(const QString &path);
+/// They throw StorageError, a failure of the file system: what could not be done with the file, and
+/// why.
+[[noreturn]] void cannotRead(const QString &path, const QString &reason);
+[[noreturn]] void cannotWrite(const QString &path, const QString &reason);

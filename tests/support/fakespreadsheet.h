@@ -1,5 +1,6 @@
 #pragma once
 
+#include "recordtarget.h"
 #include "spreadsheet.h"
 
 #include <vector>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "spreadsheet.h"
+#include "desktopspreadsheet.h"
 
 /// Reads and writes real workbooks, and notes those that a person would see.
 class RecordingSpreadsheet final : public Spreadsheet

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "desktopspreadsheet.h"
 #include "fakes.h"
+#include "keyset.h"
 #include "recipientexport.h"
-#include "recipientrows.h"
-#include "spreadsheet.h"
 #include "testfolder.h"
 
 #include <QDir>
@@ -68,11 +68,11 @@ struct Setup {
         return QDir(folder.folder().path())
             .entryList({QStringLiteral("out*"), QStringLiteral(".*")}, QDir::Files | QDir::Hidden);
     }
-    RecipientRows rows(const QString &columns) const
+    Keyset rows(const QString &columns) const
     {
-        return RecipientRows(folder.folder().listConnectionString(list), columns,
-                             QStringLiteral(" where email > 'a@b'"),
-                             QStringLiteral(" order by mid desc"), 1);
+        return Keyset(folder.folder().listConnectionString(list), columns,
+                      QStringLiteral(" where email > 'a@b'"), QStringLiteral(" order by mid desc"),
+                      1);
     }
 
     TestFolder folder;

@@ -87,7 +87,7 @@ void TestExport::writesTheRowsOfAGrid()
     QFETCH(bool, withNames);
     QFETCH(QString, written);
     Setup setup;
-    RecipientRows rows = setup.rows(columns.join(QLatin1Char(',')));
+    Keyset rows = setup.rows(columns.join(QLatin1Char(',')));
     QCOMPARE(setup.exporter.exportRecords(rows, columns, withNames, setup.file("out.csv", ";")),
              RecipientExport::Result::Complete);
     QCOMPARE(QString::fromUtf8(setup.content()), written);
@@ -115,7 +115,7 @@ void TestExport::writesTheRowsOfAGrid()
 void TestExport::passesOverDeletedRows()
 {
     Setup setup;
-    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    Keyset rows = setup.rows(gridColumns.join(QLatin1Char(',')));
     rows.readKeys(Keyset::all);
     setup.folder.execute(QStringLiteral("delete from email where email = 'b@a.example'"),
                          setup.list);
@@ -128,7 +128,7 @@ void TestExport::writesNothingOfNothing()
 {
     Setup setup;
     setup.folder.execute(QStringLiteral("delete from email"), setup.list);
-    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    Keyset rows = setup.rows(gridColumns.join(QLatin1Char(',')));
     setup.exporter.exportRecords(rows, gridColumns, false, setup.file());
     QCOMPARE(setup.content(), QByteArray());
     QCOMPARE(setup.op.told, QStringList{QStringLiteral("|Export Completed, 0/0 rows exported.")});
@@ -148,7 +148,7 @@ void TestExport::abortsLists()
 void TestExport::abortsRecords()
 {
     Setup setup;
-    RecipientRows rows = setup.rows(gridColumns.join(QLatin1Char(',')));
+    Keyset rows = setup.rows(gridColumns.join(QLatin1Char(',')));
     setup.yield.actAt = 2; // the first record; there is a yield before it
     setup.yield.action = [&setup] { setup.exporter.abort(); };
     QCOMPARE(setup.exporter.exportRecords(rows, gridColumns, true, setup.file("out.xlsx")),
