@@ -171,11 +171,12 @@ private slots:
     {
         const TestFolder folder;
         const qint64 list = folder.addList("L", {});
-        Connection connection(folder.folder().listConnectionString(list));
+        const QString database = folder.folder().listConnectionString(list);
+        Connection connection(database);
         constexpr int count = 3 * Keyset::windowSize + 5;
         connection.execute(u"with recursive n(i) as (values(1) union all select i+1 from n where "
                            "i<%1) insert into email (email) select 'r'||i from n"_s.arg(count));
-        Keyset keyset(connection, u"*"_s, u" where mid > 2"_s);
+        Keyset keyset(database, u"*"_s, u" where mid > 2"_s);
         connection.execute(u"delete from email where mid=200"_s);
         connection.execute(u"insert into email (email) values ('new@example.org')"_s);
         QCOMPARE(keyset.size(), count - 2);
