@@ -125,9 +125,12 @@ void SettingsStore::save(const Settings &settings) const
     QDir().mkpath(QFileInfo(location()).path());
     // Private before the password is in it.
     QSaveFile file(location());
-    if (file.open(QIODevice::WriteOnly) &&
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-        file.write(lines) == lines.size())
-        file.commit();
+    const bool isSaved = file.open(QIODevice::WriteOnly) &&
+                         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+                         file.write(lines) == lines.size() && file.commit();
     saveUnsubscribeList(m_folder, settings.unsubscribed);
+    if (!isSaved)
+        throw StorageError(0, QStringLiteral("File system"),
+                           QStringLiteral("The settings cannot be saved in %1: %2")
+                               .arg(file.fileName(), file.errorString()));
 }
