@@ -68,6 +68,8 @@ ExitStatus exitStatus(SendRun::Result result, qint64 failed)
     case SendRun::Result::NoServer:
     case SendRun::Result::MissingAttachment:
     case SendRun::Result::ListInUse:
+    case SendRun::Result::NoUnsubscribeList:
+    case SendRun::Result::Declined:
         return Refused;
     case SendRun::Result::StorageFailed:
         break;

@@ -2,7 +2,7 @@
 
 #include "ui_frmnewjob.h"
 
-#include "jobediting.h"
+#include "jobstore.h"
 #include "jobrow.h"
 #include "operator.h"
 #include "plaintooltip.h"

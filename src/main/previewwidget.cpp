@@ -58,10 +58,7 @@ void PreviewWidget::Load_prev_db(const QString &listConnectionString, const QStr
     m_format = format;
     QString failure;
     try {
-        if (listConnectionString.isEmpty())
-            m_preview = {};
-        else
-            m_preview.load(listConnectionString, body);
+        m_preview.load(listConnectionString, body);
     } catch (const StorageError &e) {
         failure = e.description();
     }

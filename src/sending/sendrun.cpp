@@ -3,7 +3,6 @@
 #include "interruptedrun.h"
 #include "jobstore.h"
 #include "mergefields.h"
-#include "outcomewriter.h"
 #include "sendlog.h"
 
 #include "clock.h"
@@ -19,13 +18,22 @@
 
 #include <QScopeGuard>
 
+#include <algorithm>
 #include <optional>
+
+using namespace std::chrono_literals;
 
 namespace
 {
 
 /// What of a failure's explanation is stored with the recipient.
 constexpr qsizetype maxReason = 124;
+
+/// How long an outcome is tried to be written, how long each try waits for another program, and
+/// how long the window lives between two of them.
+constexpr std::chrono::milliseconds patience = 30s;
+constexpr std::chrono::milliseconds shortWait = 50ms;
+constexpr std::chrono::milliseconds longWait = 250ms;
 
 QString onOneLine(QString text)
 {
@@ -83,7 +91,12 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
         return Result::ListInUse;
     }
     try {
-        m_progress.row = storedRow(row);
+        Connection system(m_folder.systemConnectionString());
+        m_progress.row = loadJob(system, row.number(JobCell::Id));
+        system.close();
+        adoptRun(m_folder, m_progress.row);
+        if (!isAsShown(row, m_progress.row))
+            return Result::Declined;
     } catch (const StorageError &e) {
         m_operator.tell(e.report(), QStringLiteral("Error"));
         return Result::StorageFailed;
@@ -96,15 +109,30 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
     }
 }
 
-JobRow SendRun::storedRow(const JobRow &row) const
+/// Another program may have run the job since its row was read: then the operator is shown what it
+/// is, and asked.
+bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
 {
-    Connection system(m_folder.systemConnectionString());
-    const std::vector<JobRow> jobs =
-        loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(row[JobCell::Id]));
-    if (jobs.empty())
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("Job [%1] exists no more.").arg(row[JobCell::Name]));
-    return jobs.front();
+    constexpr std::array told = {JobCell::Progress, JobCell::Total,  JobCell::Unsent,
+                                 JobCell::Success,  JobCell::Failed, JobCell::LastSentId};
+    if (std::all_of(told.begin(), told.end(),
+                    [&](JobCell cell) { return shown[cell] == stored[cell]; }))
+        return true;
+    m_view.showRow(stored);
+    const bool isRepeat = !m_progress.failedOnly && repeatOf(m_folder, stored);
+    const QString text =
+        QStringLiteral("Job [%1] was changed by another program since it was shown here. Now it "
+                       "is %2: of %3 recipients %4 have had the email, and %5 failed.%6");
+    const QStringList buttons = {QStringLiteral("Start"), QStringLiteral("Cancel")};
+    return m_operator.choose(
+               text.arg(stored[JobCell::Name],
+                        stored[JobCell::Progress].isEmpty()
+                            ? QStringLiteral("not started")
+                            : QStringLiteral("\"%1\"").arg(stored[JobCell::Progress]),
+                        stored[JobCell::Total], stored[JobCell::Success], stored[JobCell::Failed],
+                        isRepeat ? QStringLiteral(" \"Start\" sends it to everybody again.")
+                                 : QString()),
+               QStringLiteral("Job Manager"), buttons, 1) == 0;
 }
 
 bool SendRun::isRerunWanted()
@@ -138,19 +166,25 @@ SendRun::Result SendRun::runPass(const JobMessage &message)
         return Result::MissingAttachment;
     }
 
+    UnsubscribeList unsubscribed(settings.unsubscribed);
+    try {
+        unsubscribed.add(loadUnsubscribeList(m_folder));
+    } catch (const StorageError &e) {
+        m_operator.tell(e.description());
+        return Result::NoUnsubscribeList;
+    }
+
     JobRow &row = m_progress.row;
     m_stopRequested = m_ending;
+    m_unrecorded.clear();
     m_progress.pass = {};
     m_progress.last = RunProgress::Outcome::None;
     m_progress.reason.clear();
     m_view.beginPass(row);
     const JobRow before = row;
     try {
-        send(message, settings);
-        const JobRow ended = finished();
-        storeJobRow(m_folder, ended);
-        clearMarker(ended);
-        row = ended;
+        send(message, settings, unsubscribed);
+        finish();
     } catch (const StorageError &e) {
         stopOnError(before, e);
         return Result::StorageFailed;
@@ -159,14 +193,13 @@ SendRun::Result SendRun::runPass(const JobMessage &message)
     return row[JobCell::Progress] == QLatin1String("Paused") ? Result::Paused : Result::Complete;
 }
 
-void SendRun::send(const JobMessage &message, const Settings &settings)
+void SendRun::send(const JobMessage &message, const Settings &settings,
+                   const UnsubscribeList &unsubscribed)
 {
     JobRow &row = m_progress.row;
     const bool failedOnly = m_progress.failedOnly;
-    const qint64 jobId = row.number(JobCell::Id);
-    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
-    Connection list(listDatabase);
-    adoptInterrupted(list, row);
+    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+    requireList(list);
 
     row[JobCell::Progress] = QStringLiteral("Sending");
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
@@ -180,12 +213,12 @@ void SendRun::send(const JobMessage &message, const Settings &settings)
     m_progress.toHandle = recipients.size();
     if (m_progress.rerun > 0)
         m_progress.whole.failed = m_progress.toHandle;
-    if (!failedOnly)
-        RunMarker::begin(list, jobId, row[JobCell::Start], row.number(JobCell::LastSentId));
+    RunMarker::begin(list, row.number(JobCell::Id), row[JobCell::Start],
+                     row.number(JobCell::LastSentId));
+    OutcomeWriter outcomes(m_folder, list, row, !failedOnly);
+    // From here record() waits, and the window lives.
+    list.execute(QStringLiteral("pragma busy_timeout=%1").arg(shortWait.count()));
 
-    OutcomeWriter outcomes(list, failedOnly ? 0 : jobId);
-
-    const UnsubscribeList unsubscribed(settings.unsubscribed);
     const MergeFields fields(message.body);
     m_progress.server = shownMailHost(settings.smtpServer);
     m_elapsed.start();
@@ -201,21 +234,18 @@ void SendRun::send(const JobMessage &message, const Settings &settings)
         const Record *recipient = recipients.row(i);
         if (!recipient)
             continue; // deleted since the run began
-        const qint64 mid = recipients.key(i);
         m_progress.address = recipient->text(QStringLiteral("email"));
-        show(RunProgress::Phase::Sending);
         m_progress.reason.clear();
+        show(RunProgress::Phase::Sending);
         const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
         count(success);
-        // Who was mailed is not mailed again, even when the next line cannot record it.
-        if (!failedOnly && success)
-            row.setNumber(JobCell::LastSentId, mid);
-        const QString status = success ? QStringLiteral("S") : QStringLiteral("F");
-        outcomes.write(mid, status, m_progress.reason);
-        if (!failedOnly)
-            row.setNumber(JobCell::LastSentId, mid);
-        log.write(m_progress.address + QLatin1Char('\t') + status + QLatin1Char('\t') +
-                  m_progress.reason);
+        const auto writeLog = qScopeGuard([&] {
+            const QString status = QLatin1String(success ? "S" : "F");
+            log.write(m_progress.address + u'\t' + status + u'\t' + m_progress.reason);
+            if (!m_unrecorded.isEmpty())
+                log.write(m_unrecorded);
+        });
+        record(outcomes, recipients.key(i), success);
         if (!success)
             m_view.noteFailure(m_progress.address, m_progress.reason);
         show();
@@ -226,29 +256,39 @@ void SendRun::send(const JobMessage &message, const Settings &settings)
     }
 }
 
-/// Goes on where a run ended that never got stored; forgets one that was.
-void SendRun::adoptInterrupted(Connection &list, JobRow &row)
+/// The message has gone: what became of it is written for as long as a person would wait.
+void SendRun::record(OutcomeWriter &outcomes, qint64 mid, bool success)
 {
-    const qint64 jobId = row.number(JobCell::Id);
-    if (const auto left = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start]))
-        row.setNumber(JobCell::LastSentId, left->lastMid);
-    else
-        RunMarker::clear(list, jobId);
-}
-
-/// The stored job knows all that the marker did. One that stays is known by its start to be of this
-/// run.
-void SendRun::clearMarker(const JobRow &row)
-{
-    try {
-        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
-        RunMarker::clear(list, row.number(JobCell::Id));
-    } catch (const StorageError &) {
-        // The next run of the job clears it.
+    const QString status = QLatin1String(success ? "S" : "F");
+    for (auto waited = 0ms;; waited += longWait + shortWait) {
+        try {
+            outcomes.write(mid, status, m_progress.reason);
+            break;
+        } catch (const StorageError &) {
+            const bool isKept = outcomes.keep(mid, status, m_progress.reason);
+            if (waited >= patience) {
+                m_unrecorded =
+                    (isKept ? QStringLiteral("That %1 %2 could not be recorded in the maillist. It "
+                                             "is recorded when the job is started again.")
+                            : QStringLiteral("That %1 %2 could not be recorded anywhere, and the "
+                                             "job begins with this recipient when it is started "
+                                             "again."))
+                        .arg(m_progress.address,
+                             success ? QStringLiteral("got the email") : QStringLiteral("failed"));
+                throw;
+            }
+        }
+        show(RunProgress::Phase::WaitingForList);
+        m_clock.wait(longWait, m_yield);
     }
+    m_progress.phase = RunProgress::Phase::Sending;
+    if (!m_progress.failedOnly)
+        m_progress.row.setNumber(JobCell::LastSentId, mid);
 }
 
-JobRow SendRun::finished()
+/// Stores how the run ended. The list says it first, so that whatever cuts this off, the job gets
+/// it in the end.
+void SendRun::finish()
 {
     JobRow ended = m_progress.row;
     Connection list(m_folder.listConnectionString(ended.number(JobCell::MaillistId)));
@@ -258,7 +298,14 @@ JobRow SendRun::finished()
     if (complete && !m_progress.failedOnly)
         ended.setNumber(JobCell::LastSentId, 0);
     ended[JobCell::Progress] = complete ? QStringLiteral("Complete") : QStringLiteral("Paused");
-    return ended;
+    RunMarker::end(list, ended);
+    m_progress.row = ended;
+    storeJobRow(m_folder, ended);
+    try {
+        RunMarker::clear(list, ended.number(JobCell::Id));
+    } catch (const StorageError &) {
+        // It says what the job is, until the next run clears it.
+    }
 }
 
 void SendRun::endPass(bool isStored)
@@ -349,20 +396,31 @@ void SendRun::show()
 void SendRun::stopOnError(const JobRow &before, const StorageError &error)
 {
     JobRow &row = m_progress.row;
-    const JobRow reached = std::exchange(row, before);
-    if (m_progress.pass.sent() > 0) {
-        row[JobCell::Progress] = QStringLiteral("Paused");
-        row[JobCell::Start] = reached[JobCell::Start];
-        row[JobCell::End] = jobTimeStamp(m_clock.now());
-        row[JobCell::LastSentId] = reached[JobCell::LastSentId];
-        try {
-            storeJobRow(m_folder, row);
-            clearMarker(row);
-        } catch (const StorageError &) {
-            // The system database is the one that failed, or fails too; the next start of the job
-            // finds in the list database how far this one came.
+    if (row[JobCell::Progress] == QLatin1String("Sending")) {
+        const JobRow reached = std::exchange(row, before);
+        if (m_progress.pass.sent() > 0) {
+            row[JobCell::Progress] = QStringLiteral("Paused");
+            row[JobCell::Start] = reached[JobCell::Start];
+            row[JobCell::End] = jobTimeStamp(m_clock.now());
+            row[JobCell::LastSentId] = reached[JobCell::LastSentId];
+            storeStopped(row);
         }
     }
     endPass(false);
-    m_operator.tell(error.report(), QStringLiteral("Error"));
+    m_operator.tell(error.report() + (m_unrecorded.isEmpty() ? QString() : QStringLiteral("\r\n")) +
+                        m_unrecorded,
+                    QStringLiteral("Error"));
+}
+
+/// As far as the databases let it; the next start of the job finds the rest in the list.
+void SendRun::storeStopped(JobRow &row)
+{
+    try {
+        JobRow counted = row;
+        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+        recountRecipients(list, counted);
+        row = counted;
+        storeJobRow(m_folder, row);
+    } catch (const StorageError &) {
+    }
 }

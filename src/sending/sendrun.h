@@ -9,10 +9,10 @@
 #include <QTimer>
 
 class Clock;
-class Connection;
 class LiveSettings;
 class MergeFields;
 class Operator;
+class OutcomeWriter;
 class ProgramFolder;
 class Record;
 class SendMail;
@@ -40,6 +40,8 @@ public:
         NoServer,          ///< refused: the settings name no server
         MissingAttachment, ///< refused
         ListInUse,         ///< refused: another program sends to the list
+        NoUnsubscribeList, ///< refused: the file exists and cannot be read
+        Declined,          ///< by the operator: the job is not what its row showed
         StorageFailed,     ///< stopped by a database; what was sent before is recorded
     };
 
@@ -62,14 +64,12 @@ public:
     const RunProgress &progress() const { return m_progress; }
 
 private:
-    /// The job as it is stored: another program may have run it since the window read it. Throws
-    /// StorageError.
-    JobRow storedRow(const JobRow &row) const;
+    bool isAsShown(const JobRow &shown, const JobRow &stored);
     Result runPass(const JobMessage &message);
-    void adoptInterrupted(Connection &list, JobRow &row);
-    void clearMarker(const JobRow &row);
-    void send(const JobMessage &message, const Settings &settings);
-    JobRow finished();
+    void send(const JobMessage &message, const Settings &settings,
+              const UnsubscribeList &unsubscribed);
+    void record(OutcomeWriter &outcomes, qint64 mid, bool success);
+    void finish();
     void endPass(bool isStored);
     void connectTransport(const JobMessage &message, const Settings &settings);
     void reconnect();
@@ -79,6 +79,7 @@ private:
     void show(RunProgress::Phase phase);
     void show();
     void stopOnError(const JobRow &before, const StorageError &error);
+    void storeStopped(JobRow &row);
     bool isRerunWanted();
 
     const ProgramFolder &m_folder;
@@ -94,6 +95,7 @@ private:
     bool m_stopRequested = false;
     bool m_ending = false;
     bool m_sendFailed = false;
+    QString m_unrecorded; ///< what became of the recipient whose outcome is not in the list
     RunProgress m_progress;
     QElapsedTimer m_elapsed;
     QTimer m_showTimer; ///< runs while what was shown last is still fresh

@@ -84,8 +84,12 @@ void frmPinfo::apply()
 {
     if (!confirmPassword())
         return;
-    const WaitPointer pointer;
-    m_store.save(current());
+    try {
+        const WaitPointer pointer;
+        m_store.save(current());
+    } catch (const StorageError &e) {
+        m_op.tell(e.description());
+    }
 }
 
 void frmPinfo::closeWindow()

@@ -1,6 +1,7 @@
 #include "settingsstore.h"
 
 #include "programfolder.h"
+#include "storageerror.h"
 #include "textdecoding.h"
 #include "unsubscribelist.h"
 
@@ -104,7 +105,11 @@ Settings SettingsStore::load() const
             values.value(QLatin1String(value.name)).section(QChar(u'\0'), 0, 0);
     for (const SwitchValue &value : switches)
         settings.*value.member = values.value(QLatin1String(value.name)) == QLatin1String("1");
-    settings.unsubscribed = loadUnsubscribeList(m_folder);
+    try {
+        settings.unsubscribed = loadUnsubscribeList(m_folder);
+    } catch (const StorageError &) {
+        // Who would mail somebody without it is told.
+    }
     return settings;
 }
 

@@ -27,6 +27,7 @@ public:
     static QString location();
 
     Settings load() const;
+    /// Throws StorageError when the unsubscribe list could not be saved; the others were.
     void save(const Settings &settings) const;
 
     /// For a program without option boxes, the stored values are the live ones.
