@@ -52,8 +52,8 @@ private:
     std::function<void()> m_action;
 };
 
-/// The program with the jobs "Spring", "Autumn" and "Bob's", of 1, 2 and 3 recipients; the newest is
-/// the first row.
+/// The program with the jobs "Spring", "Autumn" and "Bob's", of 1, 2 and 3 recipients; the newest
+/// is the first row.
 struct ThreeJobs : Desk {
     ThreeJobs()
     {
@@ -149,7 +149,8 @@ private slots:
         desk.search(1, "autumn");
         QCOMPARE(desk.find<QPlainTextEdit>("Text1")->toPlainText(), QString());
         QCOMPARE(desk.text("lbJob"), QStringLiteral("Welcome - No Job Selected"));
-        QCOMPARE(desk.text("lbMailList") + desk.text("lbmSubject"), QStringLiteral(" Email Subject : "));
+        QCOMPARE(desk.text("lbMailList") + desk.text("lbmSubject"),
+                 QStringLiteral(" Email Subject : "));
         for (const char *button : {"cmdEditMail", "cmdPreview", "cmdBrowse"})
             QVERIFY2(!start->isEnabled() && !desk.find<QWidget>(button)->isEnabled(), button);
         desk.showTab(2);
