@@ -166,8 +166,9 @@ void SignalYield::yield()
     m_events.yield();
     if (!signalled || !m_stop)
         return;
-    m_bar.clear();
-    if (!m_notice.isEmpty())
+    if (!m_notice.isEmpty()) {
+        m_bar.clear();
         printMessage(std::exchange(m_notice, {}));
+    }
     m_stop();
 }
