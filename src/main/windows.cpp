@@ -16,8 +16,8 @@
 #include "joblistpanel.h"
 #include "listdialogs.h"
 
-#include "messagestore.h"
 #include "jobrow.h"
+#include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
 
