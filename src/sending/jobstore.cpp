@@ -156,12 +156,6 @@ void storeJobRow(const ProgramFolder &folder, const JobRow &row)
                    QStringLiteral(" where jobid = ") + row[JobCell::Id]);
 }
 
-void deleteJob(const ProgramFolder &folder, qint64 jobId)
-{
-    Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("delete from  mjob where jobid=") + QString::number(jobId));
-}
-
 void recountRecipients(Connection &list, JobRow &row)
 {
     const QString count = QStringLiteral("select count(*) from email ");

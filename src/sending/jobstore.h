@@ -47,9 +47,6 @@ void deleteJob(const ProgramFolder &folder, qint64 jobId);
 /// Writes the row's state, times, counters and resume point to `mjob`. Throws StorageError.
 void storeJobRow(const ProgramFolder &folder, const JobRow &row);
 
-/// Deletes the job. What it has sent stays recorded in its list. Throws StorageError.
-void deleteJob(const ProgramFolder &folder, qint64 jobId);
-
 /// Puts the list's present counts into the row's Total, Unsent, Success and Failed. Throws
 /// StorageError.
 void recountRecipients(Connection &list, JobRow &row);
