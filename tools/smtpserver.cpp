@@ -351,7 +351,7 @@ SmtpServer::SmtpServer(ServerOptions options)
     d->options = std::move(options);
     d->tls.setPeerVerifyMode(QSslSocket::VerifyNone); // clients have no certificates
     QFile key(d->options.keyFile);
-    if (key.open(QIODevice::ReadOnly)) {
+    if (!key.fileName().isEmpty() && key.open(QIODevice::ReadOnly)) {
         d->tls.setLocalCertificateChain(QSslCertificate::fromPath(d->options.certificateFile));
         d->tls.setPrivateKey(QSslKey(&key, QSsl::Ec));
     }

@@ -137,7 +137,7 @@ ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, Expo
             const bool failed = recipient->text(QStringLiteral("Status")) == QLatin1String("F");
             if (filter != ExportFilter::All && failed != (filter == ExportFilter::Fail))
                 continue;
-            QStringList cells{QString::number(recipients.key(i))};
+            QStringList cells; // the number first
             for (int field = 0; field < recipient->count(); ++field)
                 cells += recipient->value(field).value_or(QString());
             print(cells);

@@ -66,7 +66,7 @@ void ConsoleOperator::tell(const QString &text, const QString &)
 bool ConsoleOperator::ask(const QString &text, const QString &)
 {
     m_bar.clear();
-    if (!isatty(STDIN_FILENO)) {
+    if (!m_bar.isOnTerminal() || !isatty(STDIN_FILENO)) {
         const bool yes = m_yesLeft-- > 0;
         printMessage(text + (yes ? QStringLiteral(" Yes") : QStringLiteral(" No")));
         return yes;
@@ -78,8 +78,10 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
         while (!signalled && ::poll(&input, 1, -1) < 0) {
         }
         std::string answer;
-        if (signalled || !std::getline(std::cin, answer))
+        if (signalled || !std::getline(std::cin, answer)) {
+            print(stderr, QStringLiteral("\n"));
             return false;
+        }
         if (answer.starts_with('y') || answer.starts_with('Y'))
             return true;
         if (answer.starts_with('n') || answer.starts_with('N'))
@@ -99,7 +101,7 @@ void ConsoleView::showProgress(const RunProgress &progress)
     if (std::exchange(m_isConnecting, false))
         printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
                                           : QStringLiteral("Resend fail emails, connecting to ")) +
-                     progress.server + QStringLiteral(" ... "));
+                     progress.server + QStringLiteral(" ..."));
     const qint64 handled = progress.pass.sent();
     const QString counts = QStringLiteral("%1 of %2, %3 failed")
                                .arg(handled)

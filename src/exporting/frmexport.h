@@ -1,7 +1,7 @@
 #pragma once
 
-#include "recipientexport.h"
 #include "dialogs.h"
+#include "recipientexport.h"
 
 #include <memory>
 

@@ -3,8 +3,8 @@
 #include "exportscreen.h"
 #include "ui_frmexportdata.h"
 
-#include "operator.h"
 #include "keyset.h"
+#include "operator.h"
 
 frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                              Yield &yield, QWidget *parent)
@@ -76,7 +76,7 @@ void frmExportData::writeRecords()
     const QString path = kind == ExportDestination::TextFile ? m_ui->txtFile->text() : QString();
     try {
         Keyset rows(m_listConnectionString, RecipientQuery::columns(), m_query.condition(),
-                           m_query.order());
+                    m_query.order());
         m_export.exportRecords(rows, RecipientQuery::titles(), m_ui->chkHeader->isChecked(),
                                {kind, path, m_ui->CombSep->currentText(), tr("Records")});
     } catch (const StorageError &e) {

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "dialogs.h"
 #include "recipientexport.h"
 #include "recipientquery.h"
-#include "dialogs.h"
 
 #include <memory>
 

@@ -5,10 +5,10 @@
 #include "desktopspreadsheet.h"
 
 #include "connection.h"
+#include "keyset.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "recipientrecords.h"
-#include "keyset.h"
 #include "yield.h"
 
 #include <future>
@@ -88,8 +88,8 @@ RecipientExport::Result RecipientExport::exportList(qint64 listId, ExportFilter 
     });
 }
 
-RecipientExport::Result RecipientExport::exportRecords(Keyset &rows,
-                                                       const QStringList &columns, bool withNames,
+RecipientExport::Result RecipientExport::exportRecords(Keyset &rows, const QStringList &columns,
+                                                       bool withNames,
                                                        const ExportDestination &destination)
 {
     return run(destination, [&](RecordTarget &target) -> Ending {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "recipientimport.h"
 #include "dialogs.h"
+#include "recipientimport.h"
 
 #include <array>
 #include <memory>

@@ -14,7 +14,7 @@ Keyset::Keyset(const QString &listConnectionString, const QString &columns,
     , m_connection(listConnectionString)
     , m_columns(columns)
     , m_unread(m_connection.prepare(QStringLiteral("select mid from email ") + condition +
-                                  (order.isEmpty() ? QStringLiteral(" order by mid") : order)))
+                                    (order.isEmpty() ? QStringLiteral(" order by mid") : order)))
 {
     readKeys(atFirst);
 }

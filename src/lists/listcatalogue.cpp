@@ -150,8 +150,7 @@ qint64 ListCatalogue::add(const QString &name, const QString &type,
 
 qint64 storeRecipientCount(const ProgramFolder &folder, qint64 listId)
 {
-    Connection list(folder.listConnectionString(listId));
-    const qint64 count = list.number(QStringLiteral("select count(*) from email"));
+    const qint64 count = ListCatalogue(folder).countRecipients(listId);
     Connection system(folder.systemConnectionString());
     system.execute(
         QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "recipientquery.h"
 #include "keyset.h"
+#include "recipientquery.h"
 
 #include <QAbstractTableModel>
 #include <QBasicTimer>

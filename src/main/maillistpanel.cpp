@@ -37,10 +37,8 @@ MaillistPanel::~MaillistPanel() = default;
 
 void MaillistPanel::Load_db(const QString &listConnectionString)
 {
-    if (listConnectionString != m_shown.listConnectionString) {
-        m_ui->DataGrid1->hide(); // it shows another list
-        m_shown = {};
-    }
+    m_shown = {};
+    m_ui->DataGrid1->setVisible(!listConnectionString.isEmpty());
     if (listConnectionString.isEmpty())
         return;
     const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
@@ -48,7 +46,6 @@ void MaillistPanel::Load_db(const QString &listConnectionString)
                                .sortField = m_ui->combSort->currentIndex()};
     try {
         m_ui->DataGrid1->load(listConnectionString, query);
-        m_ui->DataGrid1->show();
         m_shown = {listConnectionString, query};
     } catch (const StorageError &e) {
         m_operator.tell(e.description());

@@ -29,7 +29,7 @@ public:
     ~MaillistPanel() override;
 
     /// Fills the grid with the list's recipients that the search bar asks for; without a list there
-    /// is no grid. A failure is told, and leaves what the grid shows of the same list.
+    /// is no grid. A failure is told, and leaves the grid without rows.
     void Load_db(const QString &listConnectionString);
     /// Empties the search and takes the order back, for another job.
     void resetSearch();

@@ -160,11 +160,11 @@ void frmNewMail::done(int result)
 void frmNewMail::reject()
 {
     enum Answer { Save, Discard, Cancel };
-    const int answer = fields() == m_shown
-                           ? Discard
-                           : m_op.choose(tr("The email has changes that are not stored."),
-                                         tr("Email Manager"),
-                                         {tr("&Save"), tr("&Discard"), tr("Cancel")}, Save);
+    const int answer =
+        fields() == m_shown
+            ? Discard
+            : m_op.choose(tr("The email has changes that are not stored."), tr("Email Manager"),
+                          {tr("&Save"), tr("&Discard"), tr("Cancel")}, Save);
     if (answer == Save)
         save();
     else if (answer == Discard)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "mergefields.h"
 #include "keyset.h"
+#include "mergefields.h"
 
 #include <QDateTime>
 
@@ -17,7 +17,8 @@ public:
     /// lname, title, contact, company, memo.
     using Fields = std::array<QString, 7>;
 
-    /// Stands on the first recipient; without a list there is none. Throws StorageError, and then has no recipients.
+    /// Stands on the first recipient; without a list there is none. Throws StorageError, and then
+    /// has no recipients.
     void load(const QString &listConnectionString, const QString &body);
 
     qsizetype count() const { return m_rows ? m_rows->size() : 0; }

@@ -119,7 +119,8 @@ void SettingsStore::save(const Settings &settings) const
                                             QRegularExpression::DotMatchesEverythingOption);
     QByteArray lines = mark + QByteArray("\n[General]\n");
     for (const TextValue &value : texts)
-        lines += value.name + '=' + QString(settings.*value.member).remove(lineEnd).toUtf8() + '\n';
+        lines += value.name + QByteArray("=") +
+                 QString(settings.*value.member).remove(lineEnd).toUtf8() + '\n';
     for (const SwitchValue &value : switches)
         lines += value.name + QByteArray(settings.*value.member ? "=1\n" : "=0\n");
     QDir().mkpath(QFileInfo(location()).path());

@@ -16,6 +16,8 @@
 #include <csignal>
 #include <functional>
 
+using namespace std::chrono_literals;
+
 namespace
 {
 
@@ -30,11 +32,6 @@ ServerOptions options(const QList<ServerRule> &rules)
     ServerOptions options;
     options.rules = rules;
     return options;
-}
-
-ServerRule slow(const char *command, std::chrono::milliseconds delay, int skip = 0)
-{
-    return {.command = command, .delay = delay, .skip = skip};
 }
 
 /// A program folder with the list "Members" of r1@example.org and so on, the message "News", a job
@@ -188,7 +185,7 @@ private slots:
             if (done.status == 2) // the usage of no other command
                 QVERIFY2(
                     done.output.isEmpty() &&
-                        (said.count(TestText("test-send")) == 0) ==
+                        said.contains(TestText("test-send")) ==
                             said.contains(TestText("Usage: quillbright-console [OPTIONS] COMMAND")),
                     expected.line);
         }
@@ -251,7 +248,7 @@ private slots:
     void signalPauses()
     {
         for (const int number : {SIGTERM, SIGHUP}) {
-            const Setup setup(100, {slow("DATA-END", std::chrono::milliseconds(100))});
+            const Setup setup(100, {{.command = "DATA-END", .delay = 100ms}});
             QProcess process;
             setup.start(process, startJob);
             QTRY_VERIFY(setup.server.messages().size() >= 2);
@@ -270,7 +267,7 @@ private slots:
     void killedRunMailsNobodyTwice()
     {
         // Slow enough for what is done while the fourth message is on its way.
-        const Setup setup(6, {slow("MAIL", std::chrono::seconds(60), 3)});
+        const Setup setup(6, {{.command = "MAIL", .delay = 60s, .skip = 3, .times = 1}});
         QProcess process;
         setup.start(process, startJob);
         QTRY_COMPARE(setup.server.transcript().count("C: DATA"), 3);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "fakes.h"
-#include "recipientexport.h"
-#include "keyset.h"
 #include "desktopspreadsheet.h"
+#include "fakes.h"
+#include "keyset.h"
+#include "recipientexport.h"
 #include "testfolder.h"
 
 #include <QDir>
@@ -71,8 +71,8 @@ struct Setup {
     Keyset rows(const QString &columns) const
     {
         return Keyset(folder.folder().listConnectionString(list), columns,
-                             QStringLiteral(" where email > 'a@b'"),
-                             QStringLiteral(" order by mid desc"), 1);
+                      QStringLiteral(" where email > 'a@b'"), QStringLiteral(" order by mid desc"),
+                      1);
     }
 
     TestFolder folder;

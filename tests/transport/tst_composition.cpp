@@ -30,7 +30,8 @@ QList<QStringList> readBack(const QByteArrayList &messages)
 {
     const QString script = uR"(
 import base64, email, json, re, sys
-from email import policy
+from email import policy, utils
+from email.header import decode_header, make_header
 for line in sys.stdin:
     raw = base64.b64decode(line)
     faults = [l for l in raw.split(b'\r\n') if len(l) > 998 or re.search(b'[\r\n\0]', l)]
@@ -38,11 +39,11 @@ for line in sys.stdin:
         base64.b64decode(word).decode()
         faults += [word] if len(word) > 63 else []
     m = email.message_from_bytes(raw, policy=policy.default)
-    sender, = m['from'].addresses
+    name, sender = email.utils.parseaddr(email.message_from_bytes(raw)['from'])
     to, = m['to'].addresses
     body = m.get_body()
     read = [repr(faults + m.defects), ' '.join(k for k in m.keys() if k[:8] != 'Content-'),
-            sender.addr_spec + '>' + to.addr_spec, m['subject'], sender.display_name,
+            sender + '>' + to.addr_spec, m['subject'], str(make_header(decode_header(name))),
             body.get_content_subtype() + body['Content-Transfer-Encoding'],
             body.get_payload(decode=True).decode()]
     for part in m.iter_attachments():
@@ -149,7 +150,7 @@ private slots:
             readBack({Composer().compose(letter(u"Grüße"_s), attachments) + attachments.parts()})
                 .first()
                 .sliced(6),
-            (QStringList{u"Grüße\r\n"_s, u"application/pdf"_s, names[0], base64(bytes),
+            (QStringList{u"Grüße"_s, u"application/pdf"_s, names[0], base64(bytes),
                          u"application/octet-stream"_s, names[1], base64("\r\n.\r\n"),
                          u"text/html"_s, names[2], QString()}));
 
