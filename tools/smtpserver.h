@@ -11,10 +11,10 @@
 
 /// One message as the server took it.
 struct ReceivedMessage {
-    QByteArray sender;         ///< envelope sender, without angle brackets
-    QByteArrayList recipients; ///< envelope recipients, without angle brackets
-    QByteArray data;           ///< the message with CRLF line ends, dots unstuffed, no final dot
-    QByteArray user;           ///< who had logged in; empty for nobody
+    QByteArray sender = {};         ///< envelope sender, without angle brackets
+    QByteArrayList recipients = {}; ///< envelope recipients, without angle brackets
+    QByteArray data = {}; ///< the message with CRLF line ends, dots unstuffed, no final dot
+    QByteArray user = {}; ///< who had logged in; empty for nobody
     bool encrypted = false;
     int session = 0; ///< 1 for the first connection the server took, and so on
 };
@@ -27,7 +27,7 @@ struct ReceivedMessage {
 struct ServerRule {
     enum class Action { Reply, Drop, Stall };
 
-    QByteArray command;
+    QByteArray command = {};
     QByteArray text = {};
     Action action = Action::Reply;
     /// For Reply: the lines of the answer, sent as they are with CRLF each ("550-5.1.1 No such",
@@ -43,30 +43,29 @@ struct ServerRule {
 };
 
 struct ServerOptions {
-    bool startTls = false;    ///< offer STARTTLS; needs certificate and key
-    bool implicitTls = false; ///< TLS from the first byte
-    QString certificateFile;  ///< PEM
-    QString keyFile;          ///< PEM
-    QByteArrayList auth;      ///< offered mechanisms: "PLAIN", "LOGIN", "CRAM-MD5"
-    QByteArray user;          ///< the login that is accepted
-    QByteArray password;
-    bool authNeedsTls = false; ///< offers AUTH only on an encrypted link
-    bool smtpUtf8 = false;
-    QList<ServerRule> rules;
+    bool startTls = false;        ///< offer STARTTLS; needs certificate and key
+    bool implicitTls = false;     ///< TLS from the first byte
+    QString certificateFile = {}; ///< PEM
+    QString keyFile = {};         ///< PEM, of an elliptic curve
+    QByteArrayList auth = {};     ///< offered mechanisms: "PLAIN", "LOGIN"
+    QByteArray user = {};         ///< the login that is accepted
+    QByteArray password = {};
+    QList<ServerRule> rules = {};
     quint16 port = 0; ///< 0: one that is free
-    /// Puts a message away; called in the server's thread before the final dot is answered. false
-    /// makes that answer 452. A server with it keeps neither messages nor transcript, so that it
-    /// can run for long.
-    std::function<bool(const ReceivedMessage &)> store;
+    /// Puts a message away, before the final dot is answered; false makes that answer 452. Called
+    /// in a thread of the server, one call at a time. A server with it keeps neither messages nor
+    /// transcript, so that it can run for long.
+    std::function<bool(const ReceivedMessage &)> store = {};
 };
 
-/// A small SMTP server (RFC 5321) on the loopback address, in a thread of its own: the mail
-/// catcher's core, and the scripted partner of the transport's tests.
+/// A small SMTP server (RFC 5321) on the loopback address, in threads of its own: the mail
+/// catcher's core, and the scripted partner of the transport's tests. It asks for no more order
+/// than tells a right client from a wrong one.
 class SmtpServer
 {
 public:
     explicit SmtpServer(ServerOptions options = {});
-    /// Closes every connection and ends the thread.
+    /// Closes every connection and ends the threads.
     ~SmtpServer();
 
     SmtpServer(const SmtpServer &) = delete;
@@ -77,13 +76,12 @@ public:
     /// All messages taken so far; a message is here before the client reads the answer to it.
     QList<ReceivedMessage> messages() const;
     /// Every line of every session in order, "C: ..." from the client and "S: ..." from the
-    /// server, "C: <drop>" and "S: <drop>" where a connection ended without QUIT. Message data is
-    /// not part of it. What the client does is here once the server has noticed it.
+    /// server, without message data.
     QByteArrayList transcript() const;
     /// The number of connections taken so far.
     int sessions() const;
 
 private:
-    class Private;
+    struct Private;
     std::unique_ptr<Private> d;
 };

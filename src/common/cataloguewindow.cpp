@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QShowEvent>
+#include <QToolBar>
 
 CatalogueWindow::~CatalogueWindow()
 {
@@ -23,7 +24,7 @@ void CatalogueWindow::setUp(const Parts &parts, std::vector<ListColumn> columns,
     m_numberColumn = numberColumn;
     letTabReachButtons(*parts.toolbar);
     parts.list->setColumns(std::move(columns));
-    parts.list->setIcons(icon, icon);
+    parts.list->setIcons(icon);
     connect(parts.list, &SortableList::rowDoubleClicked, this, [this] { enterSelected(); });
     connect(parts.list, &SortableList::rowEntered, this, [this] { enterSelected(); });
     connect(parts.deleteAction, &QAction::triggered, this, [this] { deleteSelected(); });
@@ -31,6 +32,8 @@ void CatalogueWindow::setUp(const Parts &parts, std::vector<ListColumn> columns,
     auto *shortcut = new QShortcut(Qt::Key_Delete, parts.list);
     shortcut->setContext(Qt::WidgetShortcut);
     connect(shortcut, &QShortcut::activated, this, [this] { deleteSelected(); });
+    parts.list->setContextMenuPolicy(Qt::ActionsContextMenu);
+    parts.list->addActions(parts.toolbar->actions());
     connect(parts.search, &QPushButton::clicked, this, [this] { list_refresh(); });
     restoreWindowLayout(*this, *parts.list);
 }

@@ -20,6 +20,8 @@ public:
     virtual void select(qsizetype start, qsizetype length) = 0;
     /// Replaces what is selected; the caret is then behind `text`.
     virtual void replaceSelection(const QString &text) = 0;
+    /// Within its window, which is not brought to the front for it: who presses Return again in the
+    /// dialog wants the next occurrence, and not a line break in place of this one.
     virtual void takeFocus() = 0;
 };
 

@@ -4,32 +4,32 @@
 
 #include "findreplace.h"
 
-FindReplaceDialog::FindReplaceDialog(Operator &op, QWidget *owner)
+FindReplaceDialog::FindReplaceDialog(TextTarget &target, Operator &op, QWidget *owner)
     : QDialog(owner)
     , m_ui(std::make_unique<Ui::FindReplaceDialog>())
+    , m_target(target)
     , m_op(op)
 {
     m_ui->setupUi(this);
     connect(m_ui->txtFind, &QLineEdit::textChanged, this, &FindReplaceDialog::updateButtons);
-    connect(m_ui->cmdFindNext, &QPushButton::clicked, this, &FindReplaceDialog::findNext);
-    connect(m_ui->cmdReplace, &QPushButton::clicked, this, &FindReplaceDialog::replace);
-    connect(m_ui->cmdReplaceAll, &QPushButton::clicked, this, &FindReplaceDialog::replaceAll);
+    connect(m_ui->cmdFindNext, &QPushButton::clicked, this,
+            [this] { findNext(m_target, m_op, terms()); });
+    connect(m_ui->cmdReplace, &QPushButton::clicked, this,
+            [this] { replaceAndFindNext(m_target, m_op, terms()); });
+    connect(m_ui->cmdReplaceAll, &QPushButton::clicked, this,
+            [this] { replaceAll(m_target, terms()); });
     connect(m_ui->cmdCancel, &QPushButton::clicked, this, &FindReplaceDialog::reject);
-    connect(this, &QDialog::finished, this, [this] { m_target = nullptr; });
     updateButtons();
 }
 
 FindReplaceDialog::~FindReplaceDialog() = default;
 
-void FindReplaceDialog::openFor(Mode mode, TextTarget &target)
+void FindReplaceDialog::openAs(Mode mode)
 {
-    if (m_target != &target || m_mode != mode) {
+    if (!isVisible() || m_mode != mode) {
         m_mode = mode;
-        m_target = &target;
         const bool isReplace = mode == Mode::Replace;
         setWindowTitle(isReplace ? tr("Replace") : tr("Find"));
-        m_ui->txtFind->clear();
-        m_ui->txtReplace->clear();
         m_ui->chkWholeWord->setChecked(false);
         m_ui->chkMatchCase->setChecked(false);
         for (QWidget *widget : std::initializer_list<QWidget *>{
@@ -46,19 +46,15 @@ void FindReplaceDialog::openFor(Mode mode, TextTarget &target)
     m_ui->txtFind->selectAll();
 }
 
-void FindReplaceDialog::findNext()
+void FindReplaceDialog::findAgain(bool up)
 {
-    ::findNext(*m_target, m_op, terms());
-}
-
-void FindReplaceDialog::replace()
-{
-    ::replaceAndFindNext(*m_target, m_op, terms());
-}
-
-void FindReplaceDialog::replaceAll()
-{
-    ::replaceAll(*m_target, terms());
+    if (m_ui->txtFind->text().isEmpty()) {
+        openAs(Mode::Find);
+        return;
+    }
+    SearchTerms again = terms();
+    again.up = up;
+    findNext(m_target, m_op, again);
 }
 
 SearchTerms FindReplaceDialog::terms() const
@@ -66,8 +62,7 @@ SearchTerms FindReplaceDialog::terms() const
     SearchTerms terms(m_ui->txtFind->text(), m_ui->txtReplace->text());
     terms.wholeWord = m_ui->chkWholeWord->isChecked();
     terms.matchCase = m_ui->chkMatchCase->isChecked();
-    // Replacing goes down always.
-    terms.up = m_mode == Mode::Find && m_ui->optUp->isChecked();
+    terms.up = m_ui->optUp->isChecked(); // never where it is hidden
     return terms;
 }
 

@@ -22,24 +22,22 @@ class FindReplaceDialog final : public QDialog
 public:
     enum class Mode { Find, Replace };
 
-    /// `owner`: the window of the texts. `op` must outlive the dialog.
-    FindReplaceDialog(Operator &op, QWidget *owner);
+    /// `owner`: the window of `target`. All of them must outlive the dialog.
+    FindReplaceDialog(TextTarget &target, Operator &op, QWidget *owner);
     ~FindReplaceDialog() override;
 
-    /// Opens over `target`, which must stay until the dialog closes. What was typed is kept while
-    /// the dialog is open in this mode over this target, else its boxes are empty and no option
-    /// is set.
-    void openFor(Mode mode, TextTarget &target);
+    /// Opens with the texts that were typed last. The options are kept only while the dialog stays
+    /// open in this mode.
+    void openAs(Mode mode);
+    /// Finds what was looked for last, without the dialog where there is such a text.
+    void findAgain(bool up);
 
 private:
-    void findNext();
-    void replace();
-    void replaceAll();
     SearchTerms terms() const;
     void updateButtons();
 
     std::unique_ptr<Ui::FindReplaceDialog> m_ui;
+    TextTarget &m_target;
     Operator &m_op;
     Mode m_mode = Mode::Find;
-    TextTarget *m_target = nullptr; ///< null while closed
 };

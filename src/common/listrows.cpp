@@ -1,7 +1,5 @@
 #include "listrows.h"
 
-#include <QFont>
-
 namespace
 {
 
@@ -30,26 +28,13 @@ QVariant ListRows::data(const QModelIndex &index, int role) const
 {
     if (!index.isValid())
         return {};
-    const ListRow &shown = row(index.row());
-    const bool isHighlighted = shown.number == m_highlighted;
     switch (role) {
     case Qt::DisplayRole:
-        return shown.cells.value(index.column());
+        return row(index.row()).cells.value(index.column());
     case Qt::TextAlignmentRole:
         return int(m_columns[size_t(index.column())].alignment | Qt::AlignVCenter);
     case Qt::DecorationRole:
-        if (index.column() > 0)
-            return {};
-        return isHighlighted ? m_highlightedIcon : m_normalIcon;
-    case Qt::FontRole:
-        if (isHighlighted) {
-            QFont bold;
-            bold.setBold(true);
-            return bold;
-        }
-        return {};
-    case Qt::ForegroundRole:
-        return isHighlighted ? QVariant(m_highlightColor) : QVariant();
+        return index.column() == 0 ? QVariant(m_icon) : QVariant();
     default:
         return {};
     }
@@ -78,17 +63,6 @@ void ListRows::setColumns(std::vector<ListColumn> columns)
     endResetModel();
 }
 
-void ListRows::setIcons(const QIcon &normal, const QIcon &highlighted)
-{
-    m_normalIcon = normal;
-    m_highlightedIcon = highlighted;
-}
-
-void ListRows::setHighlightColor(const QColor &color)
-{
-    m_highlightColor = color;
-}
-
 void ListRows::setRows(std::vector<ListRow> rows, const SortState &state)
 {
     beginResetModel();
@@ -106,7 +80,7 @@ int ListRows::rowOf(qint64 number) const
 void ListRows::setCells(int row, const QStringList &cells)
 {
     m_rows[size_t(row)].cells = cells;
-    changed(row);
+    emit dataChanged(index(row, 0), index(row, columnCount() - 1));
 }
 
 void ListRows::removeRow(int row)
@@ -132,15 +106,6 @@ void ListRows::sort(const SortState &state)
     emit layoutChanged({}, VerticalSortHint);
 }
 
-void ListRows::highlight(qint64 number)
-{
-    const std::optional<qint64> before = std::exchange(m_highlighted, number);
-    for (const qint64 one : {before.value_or(number), number}) {
-        if (const int row = rowOf(one); row >= 0)
-            changed(row);
-    }
-}
-
 std::vector<int> ListRows::order(const std::vector<ListRow> &rows, const SortState &state) const
 {
     QStringList cells;
@@ -148,9 +113,4 @@ std::vector<int> ListRows::order(const std::vector<ListRow> &rows, const SortSta
     for (const ListRow &row : rows)
         cells += row.cells.value(state.column());
     return sortedOrder(cells, m_columns[size_t(state.column())].kind, state.ascending());
-}
-
-void ListRows::changed(int row)
-{
-    emit dataChanged(index(row, 0), index(row, columnCount() - 1));
 }

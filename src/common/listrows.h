@@ -3,10 +3,7 @@
 #include "listsorting.h"
 
 #include <QAbstractTableModel>
-#include <QColor>
 #include <QIcon>
-
-#include <optional>
 
 /// A column of a report list.
 struct ListColumn {
@@ -15,6 +12,8 @@ struct ListColumn {
     SortKind kind = SortKind::Text;
     Qt::AlignmentFlag alignment = Qt::AlignLeft;
     int pixels = 0; ///< device-independent, added to the fraction
+    QString sample =
+        {}; ///< a text that the column is never too narrow for, as it is not for its header
 };
 
 /// A row of a report list: the record's number, and a text for each column.
@@ -23,8 +22,7 @@ struct ListRow {
     QStringList cells;
 };
 
-/// The rows of a report list in the order they are shown. One row may be highlighted: bold, red
-/// and with an icon of its own.
+/// The rows of a report list in the order they are shown.
 class ListRows final : public QAbstractTableModel
 {
     Q_OBJECT
@@ -39,8 +37,7 @@ public:
 
     void setColumns(std::vector<ListColumn> columns);
     const std::vector<ListColumn> &columns() const { return m_columns; }
-    void setIcons(const QIcon &normal, const QIcon &highlighted);
-    void setHighlightColor(const QColor &color);
+    void setIcon(const QIcon &icon) { m_icon = icon; }
 
     /// Replaces all rows, sorted by `state`.
     void setRows(std::vector<ListRow> rows, const SortState &state);
@@ -51,19 +48,11 @@ public:
     void removeRow(int row);
     void sort(const SortState &state);
 
-    /// Highlights the row with this number, now and after rows were replaced, and no other.
-    void highlight(qint64 number);
-    std::optional<qint64> highlighted() const { return m_highlighted; }
-
 private:
     /// The present row numbers in the order that `state` asks for.
     std::vector<int> order(const std::vector<ListRow> &rows, const SortState &state) const;
-    void changed(int row);
 
     std::vector<ListColumn> m_columns;
     std::vector<ListRow> m_rows;
-    std::optional<qint64> m_highlighted;
-    QIcon m_normalIcon;
-    QIcon m_highlightedIcon;
-    QColor m_highlightColor;
+    QIcon m_icon;
 };

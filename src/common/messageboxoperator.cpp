@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace
 {
@@ -13,14 +14,16 @@ QString orProgramName(const QString &title)
     return title.isEmpty() ? QStringLiteral("Quillbright") : title;
 }
 
-int show(QMessageBox::Icon icon, const QString &text, const QString &title,
-         QMessageBox::StandardButtons buttons)
+/// A box whose names and server replies are shown as they are, not as markup.
+class PlainBox final : public QMessageBox
 {
-    QMessageBox box(icon, orProgramName(title), text, buttons, QApplication::activeWindow());
-    // Names and server replies are shown as they are, not as markup.
-    box.setTextFormat(Qt::PlainText);
-    return box.exec();
-}
+public:
+    PlainBox(Icon icon, const QString &text, const QString &title, StandardButtons buttons)
+        : QMessageBox(icon, orProgramName(title), text, buttons, QApplication::activeWindow())
+    {
+        setTextFormat(Qt::PlainText);
+    }
+};
 
 /// "Text (*.txt;*.csv)|*.txt;*.csv" becomes "Text (*.txt;*.csv) (*.txt *.csv)", of which the dialog
 /// shows the first part.
@@ -43,18 +46,34 @@ QString nameFilters(const QString &filter)
 void MessageBoxOperator::tell(const QString &text, const QString &title)
 {
     const bool isError = title == QLatin1String("Error");
-    show(isError ? QMessageBox::Warning : QMessageBox::Information, text, title, QMessageBox::Ok);
+    PlainBox(isError ? QMessageBox::Warning : QMessageBox::Information, text, title,
+             QMessageBox::Ok)
+        .exec();
 }
 
 void MessageBoxOperator::warn(const QString &text, const QString &title)
 {
-    show(QMessageBox::Warning, text, title, QMessageBox::Ok);
+    PlainBox(QMessageBox::Warning, text, title, QMessageBox::Ok).exec();
 }
 
 bool MessageBoxOperator::ask(const QString &text, const QString &title)
 {
-    return show(QMessageBox::Question, text, title, QMessageBox::Yes | QMessageBox::No) ==
-           QMessageBox::Yes;
+    PlainBox box(QMessageBox::Question, text, title, QMessageBox::Yes | QMessageBox::No);
+    box.setDefaultButton(QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
+}
+
+int MessageBoxOperator::choose(const QString &text, const QString &title,
+                               const QStringList &buttons, int preset)
+{
+    PlainBox box(QMessageBox::Question, text, title, QMessageBox::NoButton);
+    QList<QAbstractButton *> shown;
+    for (const QString &button : buttons)
+        shown += box.addButton(button, QMessageBox::ActionRole);
+    box.setDefaultButton(static_cast<QPushButton *>(shown[preset]));
+    box.setEscapeButton(shown.last());
+    box.exec();
+    return int(shown.indexOf(box.clickedButton()));
 }
 
 QString MessageBoxOperator::inputPassword(const QString &prompt, const QString &title)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 /// The person at the screen, as an operation sees them: told something, or asked something.
 ///
@@ -13,8 +13,20 @@ public:
     virtual void tell(const QString &text, const QString &title = {}) = 0;
     /// The same with an exclamation mark, for what could not be done.
     virtual void warn(const QString &text, const QString &title) { tell(text, title); }
-    /// Asks a question with Yes and No buttons; true for Yes.
+    /// Asks a question with Yes and No buttons; true for Yes. No is the default: what is asked
+    /// destroys something, or mails people, and Return may be on its way to something else.
     virtual bool ask(const QString &text, const QString &title = {}) = 0;
+    /// Asks a question that has these buttons. Return presses the one at `preset`; Escape and the
+    /// close box press the last one. The position of the button that was pressed. Whoever cannot be
+    /// asked has pressed the last one.
+    virtual int choose(const QString &text, const QString &title, const QStringList &buttons,
+                       int preset)
+    {
+        Q_UNUSED(text)
+        Q_UNUSED(title)
+        Q_UNUSED(preset)
+        return int(buttons.size()) - 1;
+    }
     /// Asks for a password; empty when nothing was typed or the question was cancelled.
     virtual QString inputPassword(const QString &prompt, const QString &title) = 0;
 

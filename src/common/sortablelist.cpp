@@ -16,15 +16,34 @@ namespace
 {
 
 /// Gives the rows some air: the style's own height leaves lines of text as dense as in a book.
+/// Where there is an icon for the selected row, makes that row bold.
 class RoomyRows final : public QStyledItemDelegate
 {
 public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    RoomyRows(const QIcon &selectedIcon, QObject *parent)
+        : QStyledItemDelegate(parent)
+        , m_selectedIcon(selectedIcon)
+    {
+    }
     QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
     {
         const QSize dense = QStyledItemDelegate::sizeHint(option, index);
         return {dense.width(), dense.height() + option.fontMetrics.height() / 3};
     }
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (m_selectedIcon.isNull() || !option->state.testFlag(QStyle::State_Selected))
+            return;
+        option->font.setBold(true);
+        if (index.column() == 0)
+            option->icon = m_selectedIcon;
+    }
+
+private:
+    const QIcon &m_selectedIcon;
 };
 
 bool isDark(const QPalette &palette)
@@ -47,7 +66,7 @@ SortableList::SortableList(QWidget *parent)
     : QTreeView(parent)
 {
     setModel(&m_rows);
-    setItemDelegate(new RoomyRows(this));
+    setItemDelegate(new RoomyRows(m_selectedIcon, this));
     setRootIsDecorated(false);
     setItemsExpandable(false);
     setUniformRowHeights(true);
@@ -62,7 +81,6 @@ SortableList::SortableList(QWidget *parent)
     header()->setSectionsMovable(false);
     header()->setSectionsClickable(true);
     header()->setSortIndicatorShown(true);
-    useReadableRed();
 
     connect(header(), &QHeaderView::sectionClicked, this, [this](int column) {
         m_sort.click(column);
@@ -72,8 +90,6 @@ SortableList::SortableList(QWidget *parent)
         if (!m_isSpreading)
             m_widthsAreSet = true;
     });
-    connect(this, &QTreeView::clicked, this,
-            [this](const QModelIndex &index) { emit rowClicked(index.row()); });
     connect(this, &QTreeView::doubleClicked, this,
             [this](const QModelIndex &index) { emit rowDoubleClicked(index.row()); });
 }
@@ -85,10 +101,10 @@ void SortableList::setColumns(std::vector<ListColumn> columns)
     showSortArrow();
 }
 
-void SortableList::setIcons(const QIcon &normal, const QIcon &highlighted)
+void SortableList::setIcons(const QIcon &normal, const QIcon &selected)
 {
-    m_rows.setIcons(normal, highlighted);
-    viewport()->update();
+    m_rows.setIcon(normal);
+    m_selectedIcon = selected;
 }
 
 void SortableList::setEmptyText(const QString &text)
@@ -122,8 +138,11 @@ void SortableList::setRows(std::vector<ListRow> rows)
     const int selected = selectedRow();
     const qint64 number = selected < 0 ? 0 : row(selected).number;
     m_rows.setRows(std::move(rows), m_sort);
-    if (selected >= 0)
-        selectRow(rowOf(number));
+    if (selected < 0)
+        return;
+    selectRow(rowOf(number));
+    if (selectedRow() < 0)
+        emit rowSelected(-1);
 }
 
 int SortableList::count() const
@@ -148,10 +167,10 @@ void SortableList::setCells(int row, const QStringList &cells)
 
 void SortableList::removeRow(int row)
 {
-    m_rows.removeRow(row);
     // The view would select a neighbour, and the next command would act on what nobody chose.
     clearSelection();
     setCurrentIndex({});
+    m_rows.removeRow(row);
 }
 
 int SortableList::selectedRow() const
@@ -187,11 +206,6 @@ void SortableList::selectNewerThan(qint64 number)
     setFocus();
 }
 
-void SortableList::highlight(qint64 number)
-{
-    m_rows.highlight(number);
-}
-
 void SortableList::sortRows()
 {
     viewport()->setCursor(Qt::WaitCursor);
@@ -209,33 +223,28 @@ void SortableList::showSortArrow()
 void SortableList::spreadColumns()
 {
     const QScopedValueRollback spreading(m_isSpreading, true);
+    QFont bold = font();
+    bold.setBold(true);
+    const QFontMetrics metrics(bold);
     int section = 0;
-    for (const ListColumn &column : m_rows.columns())
-        header()->resizeSection(section++, int(column.width * viewport()->width()) + column.pixels);
-}
-
-void SortableList::useReadableRed()
-{
-    m_rows.setHighlightColor(isDark(palette()) ? QColor(255, 120, 120) : QColor(255, 0, 0));
-}
-
-void SortableList::changeEvent(QEvent *event)
-{
-    if (event->type() == QEvent::PaletteChange)
-        useReadableRed();
-    QTreeView::changeEvent(event);
+    for (const ListColumn &column : m_rows.columns()) {
+        const int least = std::max(header()->sectionSizeHint(section),
+                                   metrics.horizontalAdvance(column.sample + QStringLiteral("  ")));
+        header()->resizeSection(
+            section++, std::max(least, int(column.width * viewport()->width()) + column.pixels));
+    }
 }
 
 void SortableList::drawRow(QPainter *painter, const QStyleOptionViewItem &option,
                            const QModelIndex &index) const
 {
-    // A pale selection lets the highlighted row stay red when it is selected too.
+    // A pale selection, on which red text can be read.
     QStyleOptionViewItem pale = option;
-    const QVariant red = m_rows.data(index, Qt::ForegroundRole);
-    const QColor text = option.palette.color(QPalette::Text);
+    const QColor red = isDark(palette()) ? QColor(255, 120, 120) : QColor(255, 0, 0);
     pale.palette.setColor(QPalette::Highlight, mixed(option.palette.color(QPalette::Highlight),
                                                      option.palette.color(QPalette::Base), 0.25));
-    pale.palette.setColor(QPalette::HighlightedText, red.isValid() ? red.value<QColor>() : text);
+    pale.palette.setColor(QPalette::HighlightedText,
+                          m_selectedIcon.isNull() ? option.palette.color(QPalette::Text) : red);
     QTreeView::drawRow(painter, pale, index);
 }
 
@@ -265,6 +274,12 @@ void SortableList::resizeEvent(QResizeEvent *event)
     QTreeView::resizeEvent(event);
     if (!m_widthsAreSet)
         spreadColumns();
+}
+
+void SortableList::selectionChanged(const QItemSelection &now, const QItemSelection &before)
+{
+    QTreeView::selectionChanged(now, before);
+    emit rowSelected(selectedRow());
 }
 
 bool SortableList::viewportEvent(QEvent *event)

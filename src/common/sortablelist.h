@@ -18,8 +18,9 @@ public:
     /// At most SortState::MaxColumns. The widths follow the list's own until the person, or
     /// restoreColumns(), has set one.
     void setColumns(std::vector<ListColumn> columns);
-    /// Icons of the rows and of the highlighted row.
-    void setIcons(const QIcon &normal, const QIcon &highlighted);
+    /// The rows' icon. Where there is one for the selected row too, that row is shown with it, bold
+    /// and red.
+    void setIcons(const QIcon &normal, const QIcon &selected = {});
     /// Shown in place of rows while there are none.
     void setEmptyText(const QString &text);
 
@@ -32,7 +33,7 @@ public:
     void sortDescending(int column);
 
     /// Replaces all rows, sorted as the list is. The selected record stays selected where it is
-    /// among them, and the highlighted one highlighted.
+    /// among them.
     void setRows(std::vector<ListRow> rows);
     int count() const;
     /// `row` from 0 to count() - 1, as shown.
@@ -55,31 +56,30 @@ public:
     /// gives the list the focus; where there is none, nothing changes.
     void selectNewerThan(qint64 number);
 
-    /// Shows the record's row bold, red and with its own icon, and no other.
-    void highlight(qint64 number);
-
 signals:
-    void rowClicked(int row);
+    /// Another row is the selected one, however it was selected, or none is (-1), or the rows were
+    /// replaced around the one that was.
+    void rowSelected(int row);
     void rowDoubleClicked(int row);
     /// Return was pressed on the row.
     void rowEntered(int row);
 
 protected:
-    void changeEvent(QEvent *event) override;
     void drawRow(QPainter *painter, const QStyleOptionViewItem &option,
                  const QModelIndex &index) const override;
     void keyPressEvent(QKeyEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    void selectionChanged(const QItemSelection &now, const QItemSelection &before) override;
     bool viewportEvent(QEvent *event) override;
 
 private:
     void sortRows();
     void showSortArrow();
     void spreadColumns();
-    void useReadableRed();
 
     ListRows m_rows;
+    QIcon m_selectedIcon;
     SortState m_sort;
     QString m_emptyText;
     bool m_widthsAreSet = false;

@@ -72,10 +72,11 @@ private:
     const QUrl &m_file;
 };
 
-/// How the engine draws where it can.
+/// How the engine draws where it can. Where it cannot, it ends the program unless it was told
+/// before to draw by itself.
 bool drawsWithOpenGl()
 {
-    static const bool draws = QOpenGLContext().create();
+    static const bool draws = QOpenGLContext().create() || !qputenv("QT_QUICK_BACKEND", "software");
     return draws;
 }
 

@@ -1,45 +1,32 @@
 #include "windowlayout.h"
 
-#include <QSettings>
-#include <QWidget>
+#include <QScreen>
 
 namespace
 {
-
-/// Window places are kept apart from the settings, which a person may edit by hand.
-QSettings layoutStore()
-{
-    return QSettings(QStringLiteral("Quillbright"), QStringLiteral("Windows"));
-}
 
 QString geometryKey(const QWidget &window)
 {
     return window.objectName() + QStringLiteral("/geometry");
 }
 
-QString columnsKey(const QWidget &window)
-{
-    return window.objectName() + QStringLiteral("/columns");
-}
+/// What a window manager puts around a window, of which it tells only when the window is up.
+constexpr QSize frame{8, 36};
 
 } // namespace
 
+QSettings layoutStore()
+{
+    return QSettings(QStringLiteral("Quillbright"), QStringLiteral("Windows"));
+}
+
 void restoreWindowLayout(QWidget &window)
 {
-    window.restoreGeometry(layoutStore().value(geometryKey(window)).toByteArray());
+    if (!window.restoreGeometry(layoutStore().value(geometryKey(window)).toByteArray()))
+        window.resize(window.size().boundedTo(window.screen()->availableSize() - frame));
 }
 
 void saveWindowLayout(const QWidget &window)
 {
     layoutStore().setValue(geometryKey(window), window.saveGeometry());
-}
-
-QByteArray savedColumns(const QWidget &window)
-{
-    return layoutStore().value(columnsKey(window)).toByteArray();
-}
-
-void saveColumns(const QWidget &window, const QByteArray &columns)
-{
-    layoutStore().setValue(columnsKey(window), columns);
 }

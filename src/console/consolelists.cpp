@@ -1,40 +1,24 @@
-#include "consolelists.h"
-
-#include "table.h"
+#include "commands.h"
+#include "listing.h"
 #include "terminal.h"
 
+#include "desktopspreadsheet.h"
+#include "keyset.h"
 #include "listcatalogue.h"
-#include "recipientexport.h"
+#include "programfolder.h"
 #include "recipientimport.h"
-#include "spreadsheet.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-
-#include <optional>
+#include "recipientquery.h"
 
 namespace
 {
 
-/// The one list of the number or name; tells why there is none.
-std::optional<MailList> findList(const ProgramFolder &folder, const QString &list)
+const QString stopping =
+    QStringLiteral("Stopping after the current record; once more to quit at once");
+
+MailList findList(const ProgramFolder &folder, const QString &list)
 {
-    std::vector<MailList> named;
-    for (const MailList &each : ListCatalogue(folder).lists()) {
-        if (QString::number(each.id) == list)
-            return each;
-        if (each.name == list)
-            named.push_back(each);
-    }
-    if (named.size() == 1)
-        return named.front();
-    printMessage(named.empty()
-                     ? QStringLiteral("There is no list \"%1\".").arg(list)
-                     : QStringLiteral("There are %1 lists named \"%2\"; give the list's number.")
-                           .arg(named.size())
-                           .arg(list));
-    return {};
+    return oneNamed(ListCatalogue(folder).lists(), QStringLiteral("list"), list, &MailList::id,
+                    &MailList::name);
 }
 
 class ConsoleImportView final : public ImportView
@@ -122,78 +106,87 @@ ExitStatus exitStatus(RecipientExport::Result result)
     return StorageFailure;
 }
 
-QString json(const std::vector<MailList> &lists)
-{
-    QJsonArray array;
-    for (const MailList &list : lists)
-        array.append(QJsonObject{{QStringLiteral("listid"), list.id},
-                                 {QStringLiteral("listname"), list.name},
-                                 {QStringLiteral("listtype"), list.type},
-                                 {QStringLiteral("create_time"), list.created},
-                                 {QStringLiteral("rec_count"), list.count.toLongLong()}});
-    return QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Indented)).trimmed();
-}
-
 } // namespace
 
-ExitStatus listMailLists(const ProgramFolder &folder, bool asJson)
+ExitStatus listMailLists(const ProgramFolder &folder, bool json)
 {
-    return withStorage([&] {
-        const std::vector<MailList> lists = ListCatalogue(folder).lists();
-        std::vector<QStringList> rows;
+    const std::vector<MailList> lists = ListCatalogue(folder).lists();
+    const auto rows = [&](const PrintRow &print) {
         for (const MailList &list : lists)
-            rows.push_back(
-                {QString::number(list.id), list.name, list.type, list.created, list.count});
-        printResult(asJson ? json(lists)
-                           : table({{QStringLiteral("List"), true},
-                                    {QStringLiteral("Name")},
-                                    {QStringLiteral("Type")},
-                                    {QStringLiteral("Created")},
-                                    {QStringLiteral("Count"), true}},
-                                   rows));
-        return Complete;
-    });
+            print({QString::number(list.id), list.name, list.type, list.created, list.count});
+    };
+    printListing({{"listid", "List", true},
+                  {"listname", "Name"},
+                  {"listtype", "Type"},
+                  {"create_time", "Created"},
+                  {"rec_count", "Count", true}},
+                 rows, json);
+    return Complete;
+}
+
+ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, ExportFilter filter,
+                          bool json)
+{
+    Keyset recipients(folder.listConnectionString(findList(folder, list).id),
+                      RecipientQuery::columns());
+    const auto rows = [&](const PrintRow &print) {
+        for (qsizetype i = 0; i < recipients.size(); ++i) {
+            const Record *recipient = recipients.row(i);
+            if (!recipient)
+                continue; // deleted meanwhile
+            const bool failed = recipient->text(QStringLiteral("Status")) == QLatin1String("F");
+            if (filter != ExportFilter::All && failed != (filter == ExportFilter::Fail))
+                continue;
+            QStringList cells; // the number first
+            for (int field = 0; field < recipient->count(); ++field)
+                cells += recipient->value(field).value_or(QString());
+            print(cells);
+        }
+    };
+    printListing({{"mid", "Number", true},
+                  {"email", "Email"},
+                  {"fname", "Firstname"},
+                  {"lname", "Lastname"},
+                  {"title", nullptr},
+                  {"contact", nullptr},
+                  {"company", nullptr},
+                  {"memo", nullptr},
+                  {"status", "Status"},
+                  {"remark", "Fail Reason"}},
+                 rows, json);
+    return Complete;
 }
 
 ExitStatus importList(const ProgramFolder &folder, const QString &list, const QString &file,
                       const QString &separator)
 {
-    return withStorage([&]() -> ExitStatus {
-        const auto found = findList(folder, list);
-        if (!found)
-            return Refused;
-        SignalYield yield;
-        ProgressBar bar;
-        ConsoleOperator op(0, bar);
-        ConsoleImportView view(bar);
-        DesktopSpreadsheet spreadsheet;
-        RecipientImport import(folder, spreadsheet, op, view, yield);
-        yield.onSignal([&import] { import.abort(); });
-        const auto result =
-            import.run(found->id, file, RecipientImport::isWorkbook(file), separator);
-        return exitStatus(result, import.counts().failures);
-    });
+    const qint64 id = findList(folder, list).id;
+    ProgressBar bar;
+    SignalYield yield(bar);
+    ConsoleOperator op(0, bar);
+    ConsoleImportView view(bar);
+    DesktopSpreadsheet spreadsheet;
+    RecipientImport import(folder, spreadsheet, op, view, yield);
+    yield.onSignal(stopping, [&import] { import.abort(); });
+    const auto result = import.run(id, file, RecipientImport::isWorkbook(file), separator);
+    return exitStatus(result, import.counts().failures);
 }
 
 ExitStatus exportList(const ProgramFolder &folder, const QString &list, const QString &file,
                       ExportFilter filter)
 {
-    return withStorage([&]() -> ExitStatus {
-        const auto found = findList(folder, list);
-        if (!found)
-            return Refused;
-        SignalYield yield;
-        ProgressBar bar;
-        ConsoleOperator op(0, bar);
-        ConsoleExportView view(bar);
-        DesktopSpreadsheet spreadsheet;
-        RecipientExport exporter(folder, spreadsheet, op, view, yield);
-        yield.onSignal([&exporter] { exporter.abort(); });
-        ExportDestination destination;
-        destination.path = file;
-        destination.separator = QStringLiteral(",");
-        if (file.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive))
-            destination.kind = ExportDestination::Workbook;
-        return exitStatus(exporter.exportList(found->id, filter, destination));
-    });
+    const qint64 id = findList(folder, list).id;
+    ProgressBar bar;
+    SignalYield yield(bar);
+    ConsoleOperator op(0, bar);
+    ConsoleExportView view(bar);
+    DesktopSpreadsheet spreadsheet;
+    RecipientExport exporter(folder, spreadsheet, op, view, yield);
+    yield.onSignal(stopping, [&exporter] { exporter.abort(); });
+    ExportDestination destination;
+    destination.path = file;
+    destination.separator = QStringLiteral(",");
+    if (file.endsWith(QLatin1String(".xlsx"), Qt::CaseInsensitive))
+        destination.kind = ExportDestination::Workbook;
+    return exitStatus(exporter.exportList(id, filter, destination));
 }

@@ -1,180 +1,196 @@
 // quillbright-console: the program without a window, for servers, cron and tests.
 
-#include "consolelists.h"
-#include "consolemessages.h"
-#include "consolerun.h"
+#include "commands.h"
 #include "terminal.h"
 
+#include "interruptedrun.h"
 #include "programfolder.h"
 
-#include <QCommandLineParser>
+#include <CLI/CLI.hpp>
+
 #include <QCoreApplication>
 
+#include <sys/stat.h>
+
 #include <cstdio>
-#include <vector>
+#include <limits>
 
 namespace
 {
 
-const QString usage = QStringLiteral(
-    "usage: quillbright-console [--folder DIR] jobs [--json]\n"
-    "       quillbright-console [--folder DIR] start JOB [--resend-failed] [--rerun N]\n"
-    "       quillbright-console [--folder DIR] reset JOB\n"
-    "       quillbright-console [--folder DIR] lists [--json]\n"
-    "       quillbright-console [--folder DIR] import LIST FILE [--separator S]\n"
-    "       quillbright-console [--folder DIR] export LIST FILE [--filter all|success|fail]\n"
-    "       quillbright-console [--folder DIR] messages [--json]\n"
-    "       quillbright-console [--folder DIR] test-send MESSAGE ADDRESS\n"
-    "\n"
-    "JOB, LIST and MESSAGE are a number or an exact name (a message's is its subject). An import "
-    "reads delimited text or an .xls\n"
-    "workbook; an export writes delimited text, or a workbook where FILE ends in .xlsx.\n"
-    "  --folder DIR      the program folder; default: the folder of this program\n"
-    "  --json            print the jobs, lists or messages as JSON\n"
-    "  --resend-failed   send to the failed recipients only\n"
-    "  --rerun N         without a terminal to ask on, rerun over failures N more times\n"
-    "  --batch-pause MS  wait between two batches of 50 recipients; default: 1000\n"
-    "  --separator S     what parts the fields of a line, or TAB; default: ,\n"
-    "  --filter F        all recipients, those that have not failed, or those that have\n"
-    "\n"
-    "Exit status: 0 complete, 1 complete with failures, 2 wrong usage, 3 paused or\n"
-    "interrupted, 4 refused to start, 5 storage error.");
+using Action = std::function<ExitStatus(const ProgramFolder &folder)>;
 
-ExitStatus wrongUsage(const QString &why)
-{
-    printMessage(why + QLatin1Char('\n') + usage);
-    return WrongUsage;
-}
+/// What the command line says.
+struct Words {
+    std::string folder;
+    std::string target; ///< the job, list or message
+    std::string file;
+    std::string address;
+    std::string separator = ",";
+    std::string filter;
+    bool json = false;
+    StartOptions start;
 
-/// What was typed: the words after the command, and the options.
-struct Request {
-    const ProgramFolder &folder;
-    QStringList words;
-    const QCommandLineParser &options;
-
-    bool isSet(const char *option) const { return options.isSet(QLatin1String(option)); }
-    QString value(const char *option) const { return options.value(QLatin1String(option)); }
+    ExportFilter exportFilter() const
+    {
+        return filter == "success" ? ExportFilter::Success
+               : filter == "fail"  ? ExportFilter::Fail
+                                   : ExportFilter::All;
+    }
 };
 
-ExitStatus start(const Request &request)
+QString text(const std::string &word)
 {
-    StartOptions options;
-    options.failedOnly = request.isSet("resend-failed");
-    bool ok = true;
-    const auto number = [&](const char *name, int fallback) {
-        if (!ok || !request.isSet(name))
-            return fallback;
-        const int value = request.value(name).toInt(&ok);
-        ok = ok && value >= 0;
-        return value;
+    return QString::fromStdString(word);
+}
+
+/// The command that is given sets `chosen`.
+void addCommands(CLI::App &app, Words &words, Action &chosen)
+{
+    const auto command = [&](const char *name, const char *purpose, const Action &action) {
+        CLI::App *added = app.add_subcommand(name, purpose)->group("Commands");
+        added->callback([&chosen, action] { chosen = action; });
+        return added;
     };
-    options.reruns = number("rerun", options.reruns);
-    options.batchPauseMs = number("batch-pause", options.batchPauseMs);
-    if (!ok)
-        return wrongUsage(QStringLiteral("A whole number is needed."));
-    return startJob(request.folder, request.words[0], options);
+    const auto word = [](CLI::App *to, const char *name, std::string &value, const char *meaning) {
+        to->add_option(name, value, meaning)->required()->option_text(" ");
+    };
+    const auto json = [&](CLI::App *to) { to->add_flag("--json", words.json, "Print JSON"); };
+    const auto job = [&](CLI::App *to) { word(to, "JOB", words.target, "Its number or name"); };
+    const auto list = [&](CLI::App *to) { word(to, "LIST", words.target, "Its number or name"); };
+    const auto filter = [&](CLI::App *to) {
+        to->add_option("--filter", words.filter,
+                       "All recipients, those that have not failed, or those that have")
+            ->option_text("all|success|fail")
+            ->check(CLI::IsMember({"all", "success", "fail"}));
+    };
+
+    const CLI::Range wholeNumber(0, std::numeric_limits<int>::max());
+
+    json(command("jobs", "List the jobs",
+                 [&](const ProgramFolder &f) { return listJobs(f, words.json); }));
+
+    CLI::App *start = command(
+        "start", "Send a job; a paused one goes on after the last recipient handled",
+        [&](const ProgramFolder &f) { return startJob(f, text(words.target), words.start); });
+    job(start);
+    start->add_flag("--resend-failed", words.start.failedOnly,
+                    "Send to the failed recipients only");
+    start
+        ->add_option("--rerun", words.start.reruns,
+                     "Without a terminal to ask on, rerun over failures N more times")
+        ->option_text("N")
+        ->check(wholeNumber);
+    start
+        ->add_option("--batch-pause", words.start.batchPauseMs,
+                     "Wait after every 50 recipients; default: 1000")
+        ->option_text("MS")
+        ->check(wholeNumber);
+
+    job(command("reset", "Forget what became of a job's recipients",
+                [&](const ProgramFolder &f) { return resetJob(f, text(words.target)); }));
+
+    json(command("lists", "List the mail lists",
+                 [&](const ProgramFolder &f) { return listMailLists(f, words.json); }));
+
+    CLI::App *recipients =
+        command("recipients", "List a mail list's recipients, and what became of each",
+                [&](const ProgramFolder &f) {
+                    return listRecipients(f, text(words.target), words.exportFilter(), words.json);
+                });
+    list(recipients);
+    filter(recipients);
+    json(recipients);
+
+    CLI::App *import = command("import", "Add recipients from delimited text or an .xls workbook",
+                               [&](const ProgramFolder &f) {
+                                   return importList(f, text(words.target), text(words.file),
+                                                     text(words.separator));
+                               });
+    list(import);
+    word(import, "FILE", words.file, "What to read");
+    import->add_option("--separator", words.separator, "What parts fields, or TAB; default: ,")
+        ->option_text("S");
+
+    CLI::App *exporting = command(
+        "export", "Write recipients to delimited text, or to a workbook where FILE ends in .xlsx",
+        [&](const ProgramFolder &f) {
+            return exportList(f, text(words.target), text(words.file), words.exportFilter());
+        });
+    list(exporting);
+    word(exporting, "FILE", words.file, "What to write");
+    filter(exporting);
+
+    json(command("messages", "List the messages",
+                 [&](const ProgramFolder &f) { return listMessages(f, words.json); }));
+
+    CLI::App *test =
+        command("test-send", "Send a message to one address", [&](const ProgramFolder &f) {
+            return testSend(f, text(words.target), text(words.address));
+        });
+    word(test, "MESSAGE", words.target, "Its number or subject");
+    word(test, "ADDRESS", words.address, "Who gets it");
 }
 
-ExitStatus exportTo(const Request &request)
+/// The error, and the usage of the command that it was made in.
+std::string wrongUsage(const CLI::App *app, const CLI::Error &error)
 {
-    const QStringList filters{QStringLiteral("all"), QStringLiteral("success"),
-                              QStringLiteral("fail")};
-    const qsizetype filter = request.isSet("filter") ? filters.indexOf(request.value("filter")) : 0;
-    if (filter < 0)
-        return wrongUsage(QStringLiteral("The filter is all, success or fail."));
-    return exportList(request.folder, request.words[0], request.words[1],
-                      static_cast<ExportFilter>(filter));
+    std::string why = error.what();
+    if (app->get_subcommands().empty() && error.get_name() == "RequiredError")
+        why = app->remaining_size() == 0 ? "A command is required"
+                                         : "There is no command " + app->remaining().front();
+    const std::string help = app->help();
+    return why + "\n" + help.substr(help.find("Usage:"));
 }
 
-struct Command {
-    const char *name;
-    qsizetype words; ///< that it takes
-    QStringList options;
-    ExitStatus (*run)(const Request &request);
-};
-
-const std::vector<Command> commands = {
-    {"jobs",
-     0,
-     {QStringLiteral("json")},
-     [](const Request &r) { return listJobs(r.folder, r.isSet("json")); }},
-    {"start",
-     1,
-     {QStringLiteral("resend-failed"), QStringLiteral("rerun"), QStringLiteral("batch-pause")},
-     start},
-    {"reset", 1, {}, [](const Request &r) { return resetJob(r.folder, r.words[0]); }},
-    {"lists",
-     0,
-     {QStringLiteral("json")},
-     [](const Request &r) { return listMailLists(r.folder, r.isSet("json")); }},
-    {"import",
-     2,
-     {QStringLiteral("separator")},
-     [](const Request &r) {
-         return importList(r.folder, r.words[0], r.words[1],
-                           r.isSet("separator") ? r.value("separator") : QStringLiteral(","));
-     }},
-    {"export", 2, {QStringLiteral("filter")}, exportTo},
-    {"messages",
-     0,
-     {QStringLiteral("json")},
-     [](const Request &r) { return listMessages(r.folder, r.isSet("json")); }},
-    {"test-send",
-     2,
-     {},
-     [](const Request &r) { return testSend(r.folder, r.words[0], r.words[1]); }},
-};
-
-/// The command of the name with these words; an option that it does not take is wrong usage.
-const Command *find(const QStringList &words, const QStringList &options)
+ExitStatus act(const Action &action, const std::string &folder)
 {
-    for (const Command &command : commands) {
-        if (words.value(0) != QLatin1String(command.name) || words.size() != 1 + command.words)
-            continue;
-        for (const QString &option : options) {
-            if (option != QLatin1String("folder") && !command.options.contains(option))
-                return nullptr;
-        }
-        return &command;
+    try {
+        return action(folder.empty() ? ProgramFolder::ofExecutable() : ProgramFolder(text(folder)));
+    } catch (const Refusal &e) {
+        printMessage(e.why);
+        return Refused;
+    } catch (const ListInUse &e) {
+        printMessage(e.description());
+        return Refused;
+    } catch (const StorageError &e) {
+        printMessage(e.report());
+        return StorageFailure;
     }
-    return nullptr;
 }
 
-ExitStatus run(const QStringList &arguments)
+ExitStatus run(int argc, char *argv[])
 {
-    QCommandLineParser parser;
-    parser.addOptions({{QStringLiteral("folder"), {}, QStringLiteral("DIR")},
-                       {QStringLiteral("json"), {}},
-                       {QStringLiteral("resend-failed"), {}},
-                       {QStringLiteral("rerun"), {}, QStringLiteral("N")},
-                       {QStringLiteral("batch-pause"), {}, QStringLiteral("MS")},
-                       {QStringLiteral("separator"), {}, QStringLiteral("S")},
-                       {QStringLiteral("filter"), {}, QStringLiteral("F")},
-                       {QStringLiteral("help"), {}}});
-    if (!parser.parse(arguments))
-        return wrongUsage(parser.errorText());
-    if (parser.isSet(QStringLiteral("help"))) {
-        printResult(usage);
-        return Complete;
+    CLI::App app("Quillbright without its window: for servers, cron and scripts.",
+                 "quillbright-console");
+    Words words;
+    Action action;
+    app.require_subcommand(1)->fallthrough();
+    app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    app.failure_message(wrongUsage);
+    app.set_version_flag("--version", "Quillbright " QUILLBRIGHT_VERSION);
+    app.add_option("--folder", words.folder,
+                   "The program folder; default: the folder of this program")
+        ->option_text("DIR")
+        ->check([](const std::string &given) { return given.empty() ? "names no folder" : ""; });
+    addCommands(app, words, action);
+    app.footer("Exit status: 0 complete, 1 complete with failures, 2 wrong usage, 3 paused or\n"
+               "interrupted, 4 refused to start, 5 storage error.");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &e) {
+        return app.exit(e) == 0 ? Complete : WrongUsage;
     }
-    if (parser.isSet(QStringLiteral("folder")) && parser.value(QStringLiteral("folder")).isEmpty())
-        return wrongUsage(QStringLiteral("--folder names no folder."));
-    const QStringList words = parser.positionalArguments();
-    const Command *command = find(words, parser.optionNames());
-    if (!command)
-        return wrongUsage(QStringLiteral("Wrong or missing command."));
-    const ProgramFolder folder = parser.isSet(QStringLiteral("folder"))
-                                     ? ProgramFolder(parser.value(QStringLiteral("folder")))
-                                     : ProgramFolder::ofExecutable();
-    return command->run({folder, words.mid(1), parser});
+    return act(action, words.folder);
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
-    const int status = run(app.arguments());
+    umask(077); // what the program writes holds recipients
+    const QCoreApplication application(argc, argv);
+    const int status = run(argc, argv);
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return status;
     printMessage(QStringLiteral("The result could not be written to standard output."));

@@ -43,15 +43,15 @@ void ProgressBar::show(double progress, qint64 handled, const QString &counts)
     constexpr int width = 30;
     const int full = int(progress * width);
     const qint64 left = progress > 0 ? qint64(double(elapsed) * (1 / progress - 1) / 1000) : 0;
-    printRaw(QStringLiteral("\r[%1%2] %3, %4, %5 left \033[K")
-                 .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')),
-                      counts, rate(handled), duration(left)));
+    print(stderr, QStringLiteral("\r[%1%2] %3, %4, %5 left \033[K")
+                      .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')),
+                           counts, rate(handled), duration(left)));
 }
 
 void ProgressBar::clear()
 {
     if (m_isVisible)
-        printRaw(QStringLiteral("\r\033[K"));
+        print(stderr, QStringLiteral("\r\033[K"));
     m_isVisible = false;
 }
 

@@ -2,12 +2,13 @@
 
 #include "settingsstore.h"
 
+#include <QRegularExpression>
 #include <QStringList>
-#include <QTextStream>
 
 #include <csignal>
-#include <cstdio>
+#include <iostream>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -16,11 +17,6 @@ namespace
 constexpr int linesEvery = 100;
 
 volatile std::sig_atomic_t signalled = 0;
-
-void print(std::FILE *file, const QString &text)
-{
-    QTextStream(file) << text;
-}
 
 /// Message texts are made for message boxes and may break lines as those do; names and replies in
 /// them may hold what a terminal would obey.
@@ -45,6 +41,12 @@ QString withoutControls(QString text)
     return text;
 }
 
+void print(std::FILE *file, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), file);
+}
+
 void printResult(const QString &text)
 {
     print(stdout, text + QLatin1Char('\n'));
@@ -53,11 +55,6 @@ void printResult(const QString &text)
 void printMessage(const QString &text)
 {
     print(stderr, withLineFeeds(text) + QLatin1Char('\n'));
-}
-
-void printRaw(const QString &text)
-{
-    print(stderr, text);
 }
 
 void ConsoleOperator::tell(const QString &text, const QString &)
@@ -69,80 +66,102 @@ void ConsoleOperator::tell(const QString &text, const QString &)
 bool ConsoleOperator::ask(const QString &text, const QString &)
 {
     m_bar.clear();
-    if (!isatty(STDIN_FILENO)) {
+    if (!m_bar.isOnTerminal() || !isatty(STDIN_FILENO)) {
         const bool yes = m_yesLeft-- > 0;
         printMessage(text + (yes ? QStringLiteral(" Yes") : QStringLiteral(" No")));
         return yes;
     }
-    QTextStream input(stdin);
     for (;;) {
         print(stderr, withLineFeeds(text) + QStringLiteral(" [y/n] "));
-        const QString answer = input.readLine();
-        if (answer.isNull()) // end of input
+        // Unlike a read, which goes on, the wait for input ends with a signal.
+        pollfd input{STDIN_FILENO, POLLIN, 0};
+        while (!signalled && ::poll(&input, 1, -1) < 0) {
+        }
+        std::string answer;
+        if (signalled || !std::getline(std::cin, answer)) {
+            print(stderr, QStringLiteral("\n"));
             return false;
-        if (answer.startsWith(QLatin1Char('y'), Qt::CaseInsensitive))
+        }
+        if (answer.starts_with('y') || answer.starts_with('Y'))
             return true;
-        if (answer.startsWith(QLatin1Char('n'), Qt::CaseInsensitive))
+        if (answer.starts_with('n') || answer.starts_with('N'))
             return false;
     }
 }
 
-void ConsoleView::showRow(const JobRow &) {}
-
-void ConsoleView::showPanel(Panel panel, const QString &text)
-{
-    const auto count = [&text] { return text.section(QLatin1Char(':'), 1).toInt(); };
-    if (panel == Sent) {
-        m_handled = count();
-    } else if (panel == Failed) {
-        m_failed = count();
-        draw();
-    } else if (panel == Current && !text.isEmpty() && m_handled == 0 && !m_bar.isOnTerminal() &&
-               !text.startsWith(QLatin1Char(' '))) {
-        printMessage(text.trimmed());
-    }
-}
-
-void ConsoleView::showProgress(float percent)
-{
-    m_percent = percent;
-}
-
-void ConsoleView::setRunning(bool running)
+void ConsoleView::beginPass(const JobRow &)
 {
     m_bar.start();
-    m_percent = 0;
-    if (running)
-        m_handled = m_failed = 0;
+    m_isConnecting = true;
+    m_told = 0;
 }
 
-void ConsoleView::openOptions()
+void ConsoleView::showProgress(const RunProgress &progress)
+{
+    if (std::exchange(m_isConnecting, false))
+        printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
+                                          : QStringLiteral("Resend fail emails, connecting to ")) +
+                     progress.server + QStringLiteral(" ..."));
+    const qint64 handled = progress.pass.sent();
+    const QString counts = QStringLiteral("%1 of %2, %3 failed")
+                               .arg(handled)
+                               .arg(progress.toHandle)
+                               .arg(progress.pass.failed);
+    const bool isOver = progress.phase == RunProgress::Phase::Ended;
+    if (!m_bar.isOnTerminal() && handled >= m_told + (isOver ? 1 : linesEvery)) {
+        m_told = handled;
+        printMessage(counts + QStringLiteral(", ") + m_bar.rate(handled));
+    }
+    m_bar.show(double(handled) / double(std::max<qint64>(progress.toHandle, 1)), handled, counts);
+}
+
+void ConsoleView::noteFailure(const QString &address, const QString &reason)
+{
+    // Whom a reply is about, and its numbers, do not make it another kind; its code does.
+    static const QRegularExpression particulars(
+        QStringLiteral("(?<!\\S)(?!\\d{3}\\s)\\S*[@\\d]\\S*"));
+    const QString kind = QString(reason).remove(particulars);
+    if (m_kinds.contains(kind))
+        return;
+    m_kinds.insert(kind);
+    m_bar.clear();
+    printMessage(QStringLiteral("Failed: %1: %2").arg(address, reason));
+}
+
+void tellSettings()
 {
     printMessage(QStringLiteral("The settings are in %1; the line SMTP=host names the server.")
                      .arg(SettingsStore::location()));
 }
 
-void ConsoleView::draw()
+SignalYield::SignalYield(ProgressBar &bar)
+    : m_bar(bar)
 {
-    const QString counts =
-        QStringLiteral("%1 sent, %2 failed").arg(m_handled - m_failed).arg(m_failed);
-    if (!m_bar.isOnTerminal() && m_handled % linesEvery == 0)
-        printMessage(counts + QStringLiteral(", ") + m_bar.rate(m_handled));
-    m_bar.show(double(m_percent) / 100, m_handled, counts);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action = {};
+        sigaction(number, nullptr, &action);
+        if (action.sa_handler == SIG_IGN)
+            continue;
+        action.sa_handler = [](int) { signalled = 1; };
+        action.sa_flags = SA_RESTART | (number == SIGHUP ? 0 : int(SA_RESETHAND));
+        sigaction(number, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
-SignalYield::SignalYield()
+void SignalYield::onSignal(const QString &notice, std::function<void()> stop)
 {
-    struct sigaction action = {};
-    action.sa_handler = [](int) { signalled = 1; };
-    action.sa_flags = SA_RESETHAND | SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    m_notice = notice;
+    m_stop = std::move(stop);
 }
 
 void SignalYield::yield()
 {
     m_events.yield();
-    if (signalled && m_pause)
-        m_pause();
+    if (!signalled || !m_stop)
+        return;
+    m_bar.clear();
+    if (!m_notice.isEmpty())
+        printMessage(std::exchange(m_notice, {}));
+    m_stop();
 }

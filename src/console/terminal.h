@@ -6,13 +6,17 @@
 #include "runview.h"
 #include "yield.h"
 
+#include <QSet>
+
+#include <cstdio>
 #include <functional>
+#include <utility>
 
 /// Results go to standard output, everything else to standard error.
 void printResult(const QString &text);
 void printMessage(const QString &text);
-/// To standard error as it is, without a line end.
-void printRaw(const QString &text);
+/// As it is, without a line end.
+void print(std::FILE *file, const QString &text);
 
 /// Names are printed on one line, whatever they hold: control characters but the tab, which a
 /// terminal would obey, become blanks.
@@ -41,7 +45,11 @@ private:
     int m_yesLeft;
 };
 
-/// A bar with counts, rate and time left on a terminal; elsewhere a line every 100 recipients.
+/// Where the operator enters what a run or a test send lacks.
+void tellSettings();
+
+/// A bar with counts, rate and time left on a terminal; elsewhere a line every 100 recipients. Of
+/// the failures, the first of each kind is told.
 class ConsoleView final : public RunView
 {
 public:
@@ -50,33 +58,35 @@ public:
     {
     }
 
-    void showRow(const JobRow &row) override;
-    void showPanel(Panel panel, const QString &text) override;
-    void showProgress(float percent) override;
-    void showWaiting(bool) override {}
-    void setRunning(bool running) override;
-    void highlightRow(const JobRow &, bool) override {}
-    void openOptions() override;
+    void beginPass(const JobRow &) override;
+    void showProgress(const RunProgress &progress) override;
+    void noteFailure(const QString &address, const QString &reason) override;
+    void endPass(const JobRow &, bool) override { m_bar.start(); }
+    void showRow(const JobRow &) override {}
+    void openOptions() override { tellSettings(); }
 
 private:
-    void draw();
-
     ProgressBar &m_bar;
-    float m_percent = 0;
-    int m_handled = 0;
-    int m_failed = 0;
+    bool m_isConnecting = false; ///< and that is not told yet
+    qint64 m_told = 0;           ///< the recipients handled when a line last said how many
+    QSet<QString> m_kinds;       ///< of reasons that were told
 };
 
-/// Turns SIGINT and SIGTERM into a call of `pause` at the next yield. A second signal of the kind
-/// ends the program at once.
+/// Turns SIGINT, SIGTERM and SIGHUP into a call at the next yield. A second SIGINT or SIGTERM ends
+/// the program at once; a terminal that closes may say so more than once, and writing to it then
+/// ends nothing. A signal that whoever started the program ignores stays ignored.
 class SignalYield final : public Yield
 {
 public:
-    SignalYield();
+    /// `bar` makes room for what is said.
+    explicit SignalYield(ProgressBar &bar);
     void yield() override;
-    void onSignal(std::function<void()> pause) { m_pause = std::move(pause); }
+    /// `notice` is printed at the first signal.
+    void onSignal(const QString &notice, std::function<void()> stop);
 
 private:
     EventLoopYield m_events;
-    std::function<void()> m_pause;
+    ProgressBar &m_bar;
+    QString m_notice;
+    std::function<void()> m_stop;
 };

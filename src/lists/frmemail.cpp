@@ -2,7 +2,7 @@
 
 #include "ui_frmemail.h"
 
-#include "listcount.h"
+#include "listcatalogue.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "statuspanel.h"
@@ -69,6 +69,8 @@ void frmemail::connectCommands()
 
     RecipientGrid *grid = m_ui->grdDataGrid;
     grid->installEventFilter(this);
+    grid->setContextMenuPolicy(Qt::ActionsContextMenu);
+    grid->addActions({m_ui->Add, m_ui->Edit, m_ui->Delete, m_ui->Update, m_ui->Undo});
     connect(grid, &RecipientGrid::failed, this,
             [this](const QString &description) { m_op.tell(description); });
     connect(grid->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
@@ -131,13 +133,15 @@ void frmemail::setEditing(bool isEditing)
 void frmemail::addRecord()
 {
     m_command->setText(tr("Add Record"));
-    if (!saveRow() || !attempt([this] { m_ui->grdDataGrid->recipients().addRow(); }))
-        return;
     RecipientGrid *grid = m_ui->grdDataGrid;
+    RecipientModel &recipients = grid->recipients();
+    if (!saveRow() || !(recipients.isLoaded() || reload()) ||
+        !attempt([&] { recipients.addRow(); }))
+        return;
     grid->setEditable(true);
-    goToRow(grid->recipients().changedRow());
+    grid->setCurrentIndex(recipients.index(recipients.changedRow(), 0));
     grid->setFocus();
-    grid->edit(grid->currentIndex().siblingAtColumn(0));
+    grid->edit(grid->currentIndex());
 }
 
 void frmemail::editRecord()
@@ -182,12 +186,14 @@ void frmemail::deleteRecord()
 
 void frmemail::trunc()
 {
-    if (!m_op.ask(tr("Delete all records ?")))
+    qint64 count = 0;
+    if (!attempt([&] { count = ListCatalogue(m_folder).countRecipients(m_listId); }) ||
+        !m_op.ask(tr("Delete all records ?\n\nRecipients in the list: %L1").arg(count)))
         return;
     m_ui->grdDataGrid->discardEditor();
     const bool isEmptied = attempt([this] {
         const WaitPointer pointer;
-        deleteAllRecipients(m_listConnectionString);
+        m_ui->grdDataGrid->recipients().deleteAll();
     });
     if (!isEmptied)
         return;

@@ -1,9 +1,10 @@
 #include "frmmerge.h"
 
-#include "listfields.h"
+#include "listdialogs.h"
 #include "ui_frmmerge.h"
 
 #include "operator.h"
+#include "plaintooltip.h"
 #include "storageerror.h"
 
 namespace
@@ -39,8 +40,9 @@ frmMerge::frmMerge(Kind kind, const ProgramFolder &folder, Operator &op, Yield &
     m_ui->combMaillist->setVisible(!merges);
     m_ui->formLayout->labelForField(m_ui->combMaillist)->setVisible(!merges);
     m_ui->ListView1->setHeaderLabel(tr("List Name"));
+    m_ui->logBox->setUp(op, [&folder](const QString &path) { folder.refuseOwnFile(path); });
     connect(m_ui->cmdOK, &QPushButton::clicked, this, &frmMerge::copy);
-    connect(m_ui->cmdAbort, &QPushButton::clicked, this, [this] { m_copy.abort(); });
+    connect(m_ui->cmdAbort, &QPushButton::clicked, this, &frmMerge::abortWork);
     connect(m_ui->cmdCancel, &QPushButton::clicked, this, &frmMerge::reject);
     setRunning(false);
 }
@@ -55,15 +57,6 @@ QString frmMerge::entry(const MailList &list)
 bool frmMerge::run(const QString &target)
 {
     m_isComplete = false;
-    if (!prepare(target))
-        return false;
-    exec();
-    return m_isComplete;
-}
-
-/// False when the lists could not be read; the operator was told.
-bool frmMerge::prepare(const QString &target)
-{
     try {
         list_refresh();
         LoadListType(*m_ui->Combo1, m_catalogue);
@@ -76,7 +69,8 @@ bool frmMerge::prepare(const QString &target)
     if (const int entry = m_ui->combMaillist->findText(target, Qt::MatchExactly); entry >= 0)
         m_ui->combMaillist->setCurrentIndex(entry);
     focusFirst();
-    return true;
+    exec();
+    return m_isComplete;
 }
 
 /// To what is to be filled in first, of what is still empty.
@@ -95,12 +89,12 @@ void frmMerge::list_refresh()
         auto *row = new QTreeWidgetItem(m_ui->ListView1, {entry(list)});
         row->setData(0, listIdRole, list.id);
         row->setCheckState(0, Qt::Unchecked);
+        row->setToolTip(0, plainToolTip(entry(list)));
         m_ui->combMaillist->addItem(entry(list), list.id);
     }
     showStatus({});
     showCount({});
-    m_ui->ListView1->show();
-    m_ui->txtLog->hide();
+    showLog(false);
 }
 
 std::vector<ListCopy::Source> frmMerge::tickedLists() const
@@ -129,31 +123,31 @@ void frmMerge::copy()
     m_isComplete = m_isComplete || result == ListCopy::Result::Complete;
 }
 
-void frmMerge::abortWork()
-{
-    m_copy.abort();
-}
-
 void frmMerge::setRunning(bool isRunning)
 {
     for (QWidget *widget : std::initializer_list<QWidget *>{
-             m_ui->cmdOK, m_ui->combMaillist, m_ui->txtListname, m_ui->Combo1, m_ui->ListView1})
+             m_ui->cmdOK, m_ui->combMaillist, m_ui->txtListname, m_ui->Combo1, m_ui->ListView1,
+             m_ui->logBox->saveButton()})
         widget->setEnabled(!isRunning);
     m_ui->cmdAbort->setEnabled(isRunning);
 }
 
-void frmMerge::clearLog()
+/// The log stands in the place of the lists.
+void frmMerge::showLog(bool isShown)
 {
-    m_ui->txtLog->clear();
+    m_ui->ListView1->setVisible(!isShown);
+    m_ui->logBox->setVisible(isShown);
 }
 
-/// From its first line on, the log stands in the place of the lists.
+void frmMerge::clearLog()
+{
+    m_ui->logBox->clear();
+    showLog(true);
+}
+
 void frmMerge::appendLog(const QString &text)
 {
-    m_ui->ListView1->hide();
-    m_ui->txtLog->show();
-    m_ui->txtLog->moveCursor(QTextCursor::End);
-    m_ui->txtLog->insertPlainText(text);
+    m_ui->logBox->append(text);
 }
 
 void frmMerge::showStatus(const QString &text)

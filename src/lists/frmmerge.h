@@ -1,8 +1,8 @@
 #pragma once
 
+#include "dialogs.h"
 #include "listcatalogue.h"
 #include "listcopy.h"
-#include "workdialog.h"
 
 #include <memory>
 
@@ -33,11 +33,11 @@ public:
     bool run(const QString &target = {});
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_copy.abort(); }
 
 private:
     void focusFirst();
-    bool prepare(const QString &target);
+    void showLog(bool isShown);
     void list_refresh();
     std::vector<ListCopy::Source> tickedLists() const;
     void copy();

@@ -1,6 +1,6 @@
 #include "frmmgrlist.h"
 
-#include "frmeditlist.h"
+#include "listdialogs.h"
 #include "ui_frmmgrlist.h"
 
 #include "operator.h"
@@ -85,7 +85,6 @@ void frmMgrList::connectCommands()
             [this] { withList([this](const MailList &list) { m_commands.findJobs(list.id); }); });
 }
 
-/// A failure is told and leaves the rows as they are.
 void frmMgrList::list_refresh()
 {
     SortableList *list = m_ui->ListView1;
@@ -107,8 +106,8 @@ void frmMgrList::list_refresh()
         if (list->selectedRow() >= 0)
             list->setFocus();
     } catch (const StorageError &e) {
-        if (text.isEmpty())
-            list->setEmptyText(tr("The lists could not be read."));
+        list->setRows({});
+        list->setEmptyText(tr("The lists could not be read."));
         m_op.tell(report(e), tr("Error"));
     }
     for (const QString &failure : failures)
@@ -147,7 +146,14 @@ void frmMgrList::edit()
 void frmMgrList::deleteSelected()
 {
     withList([this](const MailList &list) {
-        if (!m_op.ask(tr("Delete : %1").arg(list.name), tr("Delete ")))
+        QString count = tr("unknown");
+        try {
+            count = QLocale().toString(m_catalogue.countRecipients(list.id));
+        } catch (const StorageError &) {
+            // Its database is missing or damaged, which is a reason to delete it.
+        }
+        if (!m_op.ask(tr("Delete : %1\n\nRecipients in the list: %2").arg(list.name, count),
+                      tr("Delete ")))
             return;
         try {
             if (m_catalogue.remove(list.id))

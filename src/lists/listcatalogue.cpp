@@ -1,7 +1,6 @@
 #include "listcatalogue.h"
 
 #include "connection.h"
-#include "listcount.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -13,8 +12,8 @@ namespace
 
 QString contains(const QString &column, const QString &text)
 {
-    return QStringLiteral(" where ucase(") + column + QStringLiteral(") like '%") + text.toUpper() +
-           QStringLiteral("%'");
+    return QStringLiteral(" where ucase(") + column + QStringLiteral(") like ") +
+           quoted(u'%' + text.toUpper() + u'%');
 }
 
 MailList mailList(const Record &record)
@@ -54,7 +53,7 @@ std::vector<MailList> ListCatalogue::search(SearchField field, const QString &te
         return all;
     std::erase_if(all, [&](const MailList &list) {
         try {
-            return !holdsAddress(list.id, text);
+            return countRecipients(list.id, {RecipientQuery::Email, text}) == 0;
         } catch (const StorageError &e) {
             tell(e.description());
             return true;
@@ -122,11 +121,10 @@ std::vector<MailList> ListCatalogue::select(const QString &condition) const
     return lists;
 }
 
-bool ListCatalogue::holdsAddress(qint64 listId, const QString &text) const
+qint64 ListCatalogue::countRecipients(qint64 listId, const RecipientQuery &query) const
 {
     Connection list(m_folder.listConnectionString(listId));
-    return list.number(QStringLiteral("select count(*) from email") +
-                       contains(QStringLiteral("email"), text)) > 0;
+    return list.number(QStringLiteral("select count(*) from email") + query.condition());
 }
 
 qint64 ListCatalogue::add(const QString &name, const QString &type,
@@ -148,4 +146,15 @@ qint64 ListCatalogue::add(const QString &name, const QString &type,
         throw;
     }
     return listId;
+}
+
+qint64 storeRecipientCount(const ProgramFolder &folder, qint64 listId)
+{
+    const qint64 count = ListCatalogue(folder).countRecipients(listId);
+    Connection system(folder.systemConnectionString());
+    system.execute(
+        QStringLiteral("update mlist set update_time=date(), rec_count=%1 where listid =%2")
+            .arg(count)
+            .arg(listId));
+    return count;
 }

@@ -1,13 +1,12 @@
 #pragma once
 
 #include "programfolder.h"
+#include "recipientquery.h"
 
 #include <QStringList>
 
 #include <functional>
 #include <vector>
-
-class Connection;
 
 /// A row of the catalogue, as it is shown.
 struct MailList {
@@ -31,9 +30,8 @@ public:
     explicit ListCatalogue(const ProgramFolder &folder);
 
     std::vector<MailList> lists() const;
-    /// By number. The text goes into the condition as typed: "%" and "_" match anything, and an
-    /// apostrophe breaks the statement, which the database then says. A search for addresses opens
-    /// every list's database; the lists whose database cannot be read are told and left out.
+    /// By number. "%" and "_" in the text match anything. A search for addresses opens every list's
+    /// database; the lists whose database cannot be read are told and left out.
     std::vector<MailList> search(SearchField field, const QString &text, const Tell &tell) const;
     /// The types in use, by name.
     QStringList types() const;
@@ -44,14 +42,19 @@ public:
     /// number. Where the database cannot be copied, no row stays.
     qint64 duplicate(const MailList &list) const;
     void rename(qint64 listId, const QString &name, const QString &type) const;
+    /// How many recipients the list's database holds, whatever count is stored.
+    qint64 countRecipients(qint64 listId, const RecipientQuery &query = {}) const;
     /// False, and nothing is removed, when a job uses the list. A missing database is passed over.
     bool remove(qint64 listId) const;
 
 private:
     std::vector<MailList> select(const QString &condition) const;
-    bool holdsAddress(qint64 listId, const QString &text) const;
     qint64 add(const QString &name, const QString &type,
                const std::function<void(qint64 listId)> &makeDatabase) const;
 
     ProgramFolder m_folder;
 };
+
+/// Counts a list's recipients anew and stores the count in the catalogue, with the day as the time
+/// of the list's last change. Returns the count. Throws StorageError.
+qint64 storeRecipientCount(const ProgramFolder &folder, qint64 listId);

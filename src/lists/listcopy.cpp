@@ -3,10 +3,8 @@
 #include "listcatalogue.h"
 
 #include "connection.h"
-#include "listcount.h"
 #include "operator.h"
-#include "recipientinserter.h"
-#include "recipientreader.h"
+#include "recipientrecords.h"
 #include "yield.h"
 
 #include <utility>

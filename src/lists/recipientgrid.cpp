@@ -5,6 +5,8 @@
 #include <QHeaderView>
 #include <QPainter>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -39,6 +41,7 @@ RecipientGrid::RecipientGrid(QWidget *parent)
 void RecipientGrid::load(const QString &listConnectionString, const RecipientQuery &query)
 {
     const WaitPointer pointer; // sorting a long list takes its time
+    m_emptyText = tr("The recipients could not be read.");
     m_recipients.load(listConnectionString, query);
     m_emptyText =
         query.condition().isEmpty()
@@ -104,6 +107,7 @@ void RecipientGrid::setColumnWidths()
         return;
     m_isSettingWidths = true;
     for (size_t i = 0; i < widths.size(); ++i)
-        setColumnWidth(int(i), int(widths[i] * viewport()->width()));
+        setColumnWidth(int(i), std::max(int(widths[i] * viewport()->width()),
+                                        horizontalHeader()->sectionSizeHint(int(i))));
     m_isSettingWidths = false;
 }

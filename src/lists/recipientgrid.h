@@ -4,8 +4,8 @@
 
 #include <QTableView>
 
-/// The grid of a list's recipients, with columns as wide as fractions of the grid until somebody
-/// drags one.
+/// The grid of a list's recipients, with columns as wide as fractions of the grid, and wide enough
+/// for their titles, until somebody drags one.
 class RecipientGrid final : public QTableView
 {
     Q_OBJECT
@@ -13,7 +13,7 @@ class RecipientGrid final : public QTableView
 public:
     explicit RecipientGrid(QWidget *parent = nullptr);
 
-    /// Throws StorageError, and then still shows what it did.
+    /// Throws StorageError, and then shows that nothing could be read.
     void load(const QString &listConnectionString, const RecipientQuery &query);
     RecipientModel &recipients() { return m_recipients; }
     /// Shown in place of rows when the list has none.

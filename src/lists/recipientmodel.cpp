@@ -1,6 +1,7 @@
 #include "recipientmodel.h"
 
 #include "plaintooltip.h"
+#include "sqltext.h"
 
 #include <QElapsedTimer>
 #include <QScopeGuard>
@@ -18,24 +19,35 @@ constexpr qsizetype keysPerStep = 128;
 /// How long the window waits for a step; a search may look at many rows for each it finds.
 constexpr qint64 stepMs = 8;
 
+constexpr int statusField = 8;
+
+/// As a statement holds it. An empty status means "not sent yet", and an address of blanks is
+/// refused as none.
+QString value(int field, const QString &text)
+{
+    const bool isNull = (field == RecipientQuery::Email && text.trimmed().isEmpty()) ||
+                        (field == statusField && text.isEmpty());
+    return isNull ? QStringLiteral("null") : quoted(text);
+}
+
 } // namespace
 
 void RecipientModel::load(const QString &listConnectionString, const RecipientQuery &query)
 {
-    auto rows = std::make_unique<RecipientRows>(listConnectionString, RecipientQuery::columns(),
-                                                query.condition(), query.order(), firstKeys);
     beginResetModel();
-    m_rows = std::move(rows);
+    const auto reset = qScopeGuard([this] { endResetModel(); });
+    m_rows.reset();
     m_listConnectionString = listConnectionString;
-    m_rowCount = int(m_rows->size());
+    m_rowCount = 0;
     m_hasFailed = false;
     m_changedRow = -1;
     m_isAdded = false;
     m_changes.clear();
-    endResetModel();
-    if (m_rows->isComplete())
-        m_timer.stop();
-    else
+    m_timer.stop();
+    m_rows = std::make_unique<Keyset>(listConnectionString, RecipientQuery::columns(),
+                                      query.condition(), query.order(), firstKeys);
+    m_rowCount = int(m_rows->size());
+    if (!m_rows->isComplete())
         m_timer.start(0, this);
 }
 
@@ -125,8 +137,14 @@ void RecipientModel::addRow()
 void RecipientModel::deleteRow(int row)
 {
     if (!isAdded(row))
-        deleteRecipient(m_listConnectionString, m_rows->key(row));
+        Connection(m_listConnectionString)
+            .execute(QStringLiteral("delete from email where mid=%1").arg(m_rows->key(row)));
     dropRow(row);
+}
+
+void RecipientModel::deleteAll()
+{
+    Connection(m_listConnectionString).execute(QStringLiteral("delete from email"));
 }
 
 /// Takes out a row that the database has not, or no longer.
@@ -155,13 +173,42 @@ void RecipientModel::saveChanges()
     if (m_isAdded && isBlank)
         return dropRow(m_changedRow);
     if (m_isAdded) {
-        m_rows->append(insertRecipient(m_listConnectionString, m_changes));
+        m_rows->append(insert());
     } else {
-        updateRecipient(m_listConnectionString, m_rows->key(m_changedRow), m_changes);
+        update();
         m_rows->forgetRows();
     }
     m_isAdded = false;
     cancelChanges(); // they are in the database
+}
+
+/// Returns the new recipient's number.
+qint64 RecipientModel::insert()
+{
+    QStringList columns;
+    QStringList values;
+    for (auto field = m_changes.cbegin(); field != m_changes.cend(); ++field) {
+        columns += RecipientQuery::columnName(field.key());
+        values += value(field.key(), field.value());
+    }
+    Connection list(m_listConnectionString);
+    list.execute(QStringLiteral("insert into email (") + columns.join(u',') +
+                 QStringLiteral(") values (") + values.join(u',') + u')');
+    return list.number(QStringLiteral("select last_insert_rowid()"));
+}
+
+void RecipientModel::update()
+{
+    QStringList settings;
+    for (auto field = m_changes.cbegin(); field != m_changes.cend(); ++field)
+        settings +=
+            RecipientQuery::columnName(field.key()) + u'=' + value(field.key(), field.value());
+    Connection list(m_listConnectionString);
+    list.execute(QStringLiteral("update email set ") + settings.join(u',') +
+                 QStringLiteral(" where mid=%1").arg(m_rows->key(m_changedRow)));
+    if (list.number(QStringLiteral("select changes()")) == 0)
+        throw StorageError(0, QStringLiteral("Quillbright"),
+                           QStringLiteral("This recipient is no longer in the list."));
 }
 
 void RecipientModel::cancelChanges()

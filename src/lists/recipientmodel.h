@@ -1,11 +1,12 @@
 #pragma once
 
-#include "recipientedits.h"
+#include "keyset.h"
 #include "recipientquery.h"
-#include "recipientrows.h"
 
 #include <QAbstractTableModel>
 #include <QBasicTimer>
+
+#include <QMap>
 
 #include <functional>
 #include <memory>
@@ -23,8 +24,10 @@ class RecipientModel final : public QAbstractTableModel
 public:
     using QAbstractTableModel::QAbstractTableModel;
 
-    /// Throws StorageError, and then still shows what it did. Changes that were not saved are lost.
+    /// Throws StorageError, and then holds no rows. Changes that were not saved are lost.
     void load(const QString &listConnectionString, const RecipientQuery &query);
+    /// Whether the last load succeeded.
+    bool isLoaded() const { return m_rows != nullptr; }
     /// False while rows are still appearing.
     bool isComplete() const { return !m_rows || m_rows->isComplete(); }
     /// Lets all rows appear now. Throws StorageError.
@@ -39,10 +42,13 @@ public:
                         int role = Qt::DisplayRole) const override;
 
     /// Adds an empty row at the end, which becomes a recipient when it is saved. Earlier changes
-    /// must have been saved. Throws StorageError.
+    /// must have been saved, and the rows be loaded. Throws StorageError.
     void addRow();
     /// Deletes the recipient of the row. Throws StorageError.
     void deleteRow(int row);
+    /// Deletes the recipients of the list, also those that the query does not select; the rows stay
+    /// until the next load. Throws StorageError.
+    void deleteAll();
     /// The row with changes that are not saved, or the added one; -1 where there is none.
     int changedRow() const { return m_changedRow; }
     /// Writes the changes to the list's database. An added row into which nothing was typed goes
@@ -60,16 +66,18 @@ protected:
 
 private:
     void readKeys(const std::function<bool()> &goOn);
+    void update();
+    qint64 insert();
     void dropRow(int row);
     bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
     QString text(const QModelIndex &index) const;
 
-    std::unique_ptr<RecipientRows> m_rows;
+    std::unique_ptr<Keyset> m_rows;
     QString m_listConnectionString;
     int m_rowCount = 0; ///< with the added row
     QBasicTimer m_timer;
     mutable bool m_hasFailed = false;
     int m_changedRow = -1;
-    bool m_isAdded = false; ///< the changed row is not in the database yet
-    RecipientChanges m_changes;
+    bool m_isAdded = false;       ///< the changed row is not in the database yet
+    QMap<int, QString> m_changes; ///< new texts, by the field's number as in RecipientQuery
 };

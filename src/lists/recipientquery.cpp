@@ -1,5 +1,7 @@
 #include "recipientquery.h"
 
+#include "sqltext.h"
+
 namespace
 {
 
@@ -39,10 +41,14 @@ QString RecipientQuery::columns()
 
 QString RecipientQuery::condition() const
 {
-    if (searchField == 0 || searchText.isEmpty())
+    if (searchText.isEmpty())
         return {};
-    return QStringLiteral(" where email.") + columnName(searchField) + QStringLiteral(" like '%") +
-           searchText + QStringLiteral("%'");
+    const QString pattern = quoted(u'%' + searchText + u'%');
+    QStringList matches;
+    for (const QString &column :
+         searchField == 0 ? columnNames : QStringList{columnName(searchField)})
+        matches += column + QStringLiteral(" like ") + pattern;
+    return QStringLiteral(" where (") + matches.join(QStringLiteral(" or ")) + u')';
 }
 
 QString RecipientQuery::order() const

@@ -6,7 +6,8 @@
 /// Which recipients of a list a search and a sort choice select, and in which order.
 ///
 /// Fields are counted from 1 as in the search and sort boxes: email, first name, last name, title,
-/// contact, company, memo, status, reason. Field 0 searches nothing and leaves the list's order.
+/// contact, company, memo, status, reason. Field 0 searches all of them and leaves the list's
+/// order.
 struct RecipientQuery {
     static constexpr int Email = 1;
 
@@ -23,8 +24,7 @@ struct RecipientQuery {
     /// The select list whose columns are the fields, in order and with their titles as names.
     static QString columns();
 
-    /// " where ..." or empty. The text goes in as typed: "%" and "_" match anything, and an
-    /// apostrophe breaks the statement, which the database then says.
+    /// " where ..." or, without a text, empty. "%" and "_" in the text match anything.
     QString condition() const;
     /// " order by ..." or empty.
     QString order() const;

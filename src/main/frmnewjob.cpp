@@ -2,8 +2,8 @@
 
 #include "ui_frmnewjob.h"
 
-#include "jobediting.h"
 #include "jobrow.h"
+#include "jobstore.h"
 #include "operator.h"
 #include "plaintooltip.h"
 #include "storageerror.h"

@@ -30,7 +30,7 @@ frmPreview::frmPreview(const ProgramFolder &folder, Operator &op, const Clock &c
 void frmPreview::Load_db(const QString &listConnectionString, const QString &format,
                          const QString &body)
 {
-    m_preview->load(listConnectionString, format, body);
+    m_preview->Load_prev_db(listConnectionString, format, body);
 }
 
 void frmPreview::setSubject(const QString &subject)

@@ -6,6 +6,7 @@
 #include "programfolder.h"
 #include "ui_joblistpanel.h"
 
+#include <QLocale>
 #include <QShortcut>
 
 namespace
@@ -15,21 +16,26 @@ std::vector<ListColumn> jobColumns()
 {
     using Panel = JobListPanel;
     constexpr SortKind text = SortKind::Text;
-    constexpr SortKind number = SortKind::Number;
-    return {{Panel::tr("Job Name"), 1. / 9},
-            {Panel::tr("Job ID"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Progress"), 1. / 18},
-            {Panel::tr("Total"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Unsent"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Success"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Failed"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Start"), 1. / 22, text, Qt::AlignRight},
-            {Panel::tr("End"), 1. / 22, text, Qt::AlignRight},
-            {Panel::tr("Maillist"), 1. / 9},
-            {Panel::tr("Maillist ID"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Email Subject"), 1. / 9},
-            {Panel::tr("Email ID"), 1. / 18, number, Qt::AlignRight},
-            {Panel::tr("Last Sent ID"), 1. / 9, number, Qt::AlignRight}};
+    const QString name = QStringLiteral("Summer newsletter");
+    const QString count = QStringLiteral("1000000");
+    const QString time = QStringLiteral("2000/00/00 00:00:00");
+    const auto counts = [&count](const QString &header, double width = 1. / 18) {
+        return ListColumn{header, width, SortKind::Number, Qt::AlignRight, 0, count};
+    };
+    return {{Panel::tr("Job Name"), 1. / 9, text, Qt::AlignLeft, 0, name},
+            counts(Panel::tr("Job ID")),
+            {Panel::tr("Progress"), 1. / 18, text, Qt::AlignLeft, 0, Panel::tr("Complete")},
+            counts(Panel::tr("Total")),
+            counts(Panel::tr("Unsent")),
+            counts(Panel::tr("Success")),
+            counts(Panel::tr("Failed")),
+            {Panel::tr("Start"), 1. / 22, text, Qt::AlignRight, 0, time},
+            {Panel::tr("End"), 1. / 22, text, Qt::AlignRight, 0, time},
+            {Panel::tr("Maillist"), 1. / 9, text, Qt::AlignLeft, 0, name},
+            counts(Panel::tr("Maillist ID")),
+            {Panel::tr("Email Subject"), 1. / 9, text, Qt::AlignLeft, 0, name},
+            counts(Panel::tr("Email ID")),
+            counts(Panel::tr("Last Sent ID"), 1. / 9)};
 }
 
 QString noJobsText()
@@ -63,13 +69,24 @@ JobRow jobRow(const ListRow &row)
     return job;
 }
 
+bool hasOutcomes(const JobRow &job)
+{
+    return job.number(JobCell::Success) + job.number(JobCell::Failed) > 0;
+}
+
+QString outcomes(const JobRow &job)
+{
+    const QLocale locale;
+    return JobListPanel::tr("%1 have had its email, to %2 it failed.")
+        .arg(locale.toString(job.number(JobCell::Success)),
+             locale.toString(job.number(JobCell::Failed)));
+}
+
 } // namespace
 
-JobListPanel::JobListPanel(const ProgramFolder &folder, Connection &shared, Operator &op,
-                           QWidget *parent)
+JobListPanel::JobListPanel(const ProgramFolder &folder, Operator &op, QWidget *parent)
     : QWidget(parent)
     , m_folder(folder)
-    , m_shared(shared)
     , m_operator(op)
     , m_ui(std::make_unique<Ui::JobListPanel>())
 {
@@ -85,10 +102,10 @@ JobListPanel::JobListPanel(const ProgramFolder &folder, Connection &shared, Oper
 
     connect(m_ui->cmdRefresh, &QToolButton::clicked, this, &JobListPanel::list_refresh);
     connect(m_ui->txtSearchJob, &QLineEdit::returnPressed, this, &JobListPanel::list_refresh);
-    connect(list, &SortableList::rowClicked, this, &JobListPanel::clickSelectedRow);
-    connect(list, &SortableList::rowEntered, this, &JobListPanel::clickSelectedRow);
-    connect(list, &SortableList::rowDoubleClicked, this,
-            [this](int row) { emit rowDoubleClicked(jobAt(row)); });
+    const auto select = [this] { emit jobSelected(selectedJob()); };
+    connect(list, &SortableList::rowSelected, this, select);
+    connect(list, &SortableList::rowEntered, this, select);
+    connect(list, &SortableList::rowDoubleClicked, this, select);
 }
 
 JobListPanel::~JobListPanel() = default;
@@ -126,9 +143,20 @@ void JobListPanel::updateRow(const JobRow &job)
         m_ui->lvTask->setCells(row, listRow(job).cells);
 }
 
-void JobListPanel::highlight(const JobRow &job)
+void JobListPanel::selectNew(const std::function<bool()> &create)
 {
-    m_ui->lvTask->highlight(job.number(JobCell::Id));
+    const qint64 highest = m_ui->lvTask->highestNumber();
+    if (!create())
+        return;
+    // A search could hide it.
+    search(ShowAll, {});
+    m_ui->lvTask->selectNewerThan(highest);
+}
+
+void JobListPanel::addCommands(const QList<QAction *> &commands)
+{
+    m_ui->lvTask->addActions(commands);
+    m_ui->lvTask->setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
 void JobListPanel::setRunning(bool isRunning)
@@ -163,9 +191,9 @@ void JobListPanel::list_refresh()
         return;
     }
     try {
-        m_shared.open(m_folder.systemConnectionString());
+        Connection system(m_folder.systemConnectionString());
         std::vector<ListRow> rows;
-        for (const JobRow &job : loadJobs(m_shared, *where))
+        for (const JobRow &job : loadJobs(system, *where))
             rows.push_back(listRow(job));
         m_ui->lvTask->setRows(std::move(rows));
         m_isFilled = true;
@@ -181,24 +209,37 @@ void JobListPanel::deleteJob()
     const std::optional<JobRow> job = selectedJob();
     if (!job)
         return;
-    const QString id = (*job)[JobCell::Id];
-    if (!m_operator.ask(tr("Delete Job %1 - %2").arg(id, (*job)[JobCell::Name]), tr("Job Manager")))
+    QString question = tr("Delete Job %1 - %2").arg((*job)[JobCell::Id], (*job)[JobCell::Name]);
+    if (hasOutcomes(*job))
+        question += tr("\n\n%1 The mail list keeps who they are.").arg(outcomes(*job));
+    if (!m_operator.ask(question, tr("Job Manager")))
         return;
     try {
-        m_shared.open(m_folder.systemConnectionString());
-        m_shared.execute(QStringLiteral("delete from  mjob where jobid=") + id);
-        if (const int row = m_ui->lvTask->rowOf(id.toLongLong()); row >= 0)
+        ::deleteJob(m_folder, job->number(JobCell::Id));
+        if (const int row = m_ui->lvTask->rowOf(job->number(JobCell::Id)); row >= 0)
             m_ui->lvTask->removeRow(row);
     } catch (const StorageError &error) {
         m_operator.tell(error.report(), tr("Error"));
     }
 }
 
-void JobListPanel::clickSelectedRow()
+void JobListPanel::resetJob()
 {
-    if (const std::optional<JobRow> job = selectedJob()) {
-        highlight(*job);
-        emit rowClicked(*job);
+    std::optional<JobRow> job = selectedJob();
+    if (!job)
+        return;
+    const QString question = tr("Reset Job %1 - %2\n\n%3 The list forgets who they are, and Start "
+                                "sends to everybody again.");
+    if (hasOutcomes(*job) &&
+        !m_operator.ask(question.arg((*job)[JobCell::Id], (*job)[JobCell::Name], outcomes(*job)),
+                        tr("Job Manager")))
+        return;
+    try {
+        ::resetJob(m_folder, *job);
+        updateRow(*job);
+        emit jobSelected(job);
+    } catch (const StorageError &error) {
+        m_operator.tell(error.report(), tr("Error"));
     }
 }
 

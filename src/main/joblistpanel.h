@@ -4,10 +4,10 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 #include <optional>
 
-class Connection;
 class Operator;
 class ProgramFolder;
 class QShortcut;
@@ -20,7 +20,8 @@ class JobListPanel;
 /// The job list with its search bar: lists, finds and deletes jobs. Its rows are the working copies
 /// of the job records while a run changes them.
 ///
-/// Moving the selection with the keyboard only selects; a click (or Return) is what shows a job.
+/// One job is the selected one, or none, whichever way it came about: what the rest of the window
+/// shows and what the commands act on.
 class JobListPanel final : public QWidget
 {
     Q_OBJECT
@@ -36,9 +37,7 @@ public:
         EmailIdEquals
     };
 
-    /// `shared` is opened on the system database by each operation, whatever it was open on.
-    JobListPanel(const ProgramFolder &folder, Connection &shared, Operator &op,
-                 QWidget *parent = nullptr);
+    JobListPanel(const ProgramFolder &folder, Operator &op, QWidget *parent = nullptr);
     ~JobListPanel() override;
 
     /// False while no refresh has succeeded: that no job is listed then says nothing.
@@ -50,13 +49,15 @@ public:
     /// -1 when no row is selected.
     int selectedRow() const;
     std::optional<JobRow> selectedJob() const;
-    /// Selects a row without handling it as clicked; one that is not there changes nothing.
+    /// One that is not there changes nothing.
     void selectRow(int row);
+    /// Runs a command that may make a job, and selects the job where it says that it made one.
+    void selectNew(const std::function<bool()> &create);
+    /// The commands of the list's context menu.
+    void addCommands(const QList<QAction *> &commands);
 
     /// Shows the job's cells in its row, where it is listed; the list is not sorted again.
     void updateRow(const JobRow &job);
-    /// Marks the job's row as the one at work, and no other.
-    void highlight(const JobRow &job);
     /// While a run goes on, the Del key deletes nothing.
     void setRunning(bool isRunning);
 
@@ -73,20 +74,18 @@ public slots:
     void list_refresh();
     /// Deletes the selected job after asking. What the job has sent stays recorded in its list.
     void deleteJob();
-    /// Handles the selected row as if it had been clicked, where a row is selected.
-    void clickSelectedRow();
+    /// Forgets what the selected job has sent, after asking where it has sent anything.
+    void resetJob();
 
 signals:
-    /// The row is highlighted when this is emitted.
-    void rowClicked(const JobRow &job);
-    void rowDoubleClicked(const JobRow &job);
+    /// Another job is selected, or none, or the selected one was read again.
+    void jobSelected(const std::optional<JobRow> &job);
 
 private:
     /// The search as the query's condition; none when the text is not what its mode needs.
     std::optional<QString> condition(const QString &text) const;
 
     const ProgramFolder &m_folder;
-    Connection &m_shared;
     Operator &m_operator;
     std::unique_ptr<Ui::JobListPanel> m_ui;
     QShortcut *m_deleteKey;

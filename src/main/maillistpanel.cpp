@@ -22,12 +22,25 @@ MaillistPanel::MaillistPanel(Operator &op, QWidget *parent)
     connect(m_ui->cmdCopy, &QPushButton::clicked, this, &MaillistPanel::exportRequested);
     connect(m_ui->DataGrid1, &RecipientGrid::failed, this,
             [this](const QString &description) { m_operator.tell(description); });
+    for (QPushButton *button : {m_ui->cmdBrowse, m_ui->cmdCopy}) {
+        auto *action = new QAction(button->icon(), button->text(), this);
+        connect(action, &QAction::triggered, button, &QPushButton::click);
+        m_ui->DataGrid1->addAction(action);
+    }
+    m_ui->DataGrid1->setContextMenuPolicy(Qt::ActionsContextMenu);
+    QSizePolicy policy = m_ui->DataGrid1->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    m_ui->DataGrid1->setSizePolicy(policy);
 }
 
 MaillistPanel::~MaillistPanel() = default;
 
 void MaillistPanel::Load_db(const QString &listConnectionString)
 {
+    m_shown = {};
+    m_ui->DataGrid1->setVisible(!listConnectionString.isEmpty());
+    if (listConnectionString.isEmpty())
+        return;
     const RecipientQuery query{.searchField = m_ui->combSearch->currentIndex(),
                                .searchText = m_ui->txtSEmail->text(),
                                .sortField = m_ui->combSort->currentIndex()};
@@ -50,4 +63,6 @@ void MaillistPanel::enableCommands(bool enabled)
 {
     m_ui->cmdBrowse->setEnabled(enabled);
     m_ui->cmdCopy->setEnabled(enabled);
+    for (QAction *action : m_ui->DataGrid1->actions())
+        action->setEnabled(enabled);
 }

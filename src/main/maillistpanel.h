@@ -28,8 +28,8 @@ public:
     explicit MaillistPanel(Operator &op, QWidget *parent = nullptr);
     ~MaillistPanel() override;
 
-    /// Fills the grid with the list's recipients that the search bar asks for. A failure is told,
-    /// and leaves the grid as it was.
+    /// Fills the grid with the list's recipients that the search bar asks for; without a list there
+    /// is no grid. A failure is told, and leaves the grid without rows.
     void Load_db(const QString &listConnectionString);
     /// Empties the search and takes the order back, for another job.
     void resetSearch();

@@ -4,11 +4,11 @@
 #include "joblistpanel.h"
 #include "maillistpanel.h"
 #include "messagepane.h"
-#include "previewpanel.h"
+#include "previewwidget.h"
 #include "quietoperator.h"
 #include "runscreen.h"
-#include "statuspanels.h"
 #include "ui_mainwindow.h"
+#include "windowlayout.h"
 #include "windows.h"
 
 #include "interruptedrun.h"
@@ -21,7 +21,6 @@
 
 #include <QCloseEvent>
 #include <QDesktopServices>
-#include <QSettings>
 #include <QUrl>
 
 namespace
@@ -33,11 +32,7 @@ const QString homepage = QStringLiteral("https://quillbright.example/");
 
 enum Tab { General, Details, Maillist, Preview };
 
-/// Window places are kept apart from the settings, which a person may edit by hand.
-QSettings layoutStore()
-{
-    return QSettings(QStringLiteral("Quillbright"), QStringLiteral("Windows"));
-}
+const QString splitterKey = QStringLiteral("Main/splitter");
 
 } // namespace
 
@@ -48,27 +43,29 @@ Main::Main(const MainSeams &seams)
     m_ui->setupUi(this);
     Timer2.setSingleShot(true);
     Timer2.setInterval(100ms);
-    m_panels = std::make_unique<StatusPanels>(*m_ui->StatusBar1);
-    m_quiet = std::make_unique<QuietOperator>(m_seams.op, *m_panels);
+    m_screen = std::make_unique<RunScreen>(*m_ui->StatusBar1, *m_ui->ProgressBar1, *this);
+    m_quiet = std::make_unique<QuietOperator>(m_seams.op, *m_screen);
     addPanels();
     m_windows = std::make_unique<Windows>(
         m_seams, *m_jobs, [this]() -> SendMail & { return *poSendMail; }, *this);
-    m_screen = std::make_unique<RunScreen>(*m_jobs, *m_panels, *m_ui->ProgressBar1, *this);
     addToolbar();
     connectCommands();
     connectPanels();
+    enableJobCommands(false); // nothing can be started before a job was looked at
 }
 
 Main::~Main() = default;
 
 void Main::addPanels()
 {
-    m_jobs = new JobListPanel(m_seams.folder, m_shared, *m_quiet, m_ui->jobListArea);
+    m_jobs = new JobListPanel(m_seams.folder, *m_quiet, m_ui->jobListArea);
     m_ui->jobListLayout->addWidget(m_jobs);
     m_message = std::make_unique<MessagePane>(m_seams.folder, *m_quiet, m_seams.makeHtmlView);
     m_maillist = new MaillistPanel(*m_quiet, this);
-    m_preview =
-        new PreviewPanel(m_seams.folder, *m_quiet, m_seams.clock, m_seams.makeHtmlView, this);
+    m_preview = new PreviewWidget(m_seams.folder, *m_quiet, m_seams.clock, m_seams.makeHtmlView,
+                                  {QStringLiteral("Text1"), QStringLiteral("WebBrowser2")}, this);
+    m_preview->setObjectName(QStringLiteral("fmPreview"));
+    m_preview->addToolbar([this] { showPreview(); });
     m_ui->TabStrip1->addTab(m_message->body(), tr("General"));
     m_ui->TabStrip1->addTab(m_message->header(), tr("Details"));
     m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
@@ -105,7 +102,7 @@ void Main::addToolbar()
         {"Pause", tr("Pause the current sending job"), "media-playback-pause",
          [this] { pauseRun(); }},
         {"Reset", tr("Reset the status of the selected Job"), "edit-undo",
-         [this] { resetSelectedJob(); }},
+         [this] { m_jobs->resetJob(); }},
         {"Resend Fail", tr("Resend fail email of the selected job"), "mail-send",
          [this] { startRun(true); }},
         {nullptr, {}, nullptr, {}},
@@ -123,8 +120,6 @@ void Main::addToolbar()
         action->setToolTip(button.toolTip);
         connect(action, &QAction::triggered, this, button.action);
     }
-    // Nothing can be started before a job was looked at.
-    m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(false);
 }
 
 void Main::connectCommands()
@@ -144,36 +139,39 @@ void Main::connectCommands()
     onTriggered(m_ui->mmJStart, [this] { startRun(false); });
     onTriggered(m_ui->mmJStop, [this] { pauseRun(); });
     onTriggered(m_ui->mmJSendFail, [this] { startRun(true); });
-    onTriggered(m_ui->mmJReset, [this] { resetSelectedJob(); });
+    onTriggered(m_ui->mmJReset, [this] { m_jobs->resetJob(); });
     onTriggered(m_ui->mmHAbout, [this] { frmSplash(this).showAbout(); });
     onTriggered(m_ui->mmHHelp, [this] {
         openPage(QUrl::fromLocalFile(m_seams.folder.file(QStringLiteral("help\\index.html"))));
     });
     onTriggered(m_ui->mmHHomepage, [this] { openPage(QUrl(homepage)); });
     onTriggered(m_ui->mnHOptions, [this] { m_windows->showOptions(); });
+    m_jobs->addCommands(
+        {m_ui->mmJStart, m_ui->mmJSendFail, m_ui->mmJReset, m_ui->mnEEditJob, m_ui->mnEDeleteJob});
 }
 
 void Main::connectPanels()
 {
-    connect(m_jobs, &JobListPanel::rowClicked, this, &Main::handleRowClick);
-    connect(m_jobs, &JobListPanel::rowDoubleClicked, this, &Main::showDetails);
+    connect(m_jobs, &JobListPanel::jobSelected, this, &Main::showJob);
     connect(m_ui->TabStrip1, &QTabWidget::currentChanged, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::refreshRequested, this, &Main::showTab);
     connect(m_maillist, &MaillistPanel::editRequested, this, &Main::browseList);
     connect(m_maillist, &MaillistPanel::exportRequested, this, [this] { exportRecipients(); });
-    connect(m_preview, &PreviewPanel::previewRequested, this, &Main::showPreview);
-    connect(m_preview, &PreviewPanel::positionChanged, this,
+    connect(m_preview, &PreviewWidget::positionChanged, this,
             [this](qsizetype position, qsizetype count) {
-                m_panels->setText(RunView::Current, tr("Record: %1/%2").arg(position).arg(count));
+                if (!m_run->isRunning())
+                    m_screen->setText(RunScreen::Current,
+                                      tr("Record: %1/%2").arg(position).arg(count));
             });
     connect(m_ui->cmdEditMail, &QPushButton::clicked, this, &Main::editMessage);
     connect(m_ui->cmdPreview, &QPushButton::clicked, this, &Main::showPreview);
+    connect(m_screen.get(), &RunScreen::rowChanged, m_jobs, &JobListPanel::updateRow);
     connect(m_screen.get(), &RunScreen::runningChanged, this, [this](bool running) {
         m_quiet->setQuiet(running);
+        m_jobs->setRunning(running);
         enableCommands(!running);
-        enableJobCommands(!running);
+        enableJobCommands(!running && m_jobs->selectedJob());
     });
-    connect(m_screen.get(), &RunScreen::rowReloaded, m_jobs, &JobListPanel::clickSelectedRow);
     connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
     connect(&Timer2, &QTimer::timeout, this, [this] {
         if (m_jobs->isFilled() && m_jobs->count() == 0)
@@ -187,11 +185,15 @@ void Main::load()
     m_seams.yield.yield();
     m_seams.yield.yield();
     poSendMail = m_seams.makeMail();
-    connect(poSendMail.get(), &SendMail::Status, this,
-            [this](const QString &text) { m_panels->setText(StatusPanels::transport, text); });
+    connect(poSendMail.get(), &SendMail::Status, this, [this](const QString &text) {
+        // What is over need not be told for ever.
+        m_screen->setText(RunScreen::Transport,
+                          text == QLatin1String("Disconnected") ? QString() : text);
+    });
     m_run = std::make_unique<SendRun>(m_seams.folder, *poSendMail, *m_windows, m_seams.op,
                                       *m_screen, m_seams.clock, m_seams.yield);
-    restoreLayout();
+    restoreWindowLayout(*this, *m_jobs);
+    m_ui->splitter->restoreState(layoutStore().value(splitterKey).toByteArray());
     recoverRuns();
     m_jobs->list_refresh();
     m_message->showStartPage();
@@ -204,8 +206,8 @@ void Main::recoverRuns()
     try {
         const QStringList names = recoverInterruptedRuns(m_seams.folder);
         if (!names.isEmpty())
-            m_panels->setText(
-                StatusPanels::transport,
+            m_screen->setText(
+                RunScreen::Transport,
                 tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
     } catch (const StorageError &) {
         // What is wrong with the databases, the job list tells.
@@ -214,8 +216,7 @@ void Main::recoverRuns()
 
 void Main::newJob()
 {
-    if (m_windows->createJob())
-        m_jobs->list_refresh();
+    m_jobs->selectNew([this] { return m_windows->createJob(); });
 }
 
 void Main::editJob()
@@ -229,43 +230,22 @@ void Main::editJob()
     });
 }
 
-void Main::resetSelectedJob()
-{
-    withSelectedJob([this](JobRow job) {
-        try {
-            resetJob(m_seams.folder, job);
-        } catch (const StorageError &e) {
-            m_seams.op.tell(e.report(), tr("Error"));
-            return;
-        }
-        m_jobs->updateRow(job);
-        m_jobs->highlight(job);
-        m_jobs->clickSelectedRow();
-    });
-}
-
 void Main::startRun(bool failedOnly)
 {
     withSelectedJob([this, failedOnly](const JobRow &job) {
-        JobMessage message;
-        try {
-            // Of the row that is run, which need not be the one that was looked at last.
-            m_shared.open(m_seams.folder.systemConnectionString());
-            message = loadMessage(m_shared, job.number(JobCell::EmailId));
-        } catch (const StorageError &e) {
-            m_seams.op.tell(e.report(), tr("Error"));
-            return;
-        }
-        m_run->start(job, message, failedOnly);
+        // As it is now: it may have been edited since it was shown.
+        if (m_message->loadMessage(job.number(JobCell::EmailId)))
+            m_run->start(job, m_message->message(), failedOnly);
     });
     if (m_closeAfterRun)
         close();
+    else
+        showTab(); // who has had the email by now
 }
 
 void Main::pauseRun()
 {
     m_run->requestPause();
-    m_jobs->clickSelectedRow();
 }
 
 void Main::enableCommands(bool enabled)
@@ -276,13 +256,18 @@ void Main::enableCommands(bool enabled)
     }
     for (QAction *action : m_ui->Toolbar1->actions())
         action->setEnabled(enabled || action->objectName() == QLatin1String("Pause"));
+    // The menu's key, while the menu is disabled.
+    m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Pause"))
+        ->setShortcut(enabled ? QKeySequence() : m_ui->mmJStop->shortcut());
 }
 
-/// The commands beside the job's tabs. Each opens a window, which would hold up a run.
+/// Start, and the commands beside the job's tabs. Each of these opens a window, which would hold up
+/// a run.
 void Main::enableJobCommands(bool enabled)
 {
+    m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(enabled);
     m_maillist->enableCommands(enabled);
-    m_preview->enablePreview(enabled);
+    m_preview->findChild<QAction *>(QStringLiteral("Preview"))->setEnabled(enabled);
     m_ui->cmdPreview->setEnabled(enabled);
     m_ui->cmdEditMail->setEnabled(enabled);
 }
@@ -295,34 +280,34 @@ void Main::openPage(const QUrl &address)
                 .arg(address.isLocalFile() ? address.toLocalFile() : address.toString()));
 }
 
-void Main::handleRowClick(const JobRow &job)
+void Main::showJob(const std::optional<JobRow> &job)
 {
-    if (!m_run->isRunning()) {
-        enableJobCommands(true);
-        m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(true);
-    }
+    if (!m_run->isRunning())
+        enableJobCommands(job.has_value());
+    const JobRow row = job.value_or(JobRow());
+    m_screen->showJob(row.number(JobCell::Id));
     m_maillist->resetSearch();
-    showDetails(job);
-    showTab();
-}
-
-void Main::showDetails(const JobRow &job)
-{
-    m_ui->lbJob->setText(tr("Selected Job : %1 - %2").arg(job[JobCell::Id], job[JobCell::Name]));
+    m_ui->lbJob->setText(
+        job ? tr("Selected Job : %1 - %2").arg(row[JobCell::Id], row[JobCell::Name])
+            : tr("Welcome - No Job Selected"));
     m_ui->lbMailList->setText(
-        tr("Maillist : %1-%2").arg(job[JobCell::MaillistId], job[JobCell::Maillist]));
-    m_message->loadMessage(job.number(JobCell::EmailId));
+        job ? tr("Maillist : %1-%2").arg(row[JobCell::MaillistId], row[JobCell::Maillist])
+            : QString());
+    m_message->loadMessage(row.number(JobCell::EmailId));
+    showTab();
 }
 
 void Main::showTab()
 {
-    withSelectedJob([this](const JobRow &job) {
-        const QString list = m_seams.folder.listConnectionString(job.number(JobCell::MaillistId));
-        if (m_ui->TabStrip1->currentIndex() == Maillist)
-            m_maillist->Load_db(list);
-        else if (m_ui->TabStrip1->currentIndex() == Preview)
-            m_preview->Load_prev_db(list, m_message->message().format, m_message->message().body);
-    });
+    const auto job = m_jobs->selectedJob();
+    const QString list =
+        job ? m_seams.folder.listConnectionString(job->number(JobCell::MaillistId)) : QString();
+    if (m_ui->TabStrip1->currentIndex() == Maillist)
+        m_maillist->Load_db(list);
+    else if (m_ui->TabStrip1->currentIndex() == Preview)
+        m_preview->Load_prev_db(list, m_message->message().format, m_message->message().body);
+    else if (!m_run->isRunning())
+        m_screen->setText(RunScreen::Current, {});
 }
 
 void Main::browseList()
@@ -363,33 +348,18 @@ void Main::withSelectedJob(const std::function<void(const JobRow &)> &action)
         action(*job);
 }
 
-void Main::restoreLayout()
-{
-    const QSettings store = layoutStore();
-    restoreGeometry(store.value(QStringLiteral("Main/geometry")).toByteArray());
-    m_ui->splitter->restoreState(store.value(QStringLiteral("Main/splitter")).toByteArray());
-    m_jobs->restoreColumns(store.value(QStringLiteral("Main/jobColumns")).toByteArray());
-}
-
-void Main::saveLayout() const
-{
-    QSettings store = layoutStore();
-    store.setValue(QStringLiteral("Main/geometry"), saveGeometry());
-    store.setValue(QStringLiteral("Main/splitter"), m_ui->splitter->saveState());
-    store.setValue(QStringLiteral("Main/jobColumns"), m_jobs->saveColumns());
-}
-
 void Main::closeEvent(QCloseEvent *event)
 {
     if (m_run && m_run->isRunning()) {
         // The recipient at work is finished and recorded first; then the window closes by itself.
         m_closeAfterRun = true;
         m_run->requestEnd();
-        m_panels->setText(StatusPanels::transport, tr("Closing after this recipient ..."));
+        m_screen->setText(RunScreen::Transport, tr("Closing after this recipient ..."));
         event->ignore();
         return;
     }
-    saveLayout();
+    saveWindowLayout(*this, *m_jobs);
+    layoutStore().setValue(splitterKey, m_ui->splitter->saveState());
     Timer2.stop();
     // The other windows go with this one, not now: a program that is told to end closes all of them
     // while the commands that opened them still wait for their end.

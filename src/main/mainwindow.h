@@ -1,20 +1,20 @@
 #pragma once
 
-#include "connection.h"
 #include "jobrow.h"
 #include "mainseams.h"
 
 #include <QMainWindow>
 #include <QTimer>
 
+#include <optional>
+
 class JobListPanel;
 class MaillistPanel;
 class MessagePane;
-class PreviewPanel;
+class PreviewWidget;
 class QuietOperator;
 class RunScreen;
 class SendRun;
-class StatusPanels;
 class Windows;
 
 namespace Ui
@@ -43,21 +43,17 @@ private:
     void addToolbar();
     void connectCommands();
     void connectPanels();
-    void restoreLayout();
-    void saveLayout() const;
     void recoverRuns();
 
     void newJob();
     void editJob();
-    void resetSelectedJob();
     void startRun(bool failedOnly);
     void pauseRun();
     void enableCommands(bool enabled);
     void enableJobCommands(bool enabled);
     void openPage(const QUrl &address);
 
-    void handleRowClick(const JobRow &job);
-    void showDetails(const JobRow &job);
+    void showJob(const std::optional<JobRow> &job);
     void showTab();
     void browseList();
     void exportRecipients();
@@ -67,15 +63,13 @@ private:
 
     MainSeams m_seams;
     std::unique_ptr<Ui::Main> m_ui;
-    Connection m_shared; ///< on the system database, reopened by each query
-    std::unique_ptr<StatusPanels> m_panels;
+    std::unique_ptr<RunScreen> m_screen;
     std::unique_ptr<QuietOperator> m_quiet; ///< for the panels, which live on during a run
     JobListPanel *m_jobs = nullptr;
     std::unique_ptr<MessagePane> m_message;
     MaillistPanel *m_maillist = nullptr;
-    PreviewPanel *m_preview = nullptr;
+    PreviewWidget *m_preview = nullptr;
     std::unique_ptr<Windows> m_windows;
-    std::unique_ptr<RunScreen> m_screen;
     std::unique_ptr<SendMail> poSendMail;
     std::unique_ptr<SendRun> m_run;
     QTimer Timer2; ///< leads a first start straight into making a job

@@ -26,12 +26,16 @@ void MessagePane::showStartPage()
     m_body->showPage(m_folder.file(QStringLiteral("help\\help.htm")));
 }
 
-void MessagePane::loadMessage(qint64 msgid)
+bool MessagePane::loadMessage(qint64 msgid)
 {
     m_message = {};
+    bool isRead = false;
     try {
-        Connection system(m_folder.systemConnectionString());
-        m_message = ::loadMessage(system, msgid);
+        if (msgid != 0) {
+            Connection system(m_folder.systemConnectionString());
+            m_message = ::loadMessage(system, msgid);
+            isRead = true;
+        }
     } catch (const StorageError &e) {
         m_operator.tell(e.report(), tr("Error"));
     }
@@ -41,6 +45,7 @@ void MessagePane::loadMessage(qint64 msgid)
     } catch (const StorageError &e) {
         m_operator.tell(e.report(), tr("Error"));
     }
+    return isRead;
 }
 
 void MessagePane::showMessage()

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "bodyview.h"
-#include "jobmessage.h"
+#include "messagestore.h"
 
 #include <memory>
 
@@ -30,8 +30,9 @@ public:
 
     /// Shows the page that greets a person on the General tab.
     void showStartPage();
-    /// Shows message `msgid`. A failure is told to the operator, and there is then no message.
-    void loadMessage(qint64 msgid);
+    /// Shows message `msgid`, or no message for 0. A failure is told to the operator, and there is
+    /// then no message: false.
+    bool loadMessage(qint64 msgid);
     /// The message that is shown.
     const JobMessage &message() const { return m_message; }
 

@@ -6,6 +6,7 @@
 #include "ui_previewwidget.h"
 
 #include <QApplication>
+#include <QToolBar>
 
 PreviewWidget::PreviewWidget(const ProgramFolder &folder, Operator &op, const Clock &clock,
                              const HtmlViewFactory &makeView, const BodyView::Names &names,
@@ -33,8 +34,26 @@ void PreviewWidget::addBesideButtons(QWidget *widget)
     m_ui->navigation->insertWidget(0, widget);
 }
 
-void PreviewWidget::load(const QString &listConnectionString, const QString &format,
-                         const QString &body)
+void PreviewWidget::addToolbar(const std::function<void()> &preview)
+{
+    auto *bar = new QToolBar(this);
+    bar->setObjectName(QStringLiteral("Toolbar2"));
+    const auto add = [&](const char *key, const char *icon, const QString &tip, auto slot) {
+        QAction *action = bar->addAction(QIcon::fromTheme(QLatin1String(icon)), tip);
+        action->setObjectName(QLatin1String(key));
+        connect(action, &QAction::triggered, this, slot);
+    };
+    add("Preview", "document-preview", tr("Preview in its own window"), preview);
+    bar->addSeparator();
+    add("First", "go-first", tr("First Record"), &PreviewWidget::first);
+    add("Prior", "go-previous", tr("Prior Record"), &PreviewWidget::previous);
+    add("Next", "go-next", tr("Next Record"), &PreviewWidget::next);
+    add("Last", "go-last", tr("Last Record"), &PreviewWidget::last);
+    addBesideButtons(bar);
+}
+
+void PreviewWidget::Load_prev_db(const QString &listConnectionString, const QString &format,
+                                 const QString &body)
 {
     m_format = format;
     QString failure;

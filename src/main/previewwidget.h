@@ -16,7 +16,8 @@ namespace Ui
 class PreviewWidget;
 }
 
-/// Pages through a list's recipients and shows a message as each of them will get it.
+/// Pages through a list's recipients and shows a message as each of them will get it: the main
+/// window's Preview tab, and what the preview window holds.
 class PreviewWidget final : public QWidget
 {
     Q_OBJECT
@@ -27,10 +28,14 @@ public:
                   QWidget *parent = nullptr);
     ~PreviewWidget() override;
 
-    /// Shows `body` for the list's first recipient. A failure is told to the operator.
-    void load(const QString &listConnectionString, const QString &format, const QString &body);
+    /// Shows `body` for the list's first recipient, or for nobody where no list is given. A failure
+    /// is told to the operator.
+    void Load_prev_db(const QString &listConnectionString, const QString &format,
+                      const QString &body);
     /// Puts a widget before the navigation buttons, in their row.
     void addBesideButtons(QWidget *widget);
+    /// Puts the tab's toolbar there; it begins with the command that opens the preview's window.
+    void addToolbar(const std::function<void()> &preview);
 
 public slots:
     void first();

@@ -1,6 +1,7 @@
 // Quillbright: the program with its windows.
 
 #include "appearance.h"
+#include "desktopspreadsheet.h"
 #include "mainwindow.h"
 
 #include "clock.h"
@@ -8,7 +9,6 @@
 #include "messageboxoperator.h"
 #include "programfolder.h"
 #include "smtpsendmail.h"
-#include "spreadsheet.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
 #include "yield.h"
@@ -17,6 +17,7 @@
 #include <QCommandLineParser>
 
 #ifdef Q_OS_UNIX
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -37,6 +38,7 @@ HtmlView *makeHtmlView(QWidget *parent)
 
 int main(int argc, char *argv[])
 {
+    umask(077); // what the program writes holds recipients
     // The engine that shows HTML is made later than it wants to be asked for this.
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     QApplication app(argc, argv);

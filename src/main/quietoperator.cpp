@@ -1,11 +1,11 @@
 #include "quietoperator.h"
 
-#include "statuspanels.h"
+#include "runscreen.h"
 
 void QuietOperator::tell(const QString &text, const QString &title)
 {
     if (m_quiet)
-        m_panels.setText(StatusPanels::transport, text.simplified());
+        m_screen.setText(RunScreen::Transport, text.simplified());
     else
         m_operator.tell(text, title);
 }

@@ -2,7 +2,7 @@
 
 #include "operator.h"
 
-class StatusPanels;
+class RunScreen;
 
 /// The operator as the panels reach them: while a job is being sent, a message box would hold up
 /// the run until it was read, so what there is to tell goes to the status bar then, and nothing is
@@ -10,9 +10,9 @@ class StatusPanels;
 class QuietOperator final : public Operator
 {
 public:
-    QuietOperator(Operator &op, StatusPanels &panels)
+    QuietOperator(Operator &op, RunScreen &screen)
         : m_operator(op)
-        , m_panels(panels)
+        , m_screen(screen)
     {
     }
 
@@ -29,6 +29,6 @@ public:
 
 private:
     Operator &m_operator;
-    StatusPanels &m_panels;
+    RunScreen &m_screen;
     bool m_quiet = false;
 };

@@ -9,41 +9,52 @@
 #include "frmmgrlist.h"
 #include "frmmgrmsg.h"
 #include "frmnewjob.h"
-#include "frmnewlist.h"
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmpreview.h"
 #include "frmsend.h"
 #include "joblistpanel.h"
+#include "listdialogs.h"
 
-#include "jobmessage.h"
 #include "jobrow.h"
+#include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
 
 #include <QApplication>
+#include <QEvent>
 #include <QWindow>
 
 namespace
 {
 
-/// Keeps the window above the one that it is opened from, which need not be its parent.
-void placeAbove(QWidget &window, const QWidget *opener)
+/// Keeps a window above the one that it is opened from, which need not be its parent. It does so
+/// when the window comes up and has its handle: asking for one before makes the widgets of the main
+/// window native, and beside the engine that shows HTML these are not painted.
+class AboveOpener final : public QObject
 {
-    if (!opener || opener == &window || !opener->windowHandle())
-        return;
-    window.winId(); // makes the handle
-    window.windowHandle()->setTransientParent(opener->windowHandle());
-}
+public:
+    using QObject::QObject;
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show && !event->spontaneous()) {
+            const auto *window = static_cast<QWidget *>(watched);
+            const QWidget *modal = QApplication::activeModalWidget();
+            const QWidget *opener = modal ? modal : window->parentWidget();
+            window->windowHandle()->setTransientParent(opener->windowHandle());
+        }
+        return false;
+    }
+};
 
 /// The window, made of these arguments when it is not there yet.
 template <typename Window, typename... Arguments>
 Window &made(std::unique_ptr<Window> &window, Arguments &&...arguments)
 {
-    if (!window)
+    if (!window) {
         window = std::make_unique<Window>(std::forward<Arguments>(arguments)...);
-    const QWidget *modal = QApplication::activeModalWidget();
-    placeAbove(*window, modal ? modal : window->parentWidget());
+        window->installEventFilter(new AboveOpener(window.get()));
+    }
     return *window;
 }
 

@@ -139,8 +139,13 @@ void BodyEdit::replaceSelection(const QString &text)
 
 void BodyEdit::takeFocus()
 {
-    activateWindow();
     setFocus();
+}
+
+/// Tab is typed, as in every letter; Shift+Tab goes back to the subject.
+bool BodyEdit::focusNextPrevChild(bool next)
+{
+    return !next && QWidget::focusNextPrevChild(next);
 }
 
 void BodyEdit::keyPressEvent(QKeyEvent *event)
@@ -152,7 +157,7 @@ void BodyEdit::keyPressEvent(QKeyEvent *event)
     else if (isControl(*event, Qt::Key_F))
         emit findRequested();
     else if (isControl(*event, Qt::Key_Tab))
-        insertPlainText(QStringLiteral("\t")); // Tab alone leaves the box
+        QWidget::focusNextPrevChild(true);
     else
         type(event);
 }

@@ -35,17 +35,10 @@ QString readBodyFile(const QString &path)
     if (file.error() != QFileDevice::NoError)
         fail(path, file.errorString());
 
-    const QString text = decodeFile(content);
-    QString body;
-    body.reserve(text.size());
-    for (qsizetype start = 0; start < text.size();) {
-        qsizetype end = start;
-        while (end < text.size() && text[end] != QLatin1Char('\r') &&
-               text[end] != QLatin1Char('\n'))
-            ++end;
-        body += QStringView(text).sliced(start, end - start);
-        body += QLatin1String("\r\n");
-        start = end + (QStringView(text).sliced(end).startsWith(QLatin1String("\r\n")) ? 2 : 1);
-    }
-    return body;
+    const QString crLf = QStringLiteral("\r\n");
+    const QString lf = QStringLiteral("\n");
+    QString text = decodeFile(content).replace(crLf, lf).replace(QLatin1Char('\r'), lf);
+    if (!text.isEmpty() && !text.endsWith(lf))
+        text += lf;
+    return text.replace(lf, crLf);
 }

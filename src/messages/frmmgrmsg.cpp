@@ -2,7 +2,7 @@
 
 #include "ui_frmmgrmsg.h"
 
-#include "messagecatalogue.h"
+#include "messagestore.h"
 #include "operator.h"
 #include "storageerror.h"
 

@@ -4,7 +4,6 @@
 
 #include "bodyfile.h"
 #include "connection.h"
-#include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "scratchpage.h"
@@ -12,8 +11,6 @@
 #include "storageerror.h"
 #include "waitpointer.h"
 #include "windowlayout.h"
-
-#include <QKeyEvent>
 
 #include <algorithm>
 
@@ -130,6 +127,7 @@ void frmNewMail::setFields(const JobMessage &message)
     for (size_t i = 0; i < m_attachments.size(); ++i)
         m_attachments[i]->setText(message.attachments[i]);
     m_source->setBody(message.body);
+    m_shown = fields();
 }
 
 JobMessage frmNewMail::fields() const
@@ -159,11 +157,18 @@ void frmNewMail::done(int result)
     QDialog::done(result);
 }
 
-void frmNewMail::keyPressEvent(QKeyEvent *event)
+void frmNewMail::reject()
 {
-    // A key hit by mistake must not throw away what was written.
-    if (!event->matches(QKeySequence::Cancel))
-        QDialog::keyPressEvent(event);
+    enum Answer { Save, Discard, Cancel };
+    const int answer =
+        fields() == m_shown
+            ? Discard
+            : m_op.choose(tr("The email has changes that are not stored."), tr("Email Manager"),
+                          {tr("&Save"), tr("&Discard"), tr("Cancel")}, Save);
+    if (answer == Save)
+        save();
+    else if (answer == Discard)
+        QDialog::reject();
 }
 
 void frmNewMail::save()
@@ -247,11 +252,15 @@ void frmNewMail::browse(size_t attachment)
         m_attachments[attachment]->setText(path);
 }
 
-/// A long body takes its time to be read and laid out.
-void frmNewMail::setBody(const std::function<QString()> &read)
+/// Puts another body in the place of what was written; false when the person would rather not.
+bool frmNewMail::replaceBody(const QString &body)
 {
-    const WaitPointer pointer;
-    m_source->setBody(read());
+    if (!m_source->body().isEmpty() &&
+        !m_op.ask(tr("Replace the body that is there? Undo brings it back."), tr("Email Manager")))
+        return false;
+    const WaitPointer pointer; // a long body takes its time to be laid out
+    m_source->setBody(body);
+    return true;
 }
 
 void frmNewMail::importFile()
@@ -261,8 +270,8 @@ void frmNewMail::importFile()
     if (path.isEmpty())
         return;
     try {
-        setBody([&] { return readBodyFile(path); });
-        showTab();
+        if (replaceBody(readBodyFile(path)))
+            showTab();
     } catch (const StorageError &e) {
         m_op.tell(e.report(), tr("Error"));
     }
@@ -271,9 +280,8 @@ void frmNewMail::importFile()
 void frmNewMail::importUrl()
 {
     const auto document = m_importWeb();
-    if (!document)
+    if (!document || !replaceBody(*document))
         return;
-    setBody([&] { return *document; });
     m_ui->combFormat->setCurrentText(QStringLiteral("HTML"));
     renderPreview();
 }

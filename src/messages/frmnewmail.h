@@ -1,6 +1,7 @@
 #pragma once
 
 #include "htmlview.h"
+#include "messagestore.h"
 
 #include <QDialog>
 
@@ -13,7 +14,6 @@ class Operator;
 class ProgramFolder;
 class QLineEdit;
 class SourceEditor;
-struct JobMessage;
 
 namespace Ui
 {
@@ -42,10 +42,9 @@ public:
     /// saved. A message that cannot be loaded is told and not shown.
     bool editMessage(qint64 msgid, const QString &caption = {});
 
+    /// Asks first what is to become of changes.
+    void reject() override;
     void done(int result) override;
-
-protected:
-    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     enum Tab { Source, Preview, Attachment };
@@ -63,7 +62,7 @@ private:
     void showTab();
     void renderPreview(const QString &errorPrefix = QStringLiteral("Error # "));
     void browse(size_t attachment);
-    void setBody(const std::function<QString()> &read);
+    bool replaceBody(const QString &body);
     void importFile();
     void importUrl();
 
@@ -74,6 +73,7 @@ private:
     std::array<QLineEdit *, 3> m_attachments;
     SourceEditor *m_source = nullptr;
     HtmlView *m_browser;
+    JobMessage m_shown; ///< before the person changed it
     bool m_edit = false;
     qint64 m_msgid = 0; ///< of the message edited, or made last
 };

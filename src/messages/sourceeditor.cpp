@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QShortcut>
 #include <QToolButton>
 
 namespace
@@ -93,6 +94,12 @@ void SourceEditor::connectToolbar()
         connect(body, &QPlainTextEdit::copyAvailable, action, &QAction::setEnabled);
     }
 
+    for (const bool up : {false, true}) {
+        auto *again = new QShortcut(up ? QKeySequence::FindPrevious : QKeySequence::FindNext, body);
+        again->setContext(Qt::ApplicationShortcut); // in the find dialog as well
+        connect(again, &QShortcut::activated, this, [this, up] { findDialog().findAgain(up); });
+    }
+
     // The box's own menu speaks of its own history.
     auto *selectAll = new QAction(tr("Select All"), this);
     connect(selectAll, &QAction::triggered, body, &BodyEdit::selectAll);
@@ -174,18 +181,18 @@ void SourceEditor::addStatusPanels()
 
 void SourceEditor::find()
 {
-    findDialog().openFor(FindReplaceDialog::Mode::Find, *m_ui->txtSource);
+    findDialog().openAs(FindReplaceDialog::Mode::Find);
 }
 
 void SourceEditor::replace()
 {
-    findDialog().openFor(FindReplaceDialog::Mode::Replace, *m_ui->txtSource);
+    findDialog().openAs(FindReplaceDialog::Mode::Replace);
 }
 
 FindReplaceDialog &SourceEditor::findDialog()
 {
     if (!m_find)
-        m_find = new FindReplaceDialog(m_op, window());
+        m_find = new FindReplaceDialog(*m_ui->txtSource, m_op, window());
     return *m_find;
 }
 

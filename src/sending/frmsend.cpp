@@ -39,11 +39,18 @@ void frmSend::sendTest(qint64 msgid, SendMail &poSendMail2)
     m_ui->lbStatus->clear();
     TestSend test(poSendMail2, m_settings, m_op);
     m_test = &test;
-    // The connections end with the use of the component.
-    connect(&poSendMail2, &SendMail::Status, &test,
-            [this](const QString &text) { m_ui->lbStatus->setText(text); });
-    connect(&poSendMail2, &SendMail::SendSuccesful, &test,
-            [this] { m_ui->lbStatus->setText(tr("Send Success !")); });
+    // The connections end with the use of the component. What became of the message stays in the
+    // window, though the component goes on to tell of its farewell to the server.
+    connect(&poSendMail2, &SendMail::Status, &test, [this](const QString &text) {
+        if (m_isUnderWay)
+            m_ui->lbStatus->setText(text);
+    });
+    const auto end = [this](const QString &outcome) {
+        m_isUnderWay = false;
+        m_ui->lbStatus->setText(outcome);
+    };
+    connect(&poSendMail2, &SendMail::SendSuccesful, &test, [end] { end(tr("Send Success !")); });
+    connect(&poSendMail2, &SendMail::SendFailed, &test, end);
     exec();
 }
 
@@ -62,6 +69,7 @@ void frmSend::send()
         m_showOptions();
     if (obstacle != TestSend::Obstacle::None)
         return;
+    m_isUnderWay = true;
     setSending(true);
     const bool isSent = m_test->send(m_message, address);
     setSending(false);

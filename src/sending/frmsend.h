@@ -1,7 +1,7 @@
 #pragma once
 
-#include "buttondialog.h"
-#include "jobmessage.h"
+#include "dialogs.h"
+#include "messagestore.h"
 
 #include <functional>
 #include <memory>
@@ -47,4 +47,5 @@ private:
     std::function<void()> m_showOptions;
     JobMessage m_message;
     TestSend *m_test = nullptr; ///< while the window is shown
+    bool m_isUnderWay = false;  ///< no outcome yet
 };

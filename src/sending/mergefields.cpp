@@ -1,6 +1,6 @@
 #include "mergefields.h"
 
-#include "record.h"
+#include "recordset.h"
 
 #include <QLocale>
 

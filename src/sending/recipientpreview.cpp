@@ -8,6 +8,8 @@ void RecipientPreview::load(const QString &listConnectionString, const QString &
     m_rows.reset();
     m_position = 0;
     m_fields = {};
+    if (listConnectionString.isEmpty())
+        return;
     m_rows.emplace(
         listConnectionString,
         QStringLiteral("company,contact,email,fname,lname,memo,mid,remark,status,title"));

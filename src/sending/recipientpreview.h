@@ -1,7 +1,7 @@
 #pragma once
 
+#include "keyset.h"
 #include "mergefields.h"
-#include "recipientrows.h"
 
 #include <QDateTime>
 
@@ -17,7 +17,8 @@ public:
     /// lname, title, contact, company, memo.
     using Fields = std::array<QString, 7>;
 
-    /// Stands on the first recipient. Throws StorageError, and then has no recipients.
+    /// Stands on the first recipient; without a list there is none. Throws StorageError, and then
+    /// has no recipients.
     void load(const QString &listConnectionString, const QString &body);
 
     qsizetype count() const { return m_rows ? m_rows->size() : 0; }
@@ -41,7 +42,7 @@ public:
 private:
     void moveTo(qsizetype position);
 
-    std::optional<RecipientRows> m_rows;
+    std::optional<Keyset> m_rows;
     MergeFields m_message = MergeFields({});
     qsizetype m_position = 0;
     Fields m_fields;

@@ -16,11 +16,13 @@ void SendLog::open()
 {
     close();
     QDir().mkpath(m_folder.file(QStringLiteral("log")));
+    makePrivate(m_folder.file(QStringLiteral("log")));
     m_file.setFileName(m_folder.file(
         QStringLiteral("log\\log%1.txt").arg(m_clock.now().toString(QStringLiteral("yyMMdd")))));
     // Unbuffered: what was sent is in the log even when the program dies.
     if (!m_file.open(QIODevice::Append | QIODevice::Unbuffered))
         m_file.close();
+    makePrivate(m_file.fileName());
 }
 
 void SendLog::write(const QString &text)

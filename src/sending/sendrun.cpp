@@ -3,13 +3,12 @@
 #include "interruptedrun.h"
 #include "jobstore.h"
 #include "mergefields.h"
-#include "outcomewriter.h"
-#include "runview.h"
 #include "sendlog.h"
 
 #include "clock.h"
 #include "connection.h"
 #include "keyset.h"
+#include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
 #include "sendmail.h"
@@ -22,11 +21,19 @@
 #include <algorithm>
 #include <optional>
 
+using namespace std::chrono_literals;
+
 namespace
 {
 
 /// What of a failure's explanation is stored with the recipient.
 constexpr qsizetype maxReason = 124;
+
+/// How long an outcome is tried to be written, how long each try waits for another program, and
+/// how long the window lives between two of them.
+constexpr std::chrono::milliseconds patience = 30s;
+constexpr std::chrono::milliseconds shortWait = 50ms;
+constexpr std::chrono::milliseconds longWait = 250ms;
 
 QString onOneLine(QString text)
 {
@@ -59,19 +66,23 @@ SendRun::SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings
 {
     connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
         m_sendFailed = true;
-        m_reason = onOneLine(QString(explanation).remove(QLatin1Char('"')).left(maxReason));
+        m_progress.reason =
+            onOneLine(QString(explanation).remove(QLatin1Char('"')).left(maxReason));
+    });
+    m_showTimer.setSingleShot(true);
+    connect(&m_showTimer, &QTimer::timeout, this, [this] {
+        if (!m_isShown)
+            show();
     });
 }
 
 SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, bool failedOnly)
 {
     m_running = true;
-    m_succeeded = m_failed = 0;
-    m_view.showWaiting(true);
-    const auto finish = qScopeGuard([this] {
-        m_view.showWaiting(false);
-        m_running = false;
-    });
+    m_progress = {};
+    m_progress.row = row;
+    m_progress.failedOnly = failedOnly;
+    const auto finish = qScopeGuard([this] { m_running = false; });
     std::optional<ListLock> lock;
     try {
         lock.emplace(m_folder, row.number(JobCell::MaillistId));
@@ -79,54 +90,69 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
         m_operator.tell(e.description());
         return Result::ListInUse;
     }
-    JobRow working;
     try {
-        working = storedRow(row);
+        Connection system(m_folder.systemConnectionString());
+        m_progress.row = loadJob(system, row.number(JobCell::Id));
+        system.close();
+        adoptRun(m_folder, m_progress.row);
+        if (!isAsShown(row, m_progress.row))
+            return Result::Declined;
     } catch (const StorageError &e) {
         m_operator.tell(e.report(), QStringLiteral("Error"));
         return Result::StorageFailed;
     }
-    return runPasses(working, message, failedOnly);
-}
-
-JobRow SendRun::storedRow(const JobRow &row) const
-{
-    Connection system(m_folder.systemConnectionString());
-    const std::vector<JobRow> jobs =
-        loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(row[JobCell::Id]));
-    if (jobs.empty())
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("Job [%1] exists no more.").arg(row[JobCell::Name]));
-    return jobs.front();
-}
-
-SendRun::Result SendRun::runPasses(JobRow &row, const JobMessage &message, bool failedOnly)
-{
-    for (int pass = 0;; ++pass) {
-        const Result result = runPass(row, message, failedOnly, pass);
-        if (result != Result::Complete || !isRerunWanted(row, pass))
+    for (;; ++m_progress.rerun) {
+        const Result result = runPass(message);
+        if (result != Result::Complete || !isRerunWanted())
             return result;
-        failedOnly = true;
+        m_progress.failedOnly = true;
     }
 }
 
-bool SendRun::isRerunWanted(const JobRow &row, int pass)
+/// Another program may have run the job since its row was read: then the operator is shown what it
+/// is, and asked.
+bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
+{
+    constexpr std::array told = {JobCell::Progress, JobCell::Total,  JobCell::Unsent,
+                                 JobCell::Success,  JobCell::Failed, JobCell::LastSentId};
+    if (std::all_of(told.begin(), told.end(),
+                    [&](JobCell cell) { return shown[cell] == stored[cell]; }))
+        return true;
+    m_view.showRow(stored);
+    const bool isRepeat = !m_progress.failedOnly && repeatOf(m_folder, stored);
+    const QString text =
+        QStringLiteral("Job [%1] was changed by another program since it was shown here. Now it "
+                       "is %2: of %3 recipients %4 have had the email, and %5 failed.%6");
+    const QStringList buttons = {QStringLiteral("Start"), QStringLiteral("Cancel")};
+    return m_operator.choose(
+               text.arg(stored[JobCell::Name],
+                        stored[JobCell::Progress].isEmpty()
+                            ? QStringLiteral("not started")
+                            : QStringLiteral("\"%1\"").arg(stored[JobCell::Progress]),
+                        stored[JobCell::Total], stored[JobCell::Success], stored[JobCell::Failed],
+                        isRepeat ? QStringLiteral(" \"Start\" sends it to everybody again.")
+                                 : QString()),
+               QStringLiteral("Job Manager"), buttons, 1) == 0;
+}
+
+bool SendRun::isRerunWanted()
 {
     if (m_ending)
         return false;
-    if (m_failed == 0) {
-        m_operator.tell(QStringLiteral("Job [%1] completed successfully.").arg(row[JobCell::Name]));
+    if (m_progress.pass.failed == 0) {
+        m_operator.tell(
+            QStringLiteral("Job [%1] completed successfully.").arg(m_progress.row[JobCell::Name]));
         return false;
     }
-    if (pass == 0)
+    if (m_progress.rerun == 0)
         return true;
     return m_operator.ask(QStringLiteral("There are %1 fail emails.\r\n"
                                          "Do you want to resend fail emails ?")
-                              .arg(m_failed),
+                              .arg(m_progress.pass.failed),
                           QStringLiteral("Resend fail emails "));
 }
 
-SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass)
+SendRun::Result SendRun::runPass(const JobMessage &message)
 {
     const Settings settings = m_settings.current();
     if (settings.smtpServer.isEmpty()) {
@@ -140,135 +166,153 @@ SendRun::Result SendRun::runPass(JobRow &row, const JobMessage &message, bool fa
         return Result::MissingAttachment;
     }
 
-    m_view.setRunning(true);
-    m_stopRequested = m_ending;
-    m_succeeded = m_failed = 0;
-    const JobRow before = row;
-    m_view.highlightRow(row, false);
+    UnsubscribeList unsubscribed(settings.unsubscribed);
     try {
-        send(row, message, settings, failedOnly, pass);
-        const JobRow ended = finished(row, failedOnly);
-        storeJobRow(m_folder, ended);
-        clearMarker(ended);
-        row = ended;
+        unsubscribed.add(loadUnsubscribeList(m_folder));
     } catch (const StorageError &e) {
-        stopOnError(row, before, e);
+        m_operator.tell(e.description());
+        return Result::NoUnsubscribeList;
+    }
+
+    JobRow &row = m_progress.row;
+    m_stopRequested = m_ending;
+    m_unrecorded.clear();
+    m_progress.pass = {};
+    m_progress.last = RunProgress::Outcome::None;
+    m_progress.reason.clear();
+    m_view.beginPass(row);
+    const JobRow before = row;
+    try {
+        send(message, settings, unsubscribed);
+        finish();
+    } catch (const StorageError &e) {
+        stopOnError(before, e);
         return Result::StorageFailed;
     }
-    showEnd(row);
-    m_view.highlightRow(row, true);
+    endPass(true);
     return row[JobCell::Progress] == QLatin1String("Paused") ? Result::Paused : Result::Complete;
 }
 
-void SendRun::send(JobRow &row, const JobMessage &message, const Settings &settings,
-                   bool failedOnly, int pass)
+void SendRun::send(const JobMessage &message, const Settings &settings,
+                   const UnsubscribeList &unsubscribed)
 {
-    const qint64 jobId = row.number(JobCell::Id);
-    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
-    Connection list(listDatabase);
-    adoptInterrupted(list, row);
+    JobRow &row = m_progress.row;
+    const bool failedOnly = m_progress.failedOnly;
+    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+    requireList(list);
 
     row[JobCell::Progress] = QStringLiteral("Sending");
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
     const QString failures = QStringLiteral(" where status='F' ");
-    const qint64 total = list.number(QStringLiteral("select count(*) from email ") +
-                                     (failedOnly ? failures : QString()));
-    row.setNumber(JobCell::Total, total);
-    m_view.showRow(row);
-    Keyset recipients(list, QStringLiteral("*"),
+    m_progress.selected = list.number(QStringLiteral("select count(*) from email ") +
+                                      (failedOnly ? failures : QString()));
+    row.setNumber(JobCell::Total, m_progress.selected);
+    Keyset recipients(listDatabase, QStringLiteral("*"),
                       failedOnly ? failures
                                  : QStringLiteral(" where mid > ") + row[JobCell::LastSentId]);
-    if (!failedOnly)
-        RunMarker::begin(list, jobId, row[JobCell::Start], row.number(JobCell::LastSentId));
+    m_progress.toHandle = recipients.size();
+    if (m_progress.rerun > 0)
+        m_progress.whole.failed = m_progress.toHandle;
+    RunMarker::begin(list, row.number(JobCell::Id), row[JobCell::Start],
+                     row.number(JobCell::LastSentId));
+    OutcomeWriter outcomes(m_folder, list, row, !failedOnly);
+    // From here record() waits, and the window lives.
+    list.execute(QStringLiteral("pragma busy_timeout=%1").arg(shortWait.count()));
 
-    OutcomeWriter outcomes(list, failedOnly ? 0 : jobId);
-
-    m_view.showProgress(0);
-    const UnsubscribeList unsubscribed(settings.unsubscribed);
     const MergeFields fields(message.body);
-    m_view.showPanel(RunView::Current,
-                     (pass == 0 ? QStringLiteral("Connecting to ")
-                                : QStringLiteral("Resend fail emails, connecting to ")) +
-                         settings.smtpServer + QStringLiteral(" ... "));
+    m_progress.server = shownMailHost(settings.smtpServer);
+    m_elapsed.start();
+    show(RunProgress::Phase::Connecting);
     connectTransport(message, settings);
     const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
     SendLog log(m_folder, m_clock);
     if (settings.logOutgoing)
         openLog(log, row, failedOnly);
 
+    m_elapsed.start();
     for (qsizetype i = 0; i < recipients.size(); ++i) {
         const Record *recipient = recipients.row(i);
         if (!recipient)
             continue; // deleted since the run began
-        const qint64 mid = recipients.key(i);
-        const QString address = recipient->text(QStringLiteral("email"));
-        m_view.showPanel(RunView::Current,
-                         (pass == 0 ? QStringLiteral(" Send to ") : QStringLiteral(" Resend to ")) +
-                             address);
-        m_view.showWaiting(true);
-        m_reason.clear();
+        m_progress.address = recipient->text(QStringLiteral("email"));
+        m_progress.reason.clear();
+        show(RunProgress::Phase::Sending);
         const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
-        ++(success ? m_succeeded : m_failed);
-        // Who was mailed is not mailed again, even when the next line cannot record it.
-        if (!failedOnly && success)
-            row.setNumber(JobCell::LastSentId, mid);
-        const QString status = success ? QStringLiteral("S") : QStringLiteral("F");
-        outcomes.write(mid, status, m_reason);
-        if (!failedOnly)
-            row.setNumber(JobCell::LastSentId, mid);
-        log.write(address + QLatin1Char('\t') + status + QLatin1Char('\t') + m_reason);
-        m_view.showWaiting(false);
-        m_view.showProgress(float(std::min(100.0, 100.0 * sent() / double(total))));
-        showOutcome(row, success);
+        count(success);
+        const auto writeLog = qScopeGuard([&] {
+            const QString status = QLatin1String(success ? "S" : "F");
+            log.write(m_progress.address + u'\t' + status + u'\t' + m_progress.reason);
+            if (!m_unrecorded.isEmpty())
+                log.write(m_unrecorded);
+        });
+        record(outcomes, recipients.key(i), success);
+        if (!success)
+            m_view.noteFailure(m_progress.address, m_progress.reason);
+        show();
         if (m_stopRequested)
             break;
-        if (sent() % m_pace.batchSize == 0)
+        if (m_progress.pass.sent() % m_pace.batchSize == 0)
             reconnect();
     }
 }
 
-/// Goes on where a run ended that never got stored; forgets one that was.
-void SendRun::adoptInterrupted(Connection &list, JobRow &row)
+/// The message has gone: what became of it is written for as long as a person would wait.
+void SendRun::record(OutcomeWriter &outcomes, qint64 mid, bool success)
 {
-    const qint64 jobId = row.number(JobCell::Id);
-    if (const auto left = RunMarker::ofInterrupted(list, jobId, row[JobCell::Start]))
-        row.setNumber(JobCell::LastSentId, left->lastMid);
-    else
-        RunMarker::clear(list, jobId);
+    const QString status = QLatin1String(success ? "S" : "F");
+    for (auto waited = 0ms;; waited += longWait + shortWait) {
+        try {
+            outcomes.write(mid, status, m_progress.reason);
+            break;
+        } catch (const StorageError &) {
+            const bool isKept = outcomes.keep(mid, status, m_progress.reason);
+            if (waited >= patience) {
+                m_unrecorded =
+                    (isKept ? QStringLiteral("That %1 %2 could not be recorded in the maillist. It "
+                                             "is recorded when the job is started again.")
+                            : QStringLiteral("That %1 %2 could not be recorded anywhere, and the "
+                                             "job begins with this recipient when it is started "
+                                             "again."))
+                        .arg(m_progress.address,
+                             success ? QStringLiteral("got the email") : QStringLiteral("failed"));
+                throw;
+            }
+        }
+        show(RunProgress::Phase::WaitingForList);
+        m_clock.wait(longWait, m_yield);
+    }
+    m_progress.phase = RunProgress::Phase::Sending;
+    if (!m_progress.failedOnly)
+        m_progress.row.setNumber(JobCell::LastSentId, mid);
 }
 
-/// The stored job knows all that the marker did. One that stays is known by its start to be of this
-/// run.
-void SendRun::clearMarker(const JobRow &row)
+/// Stores how the run ended. The list says it first, so that whatever cuts this off, the job gets
+/// it in the end.
+void SendRun::finish()
 {
+    JobRow ended = m_progress.row;
+    Connection list(m_folder.listConnectionString(ended.number(JobCell::MaillistId)));
+    recountRecipients(list, ended);
+    ended[JobCell::End] = jobTimeStamp(m_clock.now());
+    const bool complete = m_progress.pass.sent() >= m_progress.selected || !m_stopRequested;
+    if (complete && !m_progress.failedOnly)
+        ended.setNumber(JobCell::LastSentId, 0);
+    ended[JobCell::Progress] = complete ? QStringLiteral("Complete") : QStringLiteral("Paused");
+    RunMarker::end(list, ended);
+    m_progress.row = ended;
+    storeJobRow(m_folder, ended);
     try {
-        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
-        RunMarker::clear(list, row.number(JobCell::Id));
+        RunMarker::clear(list, ended.number(JobCell::Id));
     } catch (const StorageError &) {
-        // The next run of the job clears it.
+        // It says what the job is, until the next run clears it.
     }
 }
 
-JobRow SendRun::finished(const JobRow &row, bool failedOnly)
+void SendRun::endPass(bool isStored)
 {
-    JobRow ended = row;
-    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
-    recountRecipients(list, ended);
-    ended[JobCell::End] = jobTimeStamp(m_clock.now());
-    const bool complete = sent() >= row.number(JobCell::Total) || !m_stopRequested;
-    if (complete && !failedOnly)
-        ended.setNumber(JobCell::LastSentId, 0);
-    ended[JobCell::Progress] = complete ? QStringLiteral("Complete") : QStringLiteral("Paused");
-    return ended;
-}
-
-void SendRun::showEnd(const JobRow &row)
-{
-    m_view.showProgress(0);
-    m_view.showPanel(RunView::Current, {});
-    m_view.showPanel(RunView::LastStatus, {});
-    m_view.showRow(row);
-    m_view.setRunning(false);
+    m_showTimer.stop();
+    show(RunProgress::Phase::Ended);
+    m_view.endPass(m_progress.row, isStored);
 }
 
 void SendRun::connectTransport(const JobMessage &message, const Settings &settings)
@@ -289,6 +333,7 @@ void SendRun::connectTransport(const JobMessage &message, const Settings &settin
 
 void SendRun::reconnect()
 {
+    show(RunProgress::Phase::Waiting);
     m_mail.Disconnect();
     m_yield.yield();
     m_clock.wait(m_pace.batchPause, m_yield);
@@ -302,7 +347,7 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
         const QString address = recipient.text(QStringLiteral("email"));
         const QString body = fields.personalise(recipient, m_clock.now().date());
         if (unsubscribed.contains(address)) {
-            m_reason = QStringLiteral("Un-subscribed Email");
+            m_progress.reason = QStringLiteral("Un-subscribed Email");
             m_yield.yield();
             return false;
         }
@@ -314,39 +359,68 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
         m_yield.yield();
         return !m_sendFailed;
     } catch (const std::exception &e) {
-        m_reason = onOneLine(QString::fromUtf8(e.what()));
+        m_progress.reason = onOneLine(QString::fromUtf8(e.what()));
         return false;
     }
 }
 
-void SendRun::showOutcome(const JobRow &row, bool success)
+void SendRun::count(bool success)
 {
-    m_view.showPanel(RunView::LastStatus, success ? QStringLiteral("Last Status : Success")
-                                                  : QStringLiteral("Last Status : Failed"));
-    m_view.showPanel(RunView::Sent, QStringLiteral("Sent:%1").arg(sent()));
-    m_view.showPanel(RunView::Success, QStringLiteral("Success:%1").arg(m_succeeded));
-    m_view.showPanel(RunView::Failed, QStringLiteral("Failed:%1").arg(m_failed));
-    m_view.showRow(row);
+    using Outcome = RunProgress::Outcome;
+    m_progress.last = success ? Outcome::Success : Outcome::Failed;
+    ++(success ? m_progress.pass.succeeded : m_progress.pass.failed);
+    const bool isKnownFailure = m_progress.rerun > 0;
+    if (success)
+        ++m_progress.whole.succeeded;
+    if (success == isKnownFailure)
+        m_progress.whole.failed += success ? -1 : 1;
 }
 
-void SendRun::stopOnError(JobRow &row, const JobRow &before, const StorageError &error)
+void SendRun::show(RunProgress::Phase phase)
 {
-    const JobRow reached = row;
-    row = before;
-    if (sent() > 0) {
-        row[JobCell::Progress] = QStringLiteral("Paused");
-        row[JobCell::Start] = reached[JobCell::Start];
-        row[JobCell::End] = jobTimeStamp(m_clock.now());
-        row[JobCell::LastSentId] = reached[JobCell::LastSentId];
-        try {
-            storeJobRow(m_folder, row);
-            clearMarker(row);
-        } catch (const StorageError &) {
-            // The system database is the one that failed, or fails too; the next start of the job
-            // finds in the list database how far this one came.
+    m_progress.phase = phase;
+    show();
+}
+
+void SendRun::show()
+{
+    m_isShown = !m_showTimer.isActive();
+    if (!m_isShown)
+        return;
+    m_progress.elapsed = std::chrono::milliseconds(m_elapsed.elapsed());
+    m_view.showProgress(m_progress);
+    if (m_pace.show.count() > 0)
+        m_showTimer.start(m_pace.show);
+}
+
+void SendRun::stopOnError(const JobRow &before, const StorageError &error)
+{
+    JobRow &row = m_progress.row;
+    if (row[JobCell::Progress] == QLatin1String("Sending")) {
+        const JobRow reached = std::exchange(row, before);
+        if (m_progress.pass.sent() > 0) {
+            row[JobCell::Progress] = QStringLiteral("Paused");
+            row[JobCell::Start] = reached[JobCell::Start];
+            row[JobCell::End] = jobTimeStamp(m_clock.now());
+            row[JobCell::LastSentId] = reached[JobCell::LastSentId];
+            storeStopped(row);
         }
     }
-    showEnd(row);
-    m_view.highlightRow(row, false);
-    m_operator.tell(error.report(), QStringLiteral("Error"));
+    endPass(false);
+    m_operator.tell(error.report() + (m_unrecorded.isEmpty() ? QString() : QStringLiteral("\r\n")) +
+                        m_unrecorded,
+                    QStringLiteral("Error"));
+}
+
+/// As far as the databases let it; the next start of the job finds the rest in the list.
+void SendRun::storeStopped(JobRow &row)
+{
+    try {
+        JobRow counted = row;
+        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+        recountRecipients(list, counted);
+        row = counted;
+        storeJobRow(m_folder, row);
+    } catch (const StorageError &) {
+    }
 }

@@ -1,20 +1,20 @@
 #pragma once
 
-#include "jobmessage.h"
-#include "jobrow.h"
+#include "runview.h"
 
+#include "messagestore.h"
+
+#include <QElapsedTimer>
 #include <QObject>
-
-#include <chrono>
+#include <QTimer>
 
 class Clock;
-class Connection;
 class LiveSettings;
 class MergeFields;
 class Operator;
+class OutcomeWriter;
 class ProgramFolder;
 class Record;
-class RunView;
 class SendMail;
 class StorageError;
 class UnsubscribeList;
@@ -22,10 +22,11 @@ class Yield;
 struct Settings;
 
 /// How a run treats the server: after every `batchSize` recipients it disconnects, waits
-/// `batchPause` and connects again.
+/// `batchPause` and connects again. What it shows changes at most every `show`.
 struct RunPace {
     int batchSize = 50;
     std::chrono::milliseconds batchPause{1000};
+    std::chrono::milliseconds show{100};
 };
 
 /// Sends a job's message to its recipients, one after the other, and records every outcome before
@@ -39,6 +40,8 @@ public:
         NoServer,          ///< refused: the settings name no server
         MissingAttachment, ///< refused
         ListInUse,         ///< refused: another program sends to the list
+        NoUnsubscribeList, ///< refused: the file exists and cannot be read
+        Declined,          ///< by the operator: the job is not what its row showed
         StorageFailed,     ///< stopped by a database; what was sent before is recorded
     };
 
@@ -57,29 +60,27 @@ public:
     void requestEnd() { m_ending = m_stopRequested = true; }
     bool isRunning() const { return m_running; }
 
-    /// Of the last pass.
-    int sent() const { return m_succeeded + m_failed; }
-    int failed() const { return m_failed; }
+    /// Of the run that goes on, or the last one.
+    const RunProgress &progress() const { return m_progress; }
 
 private:
-    /// The job as it is stored: another program may have run it since the window read it. Throws
-    /// StorageError.
-    JobRow storedRow(const JobRow &row) const;
-    Result runPasses(JobRow &row, const JobMessage &message, bool failedOnly);
-    Result runPass(JobRow &row, const JobMessage &message, bool failedOnly, int pass);
-    void adoptInterrupted(Connection &list, JobRow &row);
-    void clearMarker(const JobRow &row);
-    void send(JobRow &row, const JobMessage &message, const Settings &settings, bool failedOnly,
-              int pass);
-    JobRow finished(const JobRow &row, bool failedOnly);
-    void showEnd(const JobRow &row);
+    bool isAsShown(const JobRow &shown, const JobRow &stored);
+    Result runPass(const JobMessage &message);
+    void send(const JobMessage &message, const Settings &settings,
+              const UnsubscribeList &unsubscribed);
+    void record(OutcomeWriter &outcomes, qint64 mid, bool success);
+    void finish();
+    void endPass(bool isStored);
     void connectTransport(const JobMessage &message, const Settings &settings);
     void reconnect();
     bool sendToOne(const Record &recipient, const MergeFields &fields,
                    const UnsubscribeList &unsubscribed, const QString &subject);
-    void showOutcome(const JobRow &row, bool success);
-    void stopOnError(JobRow &row, const JobRow &before, const StorageError &error);
-    bool isRerunWanted(const JobRow &row, int pass);
+    void count(bool success);
+    void show(RunProgress::Phase phase);
+    void show();
+    void stopOnError(const JobRow &before, const StorageError &error);
+    void storeStopped(JobRow &row);
+    bool isRerunWanted();
 
     const ProgramFolder &m_folder;
     SendMail &m_mail;
@@ -94,7 +95,9 @@ private:
     bool m_stopRequested = false;
     bool m_ending = false;
     bool m_sendFailed = false;
-    QString m_reason;
-    int m_succeeded = 0;
-    int m_failed = 0;
+    QString m_unrecorded; ///< what became of the recipient whose outcome is not in the list
+    RunProgress m_progress;
+    QElapsedTimer m_elapsed;
+    QTimer m_showTimer; ///< runs while what was shown last is still fresh
+    bool m_isShown = false;
 };

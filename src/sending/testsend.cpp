@@ -1,6 +1,6 @@
 #include "testsend.h"
 
-#include "jobmessage.h"
+#include "messagestore.h"
 
 #include "operator.h"
 #include "sendmail.h"
@@ -28,6 +28,14 @@ TestSend::Obstacle TestSend::check(const JobMessage &message, const QString &add
 {
     if (address.isEmpty()) {
         m_operator.tell(QStringLiteral("Please enter email address !"));
+        return Obstacle::NoAddress;
+    }
+    // A domain without a dot is right for a server nearby.
+    const qsizetype at = address.lastIndexOf(QLatin1Char('@'));
+    if (at < 1 || at == address.size() - 1) {
+        m_operator.tell(QStringLiteral("\"%1\" is no email address. One looks like "
+                                       "name@example.org.")
+                            .arg(address));
         return Obstacle::NoAddress;
     }
     if (m_settings.current().smtpServer.isEmpty()) {

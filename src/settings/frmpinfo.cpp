@@ -7,6 +7,7 @@
 #include "waitpointer.h"
 
 #include <QApplication>
+#include <QShowEvent>
 
 frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     : ButtonDialog(parent)
@@ -69,12 +70,26 @@ void frmPinfo::SetInfo()
     rememberPassword();
 }
 
+/// Every use begins with the server, the one thing without which nothing is sent.
+void frmPinfo::showEvent(QShowEvent *event)
+{
+    if (!event->spontaneous()) {
+        m_ui->TabStrip1->setCurrentWidget(m_ui->Frame1);
+        m_ui->txtSMTP->setFocus();
+    }
+    ButtonDialog::showEvent(event);
+}
+
 void frmPinfo::apply()
 {
     if (!confirmPassword())
         return;
-    const WaitPointer pointer;
-    m_store.save(current());
+    try {
+        const WaitPointer pointer;
+        m_store.save(current());
+    } catch (const StorageError &e) {
+        m_op.tell(e.description());
+    }
 }
 
 void frmPinfo::closeWindow()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "buttondialog.h"
+#include "dialogs.h"
 #include "settings.h"
 
 #include <memory>
@@ -28,6 +28,9 @@ public:
     Settings current() const override;
     /// Fills the boxes with the stored settings.
     void SetInfo();
+
+protected:
+    void showEvent(QShowEvent *event) override;
 
 private:
     void apply();

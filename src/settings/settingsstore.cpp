@@ -1,10 +1,15 @@
 #include "settingsstore.h"
 
+#include "programfolder.h"
+#include "storageerror.h"
+#include "textdecoding.h"
 #include "unsubscribelist.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
+#include <QSaveFile>
 #include <QSettings>
 
 namespace
@@ -31,46 +36,51 @@ constexpr SwitchValue switches[] = {
     {"ValidateEmail", &Settings::validateAddresses},
 };
 
-QString read(const QSettings &store, const char *name)
+/// Stands first in a file in which every value stands as it is.
+constexpr char mark[] = "# name=value, each value as it stands to the end of its line";
+
+/// What `value` meant in a file without the mark, which an earlier version of the program may have
+/// written: it put values with one of ";,=" or a blank at an end into quotes, and a backslash
+/// before quotes and backslashes. A value that it would not have written just so is somebody's own,
+/// and stands as it is.
+QString unescaped(QString value)
 {
-    const QVariant value = store.value(QLatin1String(name));
-    // In a file edited by hand a comma makes a list of the value; it is one text to us.
-    const QString text = value.typeId() == QMetaType::QStringList
-                             ? value.toStringList().join(QLatin1Char(','))
-                             : value.toString();
-    return text.section(QChar(u'\0'), 0, 0);
+    static const QRegularExpression quoted(
+        QStringLiteral(R"re(^"((?=.*[;,=]| |.* "$)(?:[^"\\]|\\["\\])*)"$)re"));
+    static const QRegularExpression bare(QStringLiteral(R"(^(?:[^"\\;,=]|\\["\\])*$)"));
+    static const QRegularExpression escape(QStringLiteral(R"(\\(.))"));
+    if (const auto match = quoted.match(value); match.hasMatch())
+        value = match.captured(1);
+    else if (!bare.match(value).hasMatch())
+        return value;
+    if (value.startsWith(QLatin1String("@@")))
+        value.remove(0, 1);
+    return value.replace(escape, QStringLiteral("\\1"));
 }
 
-#ifdef Q_OS_WIN
-struct NativeSettings : QSettings {
-    NativeSettings()
-        : QSettings(QStringLiteral("HKEY_CURRENT_USER\\Software\\Quillbright"),
-                    QSettings::NativeFormat)
-    {
-    }
-};
-void makePrivate(const QString &) {}
-#else
-struct NativeSettings : QSettings {
-    NativeSettings()
-        : QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("Quillbright"),
-                    QStringLiteral("Quillbright"))
-    {
-        setFallbacksEnabled(false);
-    }
-};
-
-/// The file exists for its owner alone before the password is put into it.
-void makePrivate(const QString &path)
+/// The values of the file by their names.
+QHash<QString, QString> readValues(const QString &path)
 {
-    constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
-    QDir().mkpath(QFileInfo(path).path());
+    QHash<QString, QString> values;
     QFile file(path);
-    if (!file.exists() && file.open(QIODevice::NewOnly | QIODevice::WriteOnly, ownerOnly))
-        file.close();
-    file.setPermissions(ownerOnly);
+    if (!file.open(QIODevice::ReadOnly))
+        return values;
+    if (makePrivate(path))
+        qWarning("%s could be read by others than you; this is mended. The password in it may be "
+                 "known.",
+                 qUtf8Printable(path));
+    const QString text = decodeFile(file.readAll()).remove(u'\r');
+    const bool marked = text.startsWith(QLatin1String(mark));
+    for (const QString &line : text.split(u'\n')) {
+        const QString name = line.section(u'=', 0, 0);
+        QString value = line.section(u'=', 1);
+        // Who puts blanks before the "=" means none after it.
+        if (!marked || name.endsWith(u' '))
+            value = value.trimmed();
+        values[name.trimmed()] = marked ? value : unescaped(value);
+    }
+    return values;
 }
-#endif
 
 } // namespace
 
@@ -81,30 +91,44 @@ SettingsStore::SettingsStore(const ProgramFolder &folder)
 
 QString SettingsStore::location()
 {
-    return NativeSettings().fileName();
+    return QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("Quillbright"),
+                     QStringLiteral("Quillbright"))
+        .fileName();
 }
 
 Settings SettingsStore::load() const
 {
     Settings settings;
-    const NativeSettings store;
+    const auto values = readValues(location());
     for (const TextValue &value : texts)
-        settings.*value.member = read(store, value.name);
+        settings.*value.member =
+            values.value(QLatin1String(value.name)).section(QChar(u'\0'), 0, 0);
     for (const SwitchValue &value : switches)
-        settings.*value.member = read(store, value.name) == QLatin1String("1");
-    settings.unsubscribed = loadUnsubscribeList(m_folder);
+        settings.*value.member = values.value(QLatin1String(value.name)) == QLatin1String("1");
+    try {
+        settings.unsubscribed = loadUnsubscribeList(m_folder);
+    } catch (const StorageError &) {
+        // Who would mail somebody without it is told.
+    }
     return settings;
 }
 
 void SettingsStore::save(const Settings &settings) const
 {
-    NativeSettings store;
-    makePrivate(store.fileName());
+    static const QRegularExpression lineEnd(QStringLiteral("[\\r\\n\\x00].*"),
+                                            QRegularExpression::DotMatchesEverythingOption);
+    QByteArray lines = mark + QByteArray("\n[General]\n");
     for (const TextValue &value : texts)
-        store.setValue(QLatin1String(value.name), settings.*value.member);
+        lines += value.name + QByteArray("=") +
+                 QString(settings.*value.member).remove(lineEnd).toUtf8() + '\n';
     for (const SwitchValue &value : switches)
-        store.setValue(QLatin1String(value.name),
-                       settings.*value.member ? QStringLiteral("1") : QStringLiteral("0"));
-    store.sync();
+        lines += value.name + QByteArray(settings.*value.member ? "=1\n" : "=0\n");
+    QDir().mkpath(QFileInfo(location()).path());
+    // Private before the password is in it.
+    QSaveFile file(location());
+    if (file.open(QIODevice::WriteOnly) &&
+        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+        file.write(lines) == lines.size())
+        file.commit();
     saveUnsubscribeList(m_folder, settings.unsubscribed);
 }

@@ -3,13 +3,20 @@
 #include "settings.h"
 
 class ProgramFolder;
-class QSettings;
 
-/// Where the settings are kept between two starts: seven text values in the user's own store (on
-/// Linux the file Quillbright/Quillbright.conf in the configuration folder, readable by its owner
-/// alone because the password is in it; on Windows the registry), and the unsubscribe list in the
-/// program folder. Reading and writing ignore errors: an unreadable store gives empty settings, an
-/// unwritable one keeps what it had.
+/// Where the settings are kept between two starts: seven text values in the file
+/// Quillbright/Quillbright.conf of the user's configuration folder, and the unsubscribe list in the
+/// program folder.
+///
+/// The file has lines `name=value`, in UTF-8. A value is all that stands after the "=", with
+/// whatever characters: there is no quoting and no escaping, so it cannot hold a line break. Such a
+/// file begins with a line that says so. One without that line may have been written by an earlier
+/// version, which did quote and escape: where a value has exactly that version's form, it is read
+/// as that version meant it; blanks around a value don't count there.
+///
+/// The password is in it, so it is for its owner alone: reading corrects other permissions, and
+/// says so on stderr. Otherwise reading and writing ignore errors: an unreadable file gives empty
+/// settings, an unwritable one keeps what it had.
 class SettingsStore final : public LiveSettings
 {
 public:
@@ -20,6 +27,7 @@ public:
     static QString location();
 
     Settings load() const;
+    /// Throws StorageError when the unsubscribe list could not be saved; the others were.
     void save(const Settings &settings) const;
 
     /// For a program without option boxes, the stored values are the live ones.

@@ -1,15 +1,20 @@
 #include "connection.h"
 
+#include "programfolder.h"
 #include "sqlfunctions.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
+#include <QUrl>
 
 #include <SQLiteCpp/Column.h>
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Exception.h>
 #include <SQLiteCpp/Statement.h>
 #include <sqlite3.h>
+
+#include <cerrno>
 
 namespace
 {
@@ -33,20 +38,30 @@ QString databasePath(const QString &connectionString)
     QString path = connectionString.mid(at + key.size());
     if (path.endsWith(QLatin1Char(';')))
         path.chop(1);
-#ifdef Q_OS_WIN
-    return path;
-#else
     return path.replace(QLatin1Char('\\'), QLatin1Char('/'));
-#endif
+}
+
+/// Opens a database. Where nothing can be written it is opened as one that nobody changes, because
+/// the engine would make its files beside it; but a log that lies there holds what would be missed.
+std::unique_ptr<SQLite::Database> opened(const QString &path)
+{
+    // All work is on one thread, so the engine need not lock at each of a million calls.
+    int flags = SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX;
+    QByteArray name = path.toUtf8();
+    if (!QFileInfo(QFileInfo(path).path()).isWritable() &&
+        QFileInfo(path + QStringLiteral("-wal")).size() == 0) {
+        flags = SQLite::OPEN_READONLY | SQLite::OPEN_NOMUTEX | SQLite::OPEN_URI;
+        name = "file:" + QUrl::toPercentEncoding(path, "/") + "?immutable=1";
+    }
+    return std::make_unique<SQLite::Database>(name.toStdString(), flags, busyTimeoutMs);
 }
 
 /// The engine's result code in words for somebody who keeps mail lists.
-QString describe(int code, const QString &path, const QString &engineText)
+QString describe(int code, const QString &name, const QString &engineText)
 {
-    const QString name = QDir::toNativeSeparators(path);
     switch (code & 0xff) {
     case SQLITE_CANTOPEN:
-        return QFileInfo::exists(path)
+        return QFileInfo::exists(name)
                    ? QStringLiteral("The database %1 cannot be opened.").arg(name)
                    : QStringLiteral("The database %1 does not exist.").arg(name);
     case SQLITE_NOTADB:
@@ -90,18 +105,20 @@ void Connection::open(const QString &connectionString)
 {
     close();
     m_path = databasePath(connectionString);
+    // The engine gives its files beside the database the same permissions.
+    for (const char *end : {"", "-wal", "-shm"})
+        makePrivate(m_path + QLatin1String(end));
+    auto failed = qScopeGuard([this] { close(); });
     try {
-        // All work is on one thread, so the engine need not lock at each of a million calls.
-        auto database = std::make_unique<SQLite::Database>(
-            m_path.toStdString(), SQLite::OPEN_READWRITE | SQLite::OPEN_NOMUTEX, busyTimeoutMs);
-        addSqlFunctions(database->getHandle());
-        database->exec("pragma synchronous=full");
+        m_database = opened(m_path);
+        addSqlFunctions(m_database->getHandle());
+        m_database->exec("pragma synchronous=full");
         // The engine reads the file only when it must; a damaged one is to fail here.
-        database->exec("select count(*) from sqlite_master");
-        m_database = std::move(database);
+        m_database->exec("select count(*) from sqlite_master");
     } catch (const SQLite::Exception &e) {
         raise(e);
     }
+    failed.dismiss();
 }
 
 void Connection::close()
@@ -148,8 +165,7 @@ void Connection::endBulk()
     if (found != SQLITE_OK || !log || !log->pMethods)
         return;
     if (const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL); code != SQLITE_OK)
-        throw StorageError(code, QStringLiteral("SQLite"),
-                           describe(code, m_path, QString::fromUtf8(sqlite3_errstr(code))));
+        throw failure(code, sqlite3_errstr(code));
 }
 
 std::unique_ptr<SQLite::Statement> Connection::prepare(const QString &sql)
@@ -176,17 +192,23 @@ std::unique_ptr<SQLite::Statement> Connection::prepare(const QString &sql)
 
 void Connection::raise(const SQLite::Exception &error) const
 {
-    const int code =
-        error.getExtendedErrorCode() > 0 ? error.getExtendedErrorCode() : error.getErrorCode();
-    throw StorageError(code, QStringLiteral("SQLite"),
-                       describe(code, m_path, QString::fromUtf8(error.what())));
+    const int code = error.getExtendedErrorCode();
+    throw failure(code > 0 ? code : error.getErrorCode(), error.what());
 }
 
 StorageError Connection::lastError() const
 {
-    const int code = database().getExtendedErrorCode();
+    return failure(database().getExtendedErrorCode(), database().getErrorMsg());
+}
+
+StorageError Connection::failure(int code, const char *engineText) const
+{
+    // The engine calls it a full disk only where it was about to lengthen the database itself.
+    if (m_database && (code & 0xff) == SQLITE_IOERR &&
+        sqlite3_system_errno(m_database->getHandle()) == ENOSPC)
+        code = SQLITE_FULL;
     return StorageError(code, QStringLiteral("SQLite"),
-                        describe(code, m_path, QString::fromUtf8(database().getErrorMsg())));
+                        describe(code, m_path, QString::fromUtf8(engineText)));
 }
 
 SQLite::Database &Connection::database() const

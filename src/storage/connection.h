@@ -54,6 +54,7 @@ public:
 
 private:
     SQLite::Database &database() const;
+    StorageError failure(int code, const char *engineText) const;
 
     QString m_path;
     std::unique_ptr<SQLite::Database> m_database;

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QSaveFile>
 
+#include <sys/stat.h>
+
 namespace
 {
 
@@ -49,6 +51,7 @@ void copyDatabase(const QString &from, const QString &to)
         cannotRead(from, source.errorString());
     if (!target.open(QIODevice::WriteOnly))
         cannotWrite(to, target.errorString());
+    target.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
     QByteArray block;
     do {
         block = source.read(1 << 20);
@@ -65,9 +68,19 @@ void copyDatabase(const QString &from, const QString &to)
 
 } // namespace
 
+bool makePrivate(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat info;
+    return ::stat(name, &info) == 0 && (info.st_mode & 077) != 0 &&
+           ::chmod(name, info.st_mode & 0700) == 0;
+}
+
 ProgramFolder::ProgramFolder(const QString &path)
     : m_path(QDir(path).absolutePath())
 {
+    for (const char *name : {"data", "log"})
+        makePrivate(file(QLatin1String(name)));
 }
 
 ProgramFolder ProgramFolder::ofExecutable()
@@ -99,6 +112,7 @@ void ProgramFolder::createListDatabase(qint64 listId) const
 {
     if (!QDir().mkpath(file(QStringLiteral("data"))))
         fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
+    makePrivate(file(QStringLiteral("data")));
     keepStranger(listId);
     copyDatabase(file(QStringLiteral("mtemplate.mdb")), listDatabaseFile(listId));
 }

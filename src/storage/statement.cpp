@@ -14,15 +14,12 @@ Statement::Statement(Connection &connection, const QString &sql)
 
 Statement::~Statement() = default;
 
-void Statement::runAll(std::span<const std::string> values)
-{
-    bindAll(values);
-    step();
-}
-
 bool Statement::tryAll(std::span<const std::string> values, QString *why)
 {
-    bindAll(values);
+    int index = 0;
+    for (const std::string &value : values)
+        // The statement is done with the texts when the step returns, so it need not copy them.
+        m_statement->bindNoCopy(++index, value);
     const int code = m_statement->tryExecuteStep();
     if ((code & 0xff) == SQLITE_CONSTRAINT) {
         if (why)
@@ -37,14 +34,6 @@ bool Statement::tryAll(std::span<const std::string> values, QString *why)
     }
     m_statement->tryReset();
     return true;
-}
-
-void Statement::bindAll(std::span<const std::string> values)
-{
-    int index = 0;
-    for (const std::string &value : values)
-        // The statement is done with the texts when step() returns, so it need not copy them.
-        m_statement->bindNoCopy(++index, value);
 }
 
 void Statement::bind(int index, const QString &value)

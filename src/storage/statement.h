@@ -35,14 +35,11 @@ public:
         step();
     }
 
-    /// The same with a value for every "?", all of them text in UTF-8.
-    void runAll(std::span<const std::string> values);
-    /// The same where a refusal by the table's rules is no failure but an answer: false, and why
-    /// where that is asked for.
+    /// The same with a value for every "?", all of them text in UTF-8, where a refusal by the
+    /// table's rules is no failure but an answer: false, and why where that is asked for.
     bool tryAll(std::span<const std::string> values, QString *why = nullptr);
 
 private:
-    void bindAll(std::span<const std::string> values);
     void bind(int index, const QString &value);
     void bind(int index, qint64 value);
     void step();

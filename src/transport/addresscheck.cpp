@@ -1,7 +1,8 @@
 #include "addresscheck.h"
 
+#include "mailboxform.h"
+
 #include <QStringList>
-#include <QUrl>
 
 #include <arpa/inet.h>
 
@@ -42,14 +43,6 @@ qsizetype separatorOf(QStringView address)
     return address.lastIndexOf(u'@');
 }
 
-/// The domain in ASCII letters; empty when it has no such form.
-QString asciiDomain(QStringView domain)
-{
-    if (isAscii(domain))
-        return domain.toString();
-    return QString::fromLatin1(QUrl::toAce(domain.toString()));
-}
-
 QString characterFault(QStringView address)
 {
     for (qsizetype i = 0; i < address.size(); ++i) {
@@ -74,10 +67,14 @@ QString characterFault(QStringView address)
     return {};
 }
 
-bool isAtomCharacter(QChar c)
+/// Outside quotes these end a mailbox, or begin a list, a group or a comment: with one of them a
+/// text may be two mailboxes to one reader and none to another.
+QString specialFault(QStringView text)
 {
-    return c.unicode() >= 0x80 || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
-           (c >= u'0' && c <= u'9') || QStringView(u"!#$%&'*+-/=?^_`{|}~").contains(c);
+    for (const QChar c : QStringView(u",;:()[]@\\\""))
+        if (text.contains(c))
+            return QStringLiteral("is not a single address: it holds a %1").arg(c);
+    return {};
 }
 
 bool isQuotedLocalPart(QStringView local)
@@ -94,17 +91,9 @@ bool isQuotedLocalPart(QStringView local)
     return true;
 }
 
-bool isDotAtom(QStringView local)
-{
-    const auto atoms = local.split(u'.');
-    return std::all_of(atoms.begin(), atoms.end(), [](QStringView atom) {
-        return !atom.isEmpty() && std::all_of(atom.begin(), atom.end(), isAtomCharacter);
-    });
-}
-
 bool isAddressLiteral(QStringView domain)
 {
-    if (!domain.endsWith(u']'))
+    if (domain.size() < 2 || !domain.startsWith(u'[') || !domain.endsWith(u']'))
         return false;
     QByteArray inside = domain.sliced(1, domain.size() - 2).toUtf8();
     unsigned char parsed[sizeof(in6_addr)];
@@ -132,15 +121,16 @@ QString shapeFault(QStringView address, qsizetype separator)
         return QStringLiteral("has nothing before the @");
     if (local.toUtf8().size() > longestLocalPart)
         return QStringLiteral("has more than 64 characters before the @");
-    if (!isDotAtom(local) && !isQuotedLocalPart(local))
+    const QString dotted = u'.' + local.toString() + u'.'; // so that outer dots count too
+    if (!isQuotedLocalPart(local) && dotted.contains(QLatin1String("..")))
         return QStringLiteral("is malformed before the @");
     const QStringView written = address.sliced(separator + 1);
     if (written.isEmpty())
         return QStringLiteral("has nothing after the @");
     if (wireAddress(address.toString()).size() > longestAddress)
         return QStringLiteral("is longer than 254 characters");
-    if (written.startsWith(u'['))
-        return isAddressLiteral(written) ? QString() : QStringLiteral("is malformed after the @");
+    if (isAddressLiteral(written))
+        return {};
     const QString domain = asciiDomain(written);
     const auto labels = QStringView(domain).split(u'.');
     if (!std::all_of(labels.begin(), labels.end(), isLabel))
@@ -162,9 +152,17 @@ QString addressFault(const QString &address, AddressRules rules)
     if (bare.size() > longestWritable || bare.toUtf8().size() > longestWritable)
         return QStringLiteral("is too long");
     const qsizetype separator = separatorOf(bare);
-    if (separator >= 0 && separator + 1 < bare.size() &&
-        asciiDomain(bare.sliced(separator + 1)).isEmpty())
+    const QStringView domain = bare.sliced(separator + 1);
+    if (separator >= 0 && !domain.isEmpty() && asciiDomain(domain).isEmpty())
         return QStringLiteral("has a domain that no mail server can be asked for");
+    const QStringView local = bare.first(std::max<qsizetype>(separator, 0));
+    QString special;
+    if (!isQuotedLocalPart(local))
+        special = specialFault(local);
+    if (special.isEmpty() && !isAddressLiteral(domain))
+        special = specialFault(domain);
+    if (!special.isEmpty())
+        return special;
     return rules == AddressRules::Shape ? shapeFault(bare, separator) : QString();
 }
 

@@ -4,7 +4,7 @@
 #include <QString>
 
 enum class AddressRules {
-    Always, ///< what no address may break, because it could end or split a command
+    Always, ///< what no address may break, because it could split a command or be two addresses
     Shape   ///< in addition the shape of a mailbox on the Internet: local@domain.tld
 };
 

@@ -64,12 +64,17 @@ QByteArray MailHost::url() const
     return scheme + host + ':' + QByteArray::number(port);
 }
 
+QString shownMailHost(const QString &text)
+{
+    return text.mid(text.lastIndexOf(u'@') + 1);
+}
+
 QString readMailHost(const QString &text, MailHost &host)
 {
     QString rest = text.trimmed();
     if (rest.isEmpty())
         return QStringLiteral("No SMTP server is given");
-    const QString shown = rest.simplified().left(60);
+    const QString shown = shownMailHost(rest).simplified().left(60);
     host = {};
     host.port = smtpPort;
     if (rest.startsWith(QLatin1String("smtps://"), Qt::CaseInsensitive)) {
@@ -81,7 +86,7 @@ QString readMailHost(const QString &text, MailHost &host)
     }
     if (rest.contains(u'@'))
         return QStringLiteral("The SMTP server %1 must be given without user name and password")
-            .arg(shown.mid(shown.lastIndexOf(u'@') + 1));
+            .arg(shown);
 
     const QString misread =
         QStringLiteral("The SMTP server %1 is not a host name with an optional port").arg(shown);

@@ -16,6 +16,9 @@ struct MailHost {
     QByteArray url() const;
 };
 
+/// `text` as it may be shown: without what stands before an "@", which may be a password.
+QString shownMailHost(const QString &text);
+
 /// Reads `name`, `name:port`, `[v6]:port`, `smtp://...` or `smtps://...`. Returns why that cannot
 /// be done, as a sentence; empty when it was.
 QString readMailHost(const QString &text, MailHost &host);

@@ -23,16 +23,33 @@ constexpr qsizetype longestReplyLine = 64 * 1024;
 // login: a server that offers one first would never be given the password.
 constexpr char loginMethods[] = "AUTH=CRAM-MD5;AUTH=PLAIN;AUTH=LOGIN;AUTH=DIGEST-MD5;AUTH=NTLM";
 
-QString seconds(milliseconds time)
+// The limits of the steps are kept here. The library's own ones must only not be shorter: it would
+// take half of them for the whole opening.
+constexpr std::chrono::hours libraryLimit{24};
+
+QString spelledOut(milliseconds time)
 {
-    return QString::number(std::max<qint64>(1, (time.count() + 500) / 1000));
+    if (time >= Smtp::times[Smtp::Data])
+        return QStringLiteral("%1 minutes").arg(time.count() / 60'000);
+    return QStringLiteral("%1 seconds").arg(std::max<qint64>(1, (time.count() + 500) / 1000));
+}
+
+/// The forms in which a server may repeat what it was told at a login.
+QByteArrayList secretsOf(const SmtpLogin &login)
+{
+    const QByteArray password = login.password.toUtf8();
+    if (!login.wanted || password.isEmpty())
+        return {};
+    const QByteArray plain = '\0' + login.user.toUtf8() + '\0' + password;
+    return {plain.toBase64(QByteArray::OmitTrailingEquals),
+            password.toBase64(QByteArray::OmitTrailingEquals), password};
 }
 
 } // namespace
 
-SmtpConnection::SmtpConnection(Yield &yield, SmtpTimeouts timeouts)
+SmtpConnection::SmtpConnection(Yield &yield, const Smtp::Times &times)
     : m_pace(yield)
-    , m_timeouts(timeouts)
+    , m_times(times)
 {
     curl_global_init(CURL_GLOBAL_DEFAULT);
     m_multi = curl_multi_init();
@@ -56,16 +73,16 @@ void SmtpConnection::configure(const MailHost &host, const SmtpLogin &login)
     curl_easy_setopt(m_easy, CURLOPT_TCP_NODELAY, 1L);
     // A name server that does not answer must not keep the window waiting after the time limit.
     curl_easy_setopt(m_easy, CURLOPT_QUICK_EXIT, 1L);
-    // The limits here tell connecting from answering, and are kept by runOpening(). The library's
-    // own ones only must not be shorter.
     curl_easy_setopt(m_easy, CURLOPT_CONNECTTIMEOUT_MS,
-                     static_cast<long>((m_timeouts.connect + m_timeouts.reply).count()));
+                     static_cast<long>(milliseconds(libraryLimit).count()));
+    curl_easy_setopt(m_easy, CURLOPT_SERVER_RESPONSE_TIMEOUT,
+                     static_cast<long>(std::chrono::seconds(libraryLimit).count()));
 
     const bool passwordInDanger = login.wanted && !host.loopback;
     curl_easy_setopt(m_easy, CURLOPT_USE_SSL,
                      static_cast<long>(passwordInDanger ? CURLUSESSL_ALL : CURLUSESSL_TRY));
-    curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYPEER, 1L);
-    curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYHOST, 2L);
+    curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYPEER, host.loopback ? 0L : 1L);
+    curl_easy_setopt(m_easy, CURLOPT_SSL_VERIFYHOST, host.loopback ? 0L : 2L);
     if (const QByteArray file = qgetenv("SSL_CERT_FILE"); !file.isEmpty())
         curl_easy_setopt(m_easy, CURLOPT_CAINFO, file.constData());
 
@@ -82,14 +99,17 @@ size_t SmtpConnection::takeReplyLine(char *data, size_t size, size_t count, void
 {
     auto &that = *static_cast<SmtpConnection *>(self);
     const QByteArrayView line(data, static_cast<qsizetype>(size * count));
-    that.m_openingLimit = Pace::Clock::now() + that.m_timeouts.reply;
     if (that.m_openingReplyEnded)
         that.m_openingReply = {};
     const bool first = that.m_openingReply.code() == 0;
     const auto step = that.m_openingReply.add(line);
     that.m_openingReplyEnded = step != SmtpReply::Step::More;
-    // The library would read on for something better until the time is over.
-    if (step == SmtpReply::Step::Malformed)
+    if (that.m_openingReplyEnded)
+        that.m_openingBegin = Pace::Clock::now();
+    // The library would read on for something better until the time is over, and go on with a
+    // server that says goodbye instead of encrypting.
+    if (step == SmtpReply::Step::Malformed ||
+        (that.m_openingReplyEnded && that.m_openingReply.code() == SmtpReply::serviceClosing))
         return CURL_WRITEFUNC_ERROR;
     switch (that.m_openingReply.code()) {
     case 220: // the greeting, or the start of encryption: what was offered before is void
@@ -116,6 +136,7 @@ bool SmtpConnection::open(const MailHost &host, const SmtpLogin &login)
     close();
     m_host = host;
     m_loginWanted = login.wanted;
+    m_secrets = secretsOf(login);
     m_openingReply = {};
     m_openingReplyEnded = true;
     m_loggedIn = false;
@@ -135,8 +156,8 @@ bool SmtpConnection::open(const MailHost &host, const SmtpLogin &login)
 
 bool SmtpConnection::runOpening()
 {
-    m_openingLimit = Pace::Clock::now() + m_timeouts.connect;
-    bool connected = false;
+    m_openingBegin = Pace::Clock::now();
+    Smtp::Step step = Smtp::Connect;
     for (;;) {
         int running = 0;
         curl_multi_perform(m_multi, &running);
@@ -144,58 +165,56 @@ bool SmtpConnection::runOpening()
             break;
         curl_off_t connectTime = 0;
         curl_easy_getinfo(m_easy, CURLINFO_CONNECT_TIME_T, &connectTime);
-        if (!connected && connectTime > 0) {
-            connected = true;
-            m_openingLimit = Pace::Clock::now() + m_timeouts.reply;
+        if (step == Smtp::Connect && connectTime > 0) {
+            step = Smtp::Greet;
+            m_openingBegin = Pace::Clock::now();
         }
-        if (Pace::Clock::now() >= m_openingLimit)
-            return connected ? failLate()
-                             : fail(QStringLiteral("%1 could not be reached within %2 seconds")
-                                        .arg(serverName(), seconds(m_timeouts.connect)));
+        if (Pace::Clock::now() >= m_openingBegin + m_times[step])
+            return failLate(step);
         curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Pacer::frame.count()), nullptr);
         m_pace.step();
     }
     int queued = 0;
     const CURLMsg *message = curl_multi_info_read(m_multi, &queued);
     const CURLcode code = message ? message->data.result : CURLE_FAILED_INIT;
+    m_openingReply.hide(m_secrets);
     return code == CURLE_OK || fail(openingFault(m_host, m_easy, code, m_openingReply));
 }
 
-bool SmtpConnection::waitFor(short events, Instant limit)
+bool SmtpConnection::waitFor(short events, Smtp::Step step, Instant begin)
 {
-    const auto now = Pace::Clock::now();
-    if (now >= limit)
-        return failLate();
-    const auto left = std::chrono::ceil<milliseconds>(limit - now);
+    const auto left = std::chrono::ceil<milliseconds>(begin + m_times[step] - Pace::Clock::now());
+    if (left.count() <= 0)
+        return failLate(step);
     pollfd descriptor{m_socket, events, 0};
     ::poll(&descriptor, 1, static_cast<int>(std::min(left, Pacer::frame).count()));
     m_pace.step();
     return true;
 }
 
-bool SmtpConnection::write(QByteArrayView bytes)
+bool SmtpConnection::write(QByteArrayView bytes, Smtp::Step step)
 {
     if (!isOpen())
         return false;
-    auto limit = Pace::Clock::now() + m_timeouts.reply;
+    auto begin = Pace::Clock::now();
     while (!bytes.isEmpty()) {
         size_t sent = 0;
         const CURLcode code =
             curl_easy_send(m_easy, bytes.data(), static_cast<size_t>(bytes.size()), &sent);
         if (code == CURLE_AGAIN) {
-            if (!waitFor(POLLOUT, limit))
+            if (!waitFor(POLLOUT, step, begin))
                 return false;
             continue;
         }
         if (code != CURLE_OK)
             return failLost();
         bytes = bytes.sliced(static_cast<qsizetype>(sent));
-        limit = Pace::Clock::now() + m_timeouts.reply;
+        begin = Pace::Clock::now();
     }
     return true;
 }
 
-bool SmtpConnection::receive(Instant limit)
+bool SmtpConnection::receive(Smtp::Step step, Instant begin)
 {
     m_received.remove(0, m_consumed);
     m_consumed = 0;
@@ -210,14 +229,14 @@ bool SmtpConnection::receive(Instant limit)
         }
         if (code != CURLE_AGAIN)
             return failLost();
-        if (Pace::Clock::now() >= eagerUntil && !waitFor(POLLIN, limit))
+        if (Pace::Clock::now() >= eagerUntil && !waitFor(POLLIN, step, begin))
             return false;
     }
 }
 
-SmtpReply SmtpConnection::read()
+SmtpReply SmtpConnection::read(Smtp::Step step)
 {
-    const auto limit = Pace::Clock::now() + m_timeouts.reply;
+    const auto begin = Pace::Clock::now();
     SmtpReply reply;
     while (isOpen()) {
         const qsizetype end = m_received.indexOf('\n', m_consumed);
@@ -226,16 +245,18 @@ SmtpReply SmtpConnection::read()
                 fail(QStringLiteral("%1 does not answer like an SMTP server").arg(serverName()));
                 return {};
             }
-            if (!receive(limit))
+            if (!receive(step, begin))
                 return {};
             continue;
         }
-        const auto step =
+        const auto added =
             reply.add(QByteArrayView(m_received).sliced(m_consumed, end - m_consumed));
         m_consumed = end + 1;
-        if (step == SmtpReply::Step::Complete)
+        if (added == SmtpReply::Step::Complete) {
+            reply.hide(m_secrets);
             return reply;
-        if (step == SmtpReply::Step::Malformed)
+        }
+        if (added == SmtpReply::Step::Malformed)
             fail(QStringLiteral("%1 does not answer like an SMTP server").arg(serverName()));
     }
     return {};
@@ -245,10 +266,8 @@ void SmtpConnection::quit()
 {
     if (!isOpen())
         return;
-    const auto usual = std::exchange(m_timeouts.reply, std::min(m_timeouts.reply, m_timeouts.quit));
-    if (write("QUIT\r\n"))
-        read();
-    m_timeouts.reply = usual;
+    if (write("QUIT\r\n", Smtp::Quit))
+        read(Smtp::Quit);
     close();
 }
 
@@ -260,10 +279,11 @@ bool SmtpConnection::fail(const QString &fault)
     return false;
 }
 
-bool SmtpConnection::failLate()
+bool SmtpConnection::failLate(Smtp::Step step)
 {
-    fail(QStringLiteral("%1 did not answer within %2 seconds")
-             .arg(serverName(), seconds(m_timeouts.reply)));
+    fail((step == Smtp::Connect ? QStringLiteral("%1 could not be reached within %2")
+                                : QStringLiteral("%1 did not answer within %2"))
+             .arg(serverName(), spelledOut(m_times[step])));
     m_timedOut = true;
     return false;
 }

@@ -4,19 +4,40 @@
 #include "pace.h"
 #include "smtpreply.h"
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
 
 #include <curl/curl.h>
 
+#include <array>
 #include <chrono>
 
-/// How long the program waits for a mail server.
-struct SmtpTimeouts {
-    std::chrono::milliseconds connect{30'000};
-    std::chrono::milliseconds reply{60'000}; ///< also for taking a piece of a message
-    std::chrono::milliseconds quit{5'000};   ///< nobody waits for a goodbye
+namespace Smtp
+{
+
+/// The steps of a session in their order on the wire.
+enum Step {
+    Connect, ///< finding the server and being let in
+    Greet,   ///< its greeting, and each later reply until the login is done
+    Reset,
+    Mail,
+    Rcpt,
+    Data,
+    Block, ///< taking a piece of a message
+    End,   ///< the reply to the final dot
+    Quit,
+    StepCount
 };
+
+/// How long each step may take.
+using Times = std::array<std::chrono::milliseconds, StepCount>;
+
+using namespace std::chrono_literals;
+/// What RFC 5321, 4.5.3.2, asks for: a server that is slow at the end of a message delivers it, and
+/// who hangs up too early sends it again. Before the greeting and at the goodbye nothing is lost.
+constexpr Times times{30s, 5min, 5min, 5min, 5min, 2min, 3min, 10min, 5s};
+
+} // namespace Smtp
 
 struct SmtpLogin {
     bool wanted = false;
@@ -37,22 +58,25 @@ struct SmtpLogin {
 class SmtpConnection
 {
 public:
-    SmtpConnection(Yield &yield, SmtpTimeouts timeouts);
+    SmtpConnection(Yield &yield, const Smtp::Times &times);
     ~SmtpConnection();
 
     SmtpConnection(const SmtpConnection &) = delete;
     SmtpConnection &operator=(const SmtpConnection &) = delete;
 
-    /// Connects, encrypts when the server can (or the login needs it), and logs in when wanted.
+    /// Connects, encrypts when the server can (or the login needs it), and logs in when wanted. The
+    /// certificate of this very machine is not verified: a relay here has one that it signed
+    /// itself, and nobody is between.
     bool open(const MailHost &host, const SmtpLogin &login);
     bool isOpen() const { return m_easy != nullptr; }
 
     bool offersPipelining() const { return m_offers.pipelining; }
     bool offersUtf8() const { return m_offers.smtpUtf8; }
 
-    bool write(QByteArrayView bytes);
-    /// The next reply. It has no code when none came.
-    SmtpReply read();
+    bool write(QByteArrayView bytes, Smtp::Step step = Smtp::Block);
+    /// The reply that ends `step`, without the password and its encoded forms, which a server may
+    /// repeat. It has no code when none came.
+    SmtpReply read(Smtp::Step step);
 
     /// Says goodbye and closes; does not wait long.
     void quit();
@@ -76,26 +100,27 @@ private:
     void configure(const MailHost &host, const SmtpLogin &login);
     static size_t takeReplyLine(char *data, size_t size, size_t count, void *self);
     bool runOpening();
-    bool waitFor(short events, Instant limit);
-    bool receive(Instant limit);
+    bool waitFor(short events, Smtp::Step step, Instant begin);
+    bool receive(Smtp::Step step, Instant begin);
     bool fail(const QString &fault);
-    bool failLate();
+    bool failLate(Smtp::Step step);
     bool failLost();
 
     Pace m_pace;
-    SmtpTimeouts m_timeouts;
+    const Smtp::Times m_times;
     CURLM *m_multi = nullptr;
     CURL *m_easy = nullptr;
     curl_socket_t m_socket = CURL_SOCKET_BAD;
     MailHost m_host;
     bool m_loginWanted = false;
+    QByteArrayList m_secrets; ///< not to be repeated
 
     // What the server says while the session opens.
     SmtpReply m_openingReply;
     bool m_openingReplyEnded = true;
     bool m_loggedIn = false;
     Offers m_offers;
-    Instant m_openingLimit;
+    Instant m_openingBegin; ///< of the wait for the reply that is due
 
     QByteArray m_received;
     qsizetype m_consumed = 0;

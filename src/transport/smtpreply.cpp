@@ -31,6 +31,14 @@ SmtpReply::Step SmtpReply::add(QByteArrayView line)
     return more ? Step::More : Step::Complete;
 }
 
+void SmtpReply::hide(const QByteArrayList &secrets)
+{
+    QString words = QString::fromUtf8(m_words);
+    for (const QByteArray &secret : secrets)
+        words.replace(QString::fromUtf8(secret), QStringLiteral("***"), Qt::CaseInsensitive);
+    m_words = words.toUtf8();
+}
+
 QString SmtpReply::text() const
 {
     QString words = QString::number(m_code) + QString::fromUtf8(m_words);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QString>
 
 /// One answer of a mail server, put together from its lines.
@@ -9,8 +9,13 @@ class SmtpReply
 public:
     enum class Step { More, Complete, Malformed };
 
+    static constexpr int serviceClosing = 421; ///< the session ends with it
+
     /// Takes one line of the answer, with or without its line end.
     Step add(QByteArrayView line);
+
+    /// Puts "***" in the place of each of these texts.
+    void hide(const QByteArrayList &secrets);
 
     /// The three digits; 0 while there is no answer.
     int code() const { return m_code; }

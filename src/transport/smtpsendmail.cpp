@@ -4,16 +4,14 @@
 
 #include <QScopedValueRollback>
 
+#include <span>
+
 namespace
 {
-
-// The steps before the message, in their order on the wire.
-enum Step { Reset, Mail, Rcpt, Data, StepCount };
 
 // Small enough that the progress moves and the window lives on a slow line.
 constexpr qsizetype bytesInWrite = 128 * 1024;
 
-constexpr int serviceClosing = 421;
 constexpr int startOfMessage = 354;
 
 bool isBeyondAscii(const QByteArray &text)
@@ -32,9 +30,9 @@ QByteArray dotStuffed(QByteArray message)
 
 } // namespace
 
-SmtpSendMail::SmtpSendMail(Yield &yield, QObject *parent, SmtpTimeouts timeouts)
+SmtpSendMail::SmtpSendMail(Yield &yield, QObject *parent, const Smtp::Times &times)
     : SendMail(parent)
-    , m_connection(yield, timeouts)
+    , m_connection(yield, times)
 {
 }
 
@@ -152,25 +150,26 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
                     .arg(m_connection.serverName());
         return Start::Failed;
     }
-    const QByteArray commands[StepCount] = {
-        "RSET\r\n",
-        "MAIL FROM:<" + sender + (utf8 ? "> BODY=8BITMIME SMTPUTF8\r\n" : ">\r\n"),
-        "RCPT TO:<" + recipient + ">\r\n",
-        "DATA\r\n",
+    using namespace Smtp;
+    const std::pair<Step, QByteArray> all[] = {
+        {Reset, "RSET\r\n"},
+        {Mail, "MAIL FROM:<" + sender + (utf8 ? "> BODY=8BITMIME SMTPUTF8\r\n" : ">\r\n")},
+        {Rcpt, "RCPT TO:<" + recipient + ">\r\n"},
+        {Data, "DATA\r\n"},
     };
-    const int first = m_leftover ? Reset : Mail;
+    const auto commands = std::span(all).subspan(m_leftover ? 0 : 1);
     const bool together = m_connection.offersPipelining();
     if (together) {
-        QByteArray all;
-        for (int step = first; step < StepCount; ++step)
-            all += commands[step];
-        m_connection.write(all);
+        QByteArray lines;
+        for (const auto &[step, line] : commands)
+            lines += line;
+        m_connection.write(lines);
     }
-    for (int step = first; step < StepCount; ++step) {
+    for (const auto &[step, line] : commands) {
         if (!together)
-            m_connection.write(commands[step]);
-        const SmtpReply reply = m_connection.read();
-        if (reply.code() == 0 || reply.code() == serviceClosing) {
+            m_connection.write(line);
+        const SmtpReply reply = m_connection.read(step);
+        if (reply.code() == 0 || reply.code() == SmtpReply::serviceClosing) {
             // A refusal before the end says more than the end itself.
             if (fault.isEmpty())
                 fault = reply.code() == 0
@@ -206,7 +205,7 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
 void SmtpSendMail::endUnwantedMessage()
 {
     m_connection.write(".\r\n");
-    m_connection.read();
+    m_connection.read(Smtp::End);
 }
 
 QString SmtpSendMail::sendData(const QByteArray &message)
@@ -224,12 +223,12 @@ QString SmtpSendMail::sendData(const QByteArray &message)
     }
     if (!written)
         return m_connection.fault() + QStringLiteral(" in the middle of the message");
-    const SmtpReply reply = m_connection.read();
+    const SmtpReply reply = m_connection.read(Smtp::End);
     if (reply.code() == 0)
         return m_connection.fault() +
                QStringLiteral(" after the whole message; it may have been delivered");
     m_leftover = false;
-    if (reply.code() == serviceClosing)
+    if (reply.code() == SmtpReply::serviceClosing)
         m_connection.close();
     return reply.isPositive() ? QString() : reply.text();
 }

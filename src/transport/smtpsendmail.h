@@ -17,7 +17,8 @@ class SmtpSendMail final : public SendMail
 public:
     /// `yield` runs at least every 16 ms while an operation waits or works. An operation that is
     /// called from inside it is turned away.
-    explicit SmtpSendMail(Yield &yield, QObject *parent = nullptr, SmtpTimeouts timeouts = {});
+    explicit SmtpSendMail(Yield &yield, QObject *parent = nullptr,
+                          const Smtp::Times &times = Smtp::times);
 
     bool Connect() override;
     void Send() override;

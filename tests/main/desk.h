@@ -7,29 +7,39 @@
 #include "recordinghtmlview.h"
 #include "recordingspreadsheet.h"
 #include "smtpsendmail.h"
+#include "smtpserver.h"
 #include "sortablelist.h"
-#include "testfolder.h"
 #include "window.h"
 
-#include <QAction>
+#include <QLabel>
+#include <QSettings>
 #include <QTabWidget>
-#include <QTest>
-#include <QToolBar>
 
-/// The program on a folder, with a scripted person before it.
+/// The program on a folder and a server, with a scripted person before it.
 struct Desk {
     /// `teller`: who is told, where it is not the scripted one.
-    explicit Desk(Operator *teller = nullptr)
-        : window{{folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
+    explicit Desk(ServerOptions options = {}, Operator *teller = nullptr)
+        : server(std::move(options))
+        , window{{folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
                   [](QWidget *parent) { return new RecordingHtmlView(parent); },
                   [this] { return std::make_unique<SmtpSendMail>(yield); }}}
     {
+        useServer(QStringLiteral("127.0.0.1:%1").arg(server.port()));
     }
-    qint64 addJob(const TestText &name, const QStringList &recipients,
-                  const TestText &body = "Hello") const
+    void useServer(const QString &host) const
     {
-        return folder.addJob(name, folder.addList(name + QStringLiteral(" list"), recipients),
-                             folder.addMessage(name + QStringLiteral(" news"), body));
+        QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("Quillbright"),
+                  QStringLiteral("Quillbright"))
+            .setValue(QStringLiteral("SMTP"), host);
+    }
+    /// A job of its own list, of r1@example.org and so on, named R1 and so on, and its own message.
+    void addJob(const TestText &name, int recipients, const TestText &body = "Hello") const
+    {
+        QStringList rows;
+        for (int i = 1; i <= recipients; ++i)
+            rows += QStringLiteral("'r%1@example.org','R%1'").arg(i);
+        folder.addJob(name, folder.addList(name + QStringLiteral(" list"), rows),
+                      folder.addMessage(name + QStringLiteral(" news"), body));
     }
     void open()
     {
@@ -43,9 +53,14 @@ struct Desk {
     {
         return child<T>(window, name);
     }
-    QAction *toolbar(const char *key) const
+    QString text(const char *label) const { return find<QLabel>(label)->text(); }
+    /// The jobs' names, from the top.
+    QString names() const
     {
-        return child<QAction>(*find<QToolBar>("Toolbar1"), key);
+        QStringList result;
+        for (int row = 0; row < jobs()->count(); ++row)
+            result += jobs()->row(row).cells.first();
+        return result.join(u' ');
     }
     SortableList *jobs() const { return find<SortableList>("lvTask"); }
     void clickRow(int row) const
@@ -54,8 +69,21 @@ struct Desk {
                           jobs()->visualRect(jobs()->model()->index(row, 1)).center());
     }
     void showTab(int index) const { find<QTabWidget>("TabStrip1")->setCurrentIndex(index); }
+    /// The first job as it is stored.
+    QString stored() const
+    {
+        return folder.row("select progress, total, unsent, success, failure, last_mid from mjob");
+    }
+    QByteArrayList received() const
+    {
+        QByteArrayList list;
+        for (const ReceivedMessage &message : server.messages())
+            list += message.recipients;
+        return list;
+    }
 
     TestFolder folder;
+    SmtpServer server;
     ScriptedOperator op;
     FakeClock clock;
     EventLoopYield yield;

@@ -4,6 +4,7 @@
 
 #include "appearance.h"
 #include "desk.h"
+#include "desktopspreadsheet.h"
 #include "frmemail.h"
 #include "frmimport.h"
 #include "frmmgrlist.h"
@@ -14,7 +15,6 @@
 #include "frmpinfo.h"
 #include "frmsend.h"
 #include "smtpserver.h"
-#include "spreadsheet.h"
 #include "testfiles.h"
 #include "texthtmlview.h"
 #include "webhtmlview.h"
@@ -134,11 +134,12 @@ void TestRoad::sendTest(frmMgrMsg &manager)
 {
     picture(manager, "email-manager");
     for (const char *undone : {"kept", ""}) {
-        const WhenShown<frmNewMail> editor([undone](frmNewMail &window) {
+        const WhenShown<frmNewMail> editor([this, undone](frmNewMail &window) {
             auto *body = child<QPlainTextEdit>(window, "txtSource");
             // Every editing begins with a history of its own: nothing is left of another message.
             QTest::keyClick(body, Qt::Key_Z, Qt::ControlModifier);
             QCOMPARE(body->toPlainText().isEmpty(), *undone == '\0');
+            m_op.choices.push(QStringLiteral("&Discard"));
             press(window, "cmdCancel");
         });
         press(manager, "Properties");

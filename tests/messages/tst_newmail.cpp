@@ -1,21 +1,13 @@
-#include "frmnewmail.h"
-
 #include "fakes.h"
+#include "frmnewmail.h"
 #include "recordinghtmlview.h"
 #include "testfiles.h"
-#include "testfolder.h"
 #include "window.h"
 
-#include <QAction>
 #include <QComboBox>
-#include <QDir>
-#include <QIcon>
-#include <QLineEdit>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QStackedWidget>
 #include <QTabBar>
-#include <QTest>
 
 using namespace Qt::StringLiterals;
 
@@ -23,90 +15,34 @@ class TestNewMail final : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-    void createsAMessage();
-    void checksInOrder();
-    void editsAMessage();
-    void showsWhatIsStored_data();
-    void showsWhatIsStored();
-    void leavingStoresNothing();
-    void tabGoesFromTheSubjectToTheBody();
-    void failedSaveKeepsEverything();
-    void failedLoadOpensNothing();
-    void nextMessageMeetsTheEditor();
-    void previewsHtml();
-    void previewThatIsNone();
-    void browsesForAttachments();
-    void importsAFile();
-    void importsFromTheWeb();
-
-private:
-    template <typename T>
-    T *box(const char *name) const
-    {
-        return m_window->findChild<T *>(QLatin1String(name));
-    }
-    void press(const char *button) const
-    {
-        QTest::mouseClick(box<QPushButton>(button), Qt::LeftButton);
-    }
-    void choose(int tab) const
-    {
-        auto *tabs = box<QTabBar>("TabStrip1");
-        QTest::mouseClick(tabs, Qt::LeftButton, {}, tabs->tabRect(tab).center());
-    }
-    void type(const char *name, const TestText &text) const
-    {
-        box<QLineEdit>(name)->selectAll();
-        QTest::keyClicks(box<QLineEdit>(name), text);
-    }
-    void setFormat(const char *format) const
-    {
-        auto *combo = box<QComboBox>("combFormat");
-        combo->setFocus();
-        QTest::keyClick(combo, QLatin1String(format) == "HTML"_L1 ? Qt::Key_Home : Qt::Key_End);
-    }
-    QString frame() const { return box<QStackedWidget>("frames")->currentWidget()->objectName(); }
-    QPlainTextEdit *source() const { return box<QPlainTextEdit>("txtSource"); }
-    QString body() const { return source()->toPlainText(); }
-    void write(const TestText &text) const { QTest::keyClicks(source(), text); }
-    QString text(const char *name) const { return box<QLineEdit>(name)->text(); }
-    QString format() const { return box<QComboBox>("combFormat")->currentText(); }
-    QString caption() const { return box<QPushButton>("cmdOK")->text().remove(u'&'); }
-    bool marksAttachments() const { return !box<QTabBar>("TabStrip1")->tabIcon(2).isNull(); }
     void fillIn() const
     {
-        type("txtSendername", "The Club");
-        type("txtSendermail", "club@example.org");
-        type("txtSubject", "News");
+        type(*m_window, "txtSendername", "O'Brien");
+        type(*m_window, "txtSendermail", "o'brien@example.org");
+        type(*m_window, "txtSubject", "Bob's \"%1\" news");
     }
-    QStringList messages(const char *columns) const
+    void press(const TestText &button) const { ::press(*m_window, button); }
+    void choose(int tab) const { child<QTabBar>(*m_window, "TabStrip1")->setCurrentIndex(tab); }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const
     {
-        return m_folder->rows(u"select %1 from mmsg"_s.arg(QLatin1String(columns)));
+        QTest::keyClick(QApplication::focusWidget(), key, modifiers);
     }
-    QByteArray page() const { return readFile(m_folder->file("source.htm")); }
-    /// Does `steps` while the window is open; what is open then is cancelled. Returns what `show`
-    /// returned.
-    bool during(const std::function<bool()> &show, const std::function<void()> &steps) const
+    QString body() const { return m_source->toPlainText(); }
+    QStringList stored(const TestText &columns) const
     {
-        const WhenShown<frmNewMail> person([&](frmNewMail &window) {
-            QVERIFY(QTest::qWaitForWindowActive(&window));
-            steps();
-            if (window.isVisible())
-                press("cmdCancel");
-        });
-        return show();
+        return m_folder->rows(u"select %1 from mmsg"_s.arg(columns));
     }
-    bool create(const std::function<void()> &steps) const
+    /// Does `steps` in the editor of a stored message, or of a new one; whether it was stored.
+    bool use(qint64 number, const std::function<void()> &steps) const
     {
-        return during([this] { return m_window->createMessage(); }, steps);
-    }
-    bool edit(qint64 msgid, const std::function<void()> &steps) const
-    {
-        return during([this, msgid] { return m_window->editMessage(msgid); }, steps);
+        bool isStored = false;
+        during<frmNewMail>(
+            [&] { isStored = number ? m_window->editMessage(number) : m_window->createMessage(); },
+            [&](frmNewMail &window) {
+                QVERIFY(QTest::qWaitForWindowActive(&window));
+                steps();
+            });
+        return isStored;
     }
 
     std::unique_ptr<TestFolder> m_folder;
@@ -114,338 +50,155 @@ private:
     RecordingHtmlView *m_view = nullptr;
     std::optional<QString> m_fetched;
     std::unique_ptr<frmNewMail> m_window;
-};
+    QPlainTextEdit *m_source = nullptr;
+    QComboBox *m_format = nullptr;
 
-void TestNewMail::initTestCase()
-{
-    // The platform without a screen has no theme of its own.
-    QIcon::setThemeSearchPaths({u"/usr/share/icons"_s});
-    QIcon::setThemeName(u"breeze"_s);
-}
-
-void TestNewMail::init()
-{
-    m_folder = std::make_unique<TestFolder>();
-    m_op = std::make_unique<ScriptedOperator>();
-    m_view = nullptr;
-    m_fetched = {};
-    m_window =
-        std::make_unique<frmNewMail>(m_folder->folder(), *m_op, RecordingHtmlView::factory(m_view),
-                                     [this] { return m_fetched; });
-}
-
-void TestNewMail::cleanup()
-{
-    m_window.reset();
-    m_op.reset();
-    m_folder.reset();
-}
-
-void TestNewMail::createsAMessage()
-{
-    m_op->files.push(u"/tmp/it's.pdf"_s);
-    QVERIFY(create([this] {
-        QCOMPARE(m_window->windowTitle(), u"Create Email"_s);
-        QCOMPARE(caption(), u"Create"_s);
-        QCOMPARE(format(), u"TEXT"_s);
-        QVERIFY(box<QLineEdit>("txtSendername")->hasFocus());
-        type("txtSendername", "O'Brien");
-        type("txtSendermail", "o'brien@example.org");
-        type("txtReplymail", "nobody");
-        type("txtSubject", "Bob's \"%1\" news");
-        choose(2);
-        QCOMPARE(frame(), u"fmAttachment"_s);
-        press("cmdAtt03");
-        choose(0);
-        write("It's");
-        QTest::keyClick(source(), Qt::Key_Return);
-        press("cmdOK");
-        QVERIFY(!m_window->isVisible());
-    }));
-    QCOMPARE(messages("sendername, senderemail, replyemail, subject, format, attach01, attach02, "
-                      "attach03, source"),
-             QStringList{u"O'Brien|o'brien@example.org|nobody|Bob's \"%1\" news|TEXT"
-                         "|||/tmp/it's.pdf|It's\r\n"_s});
-
-    // The next one begins empty, a message of its own with the same subject.
-    QVERIFY(create([this] {
-        for (const char *name :
-             {"txtSendername", "txtSendermail", "txtReplymail", "txtSubject", "txtAtt03"})
-            QCOMPARE(text(name), QString());
-        QCOMPARE(body(), QString());
-        QVERIFY(!marksAttachments());
-        fillIn();
-        type("txtSubject", "Bob's \"%1\" news");
-        setFormat("HTML");
-        press("cmdOK");
-    }));
-    QCOMPARE(messages("msgid, format"), QStringList({u"1|TEXT"_s, u"2|HTML"_s}));
-}
-
-void TestNewMail::checksInOrder()
-{
-    create([this] {
-        const auto refused = [this](const char *message, const char *box) {
-            m_op->told.clear();
-            press("cmdOK");
-            QCOMPARE(m_op->told, QStringList{u"Email Manager|"_s + QLatin1String(message)});
-            QVERIFY(this->box<QLineEdit>(box)->hasFocus());
-        };
-        refused("Subject cannot be empty !", "txtSubject");
-        type("txtSubject", "News");
-        refused("Sender Name cannot be empty !", "txtSendername");
-        type("txtSendername", "Club");
-        refused("Sender Email cannot be empty !", "txtSendermail");
-        type("txtSendermail", "club.example.org");
-        refused("Invalid Sender Email !", "txtSendermail");
-    });
-    QCOMPARE(messages("*"), QStringList());
-}
-
-void TestNewMail::editsAMessage()
-{
-    const qint64 other = m_folder->addMessage("Other", "x");
-    const qint64 message = m_folder->addMessage("News", "a\nb");
-    m_folder->execute("update mmsg set encode='e', priority='p', replyemail='r', attach01='/a'");
-    QVERIFY(during([&] { return m_window->editMessage(message, u"Edit Email [ 2-News ]"_s); },
-                   [this] {
-                       QCOMPARE(m_window->windowTitle(), u"Edit Email [ 2-News ]"_s);
-                       QCOMPARE(caption(), u"Save"_s);
-                       type("txtSubject", "It's new");
-                       type("txtSendermail", "o'brien@example.org");
-                       box<QLineEdit>("txtReplymail")->clear();
-                       type("txtAtt02", "/b'1");
-                       press("cmdOK");
-                   }));
-    QCOMPARE(
-        messages("msgid, subject, sendername, senderemail, replyemail, format, encode, priority, "
-                 "attach01, attach02, attach03, source"),
-        QStringList(
-            {u"%1|Other|The Club|club@example.org|r|TEXT|e|p|/a|null|null|x"_s.arg(other),
-             u"%1|It's new|The Club|o'brien@example.org||TEXT|e|p|/a|/b'1||a\nb"_s.arg(message)}));
-    edit(message, [this] { QCOMPARE(m_window->windowTitle(), u"Edit Email"_s); });
-}
-
-void TestNewMail::showsWhatIsStored_data()
-{
-    QTest::addColumn<QString>("set");
-    QTest::addColumn<QString>("shown");
-    QTest::addColumn<bool>("hasAttachment");
-    const auto row = [](const char *set, const char *format, bool hasAttachment) {
-        QTest::newRow(set) << set << format << hasAttachment;
-    };
-    row("format='TEXT'", "TEXT", false);
-    row("format=null, source=null, subject=null", "HTML", false);
-    row("format='text'", "HTML", false);
-    row("attach03='/a'", "TEXT", true);
-}
-
-void TestNewMail::showsWhatIsStored()
-{
-    QFETCH(QString, set);
-    QFETCH(QString, shown);
-    QFETCH(bool, hasAttachment);
-
-    const qint64 message = m_folder->addMessage("News", "body");
-    m_folder->execute(u"update mmsg set "_s + set);
-    edit(message, [&] {
-        QCOMPARE(format(), shown);
-        QCOMPARE(frame(), u"fmSource"_s);
-        QCOMPARE(marksAttachments(), hasAttachment);
-        QCOMPARE(!m_view->shown.isEmpty(), shown == "HTML"_L1);
-        QCOMPARE(body(), set.contains("source"_L1) ? QString() : u"body"_s);
-    });
-}
-
-void TestNewMail::leavingStoresNothing()
-{
-    for (const bool closes : {false, true}) {
-        QVERIFY(!create([&] {
-            fillIn();
-            // Neither of these keys leaves the window.
-            QTest::keyClick(box<QLineEdit>("txtSubject"), Qt::Key_Return);
-            QTest::keyClick(source(), Qt::Key_Escape);
-            QVERIFY(m_window->isVisible());
-            QCOMPARE(text("txtSubject"), u"News"_s);
-            closes ? void(m_window->close()) : press("cmdCancel");
-            QVERIFY(!m_window->isVisible());
-        }));
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<TestFolder>();
+        m_op = std::make_unique<ScriptedOperator>();
+        m_window = std::make_unique<frmNewMail>(m_folder->folder(), *m_op,
+                                                RecordingHtmlView::factory(m_view),
+                                                [this] { return m_fetched; });
+        m_source = child<QPlainTextEdit>(*m_window, "txtSource");
+        m_format = child<QComboBox>(*m_window, "combFormat");
     }
-    QCOMPARE(messages("*"), QStringList());
-}
 
-void TestNewMail::tabGoesFromTheSubjectToTheBody()
-{
-    create([this] {
-        box<QLineEdit>("txtSubject")->setFocus();
-        QTest::keyClick(box<QLineEdit>("txtSubject"), Qt::Key_Tab);
-        QVERIFY(source()->hasFocus());
-        QTest::keyClick(source(), Qt::Key_Tab, Qt::ControlModifier);
-        QCOMPARE(body(), u"\t"_s);
-        QTest::keyClick(source(), Qt::Key_Tab);
-        QVERIFY(box<QPushButton>("cmdOK")->hasFocus());
-    });
-}
+    void storesWhatWasWritten()
+    {
+        m_op->files = std::queue<QString>({u"/tmp/it's.pdf"_s, {}});
+        m_folder->refuse("update on mmsg");
+        QVERIFY(use(0, [this] {
+            for (const auto &[box, message] : {std::pair("txtSubject", "Subject cannot be empty !"),
+                                               {"txtSendername", "Sender Name cannot be empty !"},
+                                               {"txtSendermail", "Sender Email cannot be empty !"},
+                                               {"txtSendermail", "Invalid Sender Email !"}}) {
+                press("cmdOK");
+                QCOMPARE(m_op->told.last(), u"Email Manager|"_s + QLatin1String(message));
+                QVERIFY(child(*m_window, box)->hasFocus());
+                type(*m_window, box, "x");
+            }
+            fillIn();
+            choose(2);
+            press("cmdAtt03");
+            press("cmdAtt03"); // cancelled
+            choose(0);
+            QTest::keyClicks(m_source, u"It's"_s);
+            press("cmdOK");
+            QVERIFY(m_op->told.last().endsWith(u" was generated by SQLite\rno room"_s));
+            QCOMPARE(stored("*"), QStringList());
+            m_folder->allow("update on mmsg");
+            press("cmdOK");
+        }));
+        const TestText all = "sendername, senderemail, replyemail, subject, format, attach01, "
+                             "attach02, attach03, source, encode, priority";
+        const QString first =
+            u"O'Brien|o'brien@example.org||Bob's \"%1\" news|TEXT|||/tmp/it's.pdf|It's|null|null"_s;
+        QCOMPARE(stored(all), QStringList(first));
+        // Another one begins empty, but with the text's history.
+        QVERIFY(use(0, [this] {
+            QCOMPARE(child<QLineEdit>(*m_window, "txtAtt03")->text() + body(), QString());
+            QTest::keyClick(m_source, Qt::Key_Z, Qt::ControlModifier);
+            fillIn();
+            press("cmdOK");
+        }));
+        // Edited, it keeps what the window does not show.
+        m_folder->execute("update mmsg set encode='e', priority='p', format=null where msgid=2");
+        QVERIFY(use(2, [this] {
+            QCOMPARE(m_window->windowTitle() + m_format->currentText(), u"Edit EmailHTML"_s);
+            type(*m_window, "txtReplymail", "r");
+            press("cmdOK");
+        }));
+        QCOMPARE(
+            stored(all),
+            QStringList(
+                {first, u"O'Brien|o'brien@example.org|r|Bob's \"%1\" news|HTML||||It's|e|p"_s}));
+        use(2, [this] {
+            m_folder->execute("delete from mmsg");
+            press("cmdOK");
+        });
+        QVERIFY(m_op->told.last().endsWith(u"There is no message 2 any more."_s));
+        QVERIFY(!m_window->editMessage(2));
+        QCOMPARE(m_op->told.last(), u"Error|Get_Msg :  Error # 0 was generated by Quillbright\r"
+                                    "There is no message 2."_s);
+    }
 
-void TestNewMail::failedSaveKeepsEverything()
-{
-    m_folder->refuse("update on mmsg");
-    QVERIFY(create([this] {
-        fillIn();
-        write("body");
-        press("cmdOK");
-        QCOMPARE(m_op->told.size(), 1);
-        QVERIFY(m_op->told[0].startsWith(u"Error|Error # "_s));
-        QVERIFY(m_op->told[0].endsWith(u" was generated by SQLite\rno room"_s));
-        QVERIFY(m_window->isVisible());
-        QCOMPARE(body(), u"body"_s);
-        QCOMPARE(messages("*"), QStringList());
-        m_folder->allow("update on mmsg");
-        press("cmdOK");
-    }));
-    QCOMPARE(messages("subject, source"), QStringList{u"News|body"_s});
+    void leavingAsksWhatIsToBecomeOfChanges()
+    {
+        const qint64 number = m_folder->addMessage("News", "a\nb");
+        QVERIFY(!use(number, [this] { key(Qt::Key_Escape); })); // nothing to ask about
+        QVERIFY(!use(number, [this] {
+            QTest::keyClicks(m_source, u"x"_s);
+            m_op->choices =
+                std::queue<QString>({u"Cancel"_s, u"Cancel"_s, u"&Save"_s, u"&Discard"_s});
+            key(Qt::Key_Escape);
+            m_window->close();
+            type(*m_window, "txtSubject", "");
+            press("cmdCancel"); // without a subject it cannot be saved
+            QVERIFY(m_window->isVisible());
+            press("cmdCancel");
+        }));
+        QCOMPARE(stored("subject, source"), QStringList(u"News|a\nb"_s));
+        m_op->choices.push(u"&Save"_s);
+        QVERIFY(use(number, [this] { type(*m_window, "txtSubject", "Other"); }));
+        QCOMPARE(stored("subject, source"), QStringList(u"Other|a\nb"_s));
+        QCOMPARE(m_op->asked.last(), u"Email Manager|The email has changes that are not stored.|"
+                                     "&Save*|&Discard|Cancel"_s);
+    }
 
-    QVERIFY(!edit(1, [this] {
-        m_folder->execute("delete from mmsg");
-        press("cmdOK");
-        QVERIFY(m_window->isVisible());
-        QVERIFY(m_op->told.last().endsWith(u"There is no message 1 any more."_s));
-    }));
-}
+    void tabGoesRound()
+    {
+        use(0, [this] {
+            auto *subject = child<QLineEdit>(*m_window, "txtSubject");
+            QTest::keyClicks(m_source, u"\t"_s);
+            m_source->setFocus();
+            key(Qt::Key_Backtab, Qt::ShiftModifier);
+            QVERIFY(subject->hasFocus());
+            key(Qt::Key_Tab);
+            QVERIFY(m_source->hasFocus());
+            key(Qt::Key_Tab, Qt::ControlModifier);
+            QVERIFY(child(*m_window, "cmdOK")->hasFocus());
+            for (int i = 0; i < 30 && !subject->hasFocus(); ++i)
+                key(Qt::Key_Tab);
+            QVERIFY(subject->hasFocus());
+            QCOMPARE(body(), u"\t"_s);
+            m_op->choices.push(u"&Discard"_s);
+        });
+    }
 
-void TestNewMail::failedLoadOpensNothing()
-{
-    QVERIFY(!m_window->editMessage(9));
-    QCOMPARE(m_op->told, QStringList{u"Error|Get_Msg :  Error # 0 was generated by "
-                                     "Quillbright\rThere is no message 9."_s});
-}
-
-/// With its history, and without its dialog.
-void TestNewMail::nextMessageMeetsTheEditor()
-{
-    create([this] {
-        write("ab");
-        QTest::keyClick(source(), Qt::Key_F, Qt::ControlModifier);
-        QVERIFY(box<QDialog>("FindReplaceDialog")->isVisible());
-        press("cmdCancel");
-        QVERIFY(!box<QDialog>("FindReplaceDialog")->isVisible());
-    });
-    create([this] {
-        QTest::keyClick(source(), Qt::Key_Z, Qt::ControlModifier);
-        QCOMPARE(body(), u"ab"_s);
-    });
-}
-
-void TestNewMail::previewsHtml()
-{
-    const QString body = u"<b>%%FIRSTNAME%%</b>\r\n\u20ac"_s;
-    const qint64 message = m_folder->addMessage("News", body, u"HTML"_s);
-    edit(message, [this, body] {
-        const QString path = m_folder->file("source.htm");
-        QCOMPARE(m_view->shown, QStringList{path});
-        QCOMPARE(page(), "\xef\xbb\xbf" + body.toUtf8() + "\r\n");
-        write("x");
-        choose(1);
-        QCOMPARE(frame(), u"fmPreview"_s);
-        QVERIFY(m_view->isVisible());
-        QCOMPARE(m_view->objectName(), u"WebBrowser1"_s);
-        QCOMPARE(m_view->shown, QStringList({path, path}));
-        QVERIFY(page().contains("x<b>"));
-        setFormat("TEXT");
-        QCOMPARE(frame(), u"fmSource"_s);
-        setFormat("HTML");
-        QCOMPARE(frame(), u"fmPreview"_s);
-        choose(2);
-        QCOMPARE(frame(), u"fmAttachment"_s);
-        choose(0);
-        QCOMPARE(frame(), u"fmSource"_s);
-    });
-}
-
-void TestNewMail::previewThatIsNone()
-{
-    create([this] {
-        write("text");
-        choose(1);
-        QCOMPARE(frame(), u"fmSource"_s); // that of a text is the text
-        QVERIFY(source()->isVisible());
-        QVERIFY(m_view->shown.isEmpty());
-        QCOMPARE(page(), "none");
-        QVERIFY(QDir().mkdir(m_folder->file("source.htm")));
-        setFormat("HTML");
-        QCOMPARE(m_op->told.size(), 1);
-        QVERIFY(m_op->told[0].startsWith(
-            u"Error|Error # 0 was generated by File system\rCannot write "_s));
-    });
-}
-
-void TestNewMail::browsesForAttachments()
-{
-    m_op->files = std::queue<QString>({u"/a"_s, u"/b"_s, {}});
-    create([this] {
-        choose(2);
-        press("cmdAtt01");
-        QVERIFY(marksAttachments());
-        press("cmdAtt02");
-        type("txtAtt03", "typed");
-        press("cmdAtt03");
-        QCOMPARE(text("txtAtt01"), u"/a"_s);
-        QCOMPARE(text("txtAtt02"), u"/b"_s);
-        QCOMPARE(text("txtAtt03"), u"typed"_s);
-    });
-    const QString rest = u"|All(*.*)|*.*|"_s + m_folder->folder().path();
-    QCOMPARE(m_op->asked, QStringList({u"Attachement 1"_s + rest, u"Attachement 2"_s + rest,
-                                       u"Attachement 3"_s + rest}));
-}
-
-void TestNewMail::importsAFile()
-{
-    const QString path = writeFile(m_folder->file("page.htm"), "<b>\nx");
-    m_op->files = std::queue<QString>({path, {}, m_folder->folder().path(), path});
-    QVERIFY(create([this] {
-        fillIn();
-        press("cmdOpen");
-        QCOMPARE(body(), u"<b>\nx\n"_s);
-        QCOMPARE(format(), u"TEXT"_s);
-        box<QAction>("Open")->trigger(); // cancelled
-        QVERIFY(m_op->told.isEmpty());
-        box<QAction>("Open")->trigger(); // a folder
-        QCOMPARE(m_op->told.size(), 1);
-        QVERIFY2(m_op->told[0].startsWith(u"Error|Error # 0"_s), qPrintable(m_op->told[0]));
-        press("cmdOK");
-    }));
-    // Imported while the preview is up, it is what the preview shows.
-    create([this] {
-        box<QComboBox>("combFormat")->setCurrentText(u"HTML"_s);
-        box<QTabBar>("TabStrip1")->setCurrentIndex(1);
-        press("cmdOpen");
-        QVERIFY(page().contains("<b>\r\nx"));
-        QCOMPARE(m_view->shown.size(), 2);
-    });
-    QCOMPARE(m_op->asked[0], u"Open File|TXT/HTM (*.txt;*.htm;*.html)|"
-                             "*.txt;*.htm;*.html|"_s);
-    QCOMPARE(messages("format, source"), QStringList{u"TEXT|<b>\r\nx\r\n"_s});
-}
-
-void TestNewMail::importsFromTheWeb()
-{
-    create([this] {
-        write("typed");
-        press("cmdWeb"); // cancelled
-        QCOMPARE(body(), u"typed"_s);
-        QCOMPARE(format(), u"TEXT"_s);
-        QVERIFY(m_view->shown.isEmpty());
-        m_fetched = u"<i>web</i>"_s;
-        press("cmdWeb");
-        QCOMPARE(body(), u"<i>web</i>"_s);
-        QCOMPARE(format(), u"HTML"_s);
-        QVERIFY(page().contains("<i>web</i>"));
-        QCOMPARE(m_view->shown.size(), 1);
-        m_fetched = QString();
-        box<QAction>("OpenWeb")->trigger();
-        QCOMPARE(body(), QString());
-    });
-}
+    void importsAndPreviews()
+    {
+        const QString path = writeFile(m_folder->file("page.htm"), "<b>\n\xe2\x82\xac");
+        const auto page = [this] { return readFile(m_folder->file("source.htm")); };
+        m_op->files = std::queue<QString>({path, m_folder->folder().path(), path});
+        use(0, [&] {
+            choose(1);
+            QVERIFY(m_source->isVisible()); // the preview of a text is the text
+            press("cmdOpen");
+            QCOMPARE(page(), "none");
+            QCOMPARE(m_format->currentText(), u"TEXT"_s);
+            press("cmdOpen"); // a folder
+            QCOMPARE(m_op->told.size(), 1);
+            m_format->setCurrentText(u"HTML"_s);
+            QVERIFY(m_view->isVisible());
+            QCOMPARE(page(), "\xef\xbb\xbf<b>\r\n\xe2\x82\xac\r\n\r\n");
+            // A body that is there goes only when the person agrees.
+            m_op->answers = std::queue<bool>({false, false, true});
+            press("cmdOpen");
+            press("cmdWeb"); // cancelled there
+            m_fetched = u"<i>"_s;
+            press("cmdWeb");
+            QCOMPARE(body(), u"<b>\n\u20ac\n"_s);
+            m_format->setCurrentText(u"TEXT"_s);
+            press("cmdWeb");
+            QCOMPARE(body() + m_format->currentText(), u"<i>HTML"_s);
+            QVERIFY(page().contains("<i>"));
+            QCOMPARE(m_view->shown.last(), m_folder->file("source.htm"));
+            m_op->choices.push(u"&Discard"_s);
+        });
+    }
+};
 
 QTEST_MAIN(TestNewMail)
 #include "tst_newmail.moc"

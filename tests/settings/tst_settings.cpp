@@ -3,11 +3,10 @@
 #include "testfolder.h"
 #include "unsubscribelist.h"
 
-#include <QFile>
+#include <QRegularExpression>
 #include <QTest>
 
-namespace
-{
+using namespace Qt::StringLiterals;
 
 /// The store of a program that has a folder and an account's settings of its own.
 struct Program {
@@ -17,135 +16,95 @@ struct Program {
     SettingsStore store{folder.folder()};
 };
 
-} // namespace
-
 class TestSettings final : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void keepsEveryValue();
-    void fileIsPrivate();
-    void readsHandWrittenFile_data();
-    void readsHandWrittenFile();
-    void loadsUnsubscribeLines_data();
-    void loadsUnsubscribeLines();
-    void matchesWholeLines_data();
-    void matchesWholeLines();
+    void keepsEveryValueToItself()
+    {
+        const Program program;
+        QCOMPARE(program.store.load(), Settings());
+        QVERIFY(!QFile::exists(program.settings));
+        Settings settings;
+        settings.smtpServer = u"smtp://[::1]:2525"_s;
+        settings.operatorAddress = u"me@example.org, you@example.org"_s;
+        settings.account = u"Jürgen \"the\" \\admin"_s;
+        settings.validateAddresses = true;
+        settings.unsubscribed = u"göne@example.org\r\n"_s;
+        for (const char *password :
+             {"p,a;s=s #%@[1] \t\"'", "\"q;r\"", "a\\\\b", "@@x", " x ", ""}) {
+            settings.password = QString::fromUtf8(password);
+            settings.requireLogon = !settings.requireLogon;
+            program.store.save(settings);
+            QCOMPARE(program.store.load(), settings);
+            QVERIFY(readFile(program.settings).contains("\nPassword="_ba + password + '\n'));
+        }
+        QCOMPARE(readFile(program.unsubscribed), "göne@example.org\r\n\r\n");
+        settings.operatorAddress = u"me\nLogin=1"_s;
+        settings.requireLogon = false;
+        program.store.save(settings);
+        QVERIFY(!program.store.load().requireLogon);
+
+        // The file is private whoever made it, and reading says when it was not.
+        constexpr auto others = QFileDevice::ReadGroup | QFileDevice::ReadOther;
+        QVERIFY(!(QFile::permissions(program.settings) & others));
+        QFile::setPermissions(program.settings, QFile::permissions(program.settings) | others);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"could be read by others"_s));
+        QCOMPARE(program.store.load().account, settings.account);
+        QVERIFY(!(QFile::permissions(program.settings) & others));
+    }
+
+    void readsLinesAsTheyStand()
+    {
+        const struct {
+            const char *lines, *password;
+        } rows[] = {
+            {"Password=s3cr;t", "s3cr;t"}, // as a person writes
+            {"Password=a\\b", "a\\b"},
+            {"Password=\"q\"", "\"q\""},
+            {"Password=a,b=c", "a,b=c"},
+            {"Password = \"x\r", "\"x"},
+            {"Password=\"s3cr;t\"", "s3cr;t"}, // as the program once wrote
+            {"Password=a\\\\b", "a\\b"},
+            {"Password=\\\"q\\\"", "\"q\""},
+            {"Password=\"\\\"a\\\\,b\\\"\"", "\"a\\,b\""},
+            {"Password=\" x \"", " x "},
+            {"Password=@@x", "@x"},
+            {"\xff\xfe\x1[[[", ""},
+        };
+        const Program program;
+        for (const auto &row : rows) {
+            writeFile(program.settings, "[General]\nLogin=true\n"_ba + row.lines + "\nSMTP=m:25\n");
+            QFile::setPermissions(program.settings, QFile::ReadOwner | QFile::WriteOwner);
+            const Settings settings = program.store.load();
+            QCOMPARE(settings.password, QString::fromUtf8(row.password));
+            QCOMPARE(settings.smtpServer, u"m:25"_s);
+            QVERIFY(!settings.requireLogon);
+        }
+    }
+
+    void loadsUnsubscribeLines()
+    {
+        const Program program;
+        QCOMPARE(program.store.load().unsubscribed, QString());
+        writeFile(program.unsubscribed, "\ufeffa@x.org\r\n\r\n   \r\n b@x.org \nm\xfcller@x.org\n"
+                                        "müller@y.org");
+        QCOMPARE(program.store.load().unsubscribed,
+                 u"a@x.org\r\n b@x.org \r\nmüller@x.org\r\nmüller@y.org\r\n"_s);
+    }
+
+    void matchesWholeLines()
+    {
+        const UnsubscribeList list(u"gone@example.org\r\nblank@example.org \r\n"
+                                   "jürgen@example.org\r\nLAST@example.org"_s);
+        for (const char *address :
+             {"  Gone@EXAMPLE.org ", "last@example.org", "JÜRGEN@example.org"})
+            QVERIFY2(list.contains(QString::fromUtf8(address)), address);
+        for (const char *address : {"one@example.org", "gone@example.org.uk", "blank@example.org"})
+            QVERIFY2(!list.contains(QString::fromUtf8(address)), address);
+    }
 };
-
-void TestSettings::keepsEveryValue()
-{
-    const Program program;
-    QCOMPARE(program.store.load(), Settings());
-    QVERIFY(!QFile::exists(program.settings));
-    Settings settings;
-    settings.smtpServer = QStringLiteral("smtp://[::1]:2525");
-    settings.operatorAddress = QStringLiteral("me@example.org, you@example.org");
-    settings.account = QStringLiteral("Jürgen \"the\" \\admin");
-    settings.password = QStringLiteral("p,a;s=s #%@[1] \t\"'");
-    settings.requireLogon = true;
-    settings.validateAddresses = true;
-    settings.unsubscribed = QStringLiteral("g\u00f6ne@example.org\r\n");
-    program.store.save(settings);
-    QCOMPARE(program.store.load(), settings);
-    // The names in the file are part of what a person may edit.
-    const QByteArray text = readFile(program.settings);
-    for (const char *line : {"[General]", "SMTP=", "Operator=", "Username=", "Password=", "Login=1",
-                             "Log=0", "ValidateEmail=1"})
-        QVERIFY2(text.contains(line), line);
-    QCOMPARE(readFile(program.unsubscribed), QByteArray("g\xc3\xb6ne@example.org\r\n\r\n"));
-}
-
-void TestSettings::fileIsPrivate()
-{
-    constexpr auto others = QFileDevice::ReadGroup | QFileDevice::WriteGroup |
-                            QFileDevice::ReadOther | QFileDevice::WriteOther;
-    const Program program;
-    program.store.save({});
-    QVERIFY(!(QFile::permissions(program.settings) & others));
-    QFile::setPermissions(program.settings, QFile::permissions(program.settings) | others);
-    program.store.save({});
-    QVERIFY(!(QFile::permissions(program.settings) & others));
-}
-
-void TestSettings::readsHandWrittenFile_data()
-{
-    QTest::addColumn<QByteArray>("line");
-    QTest::addColumn<QString>("server");
-    QTest::addColumn<bool>("login");
-    const auto row = [](const char *name, const QByteArray &line, const char *server, bool login) {
-        QTest::newRow(name) << line << QString::fromLatin1(server) << login;
-    };
-    row("plain", "SMTP=mail.example.org:587", "mail.example.org:587", false);
-    row("comma", "SMTP=a,b", "a,b", false);
-    row("login on", "Login=1", "", true);
-    row("login true is not 1", "Login=true", "", false);
-    row("garbage", QByteArray("\xff\xfe\x00[[[", 6), "", false);
-    row("zero ends", "SMTP=mail\\0junk", "mail", false);
-}
-
-void TestSettings::readsHandWrittenFile()
-{
-    QFETCH(QByteArray, line);
-    QFETCH(QString, server);
-    QFETCH(bool, login);
-    const Program program;
-    writeFile(program.settings, "[General]\n" + line + '\n');
-    const Settings settings = program.store.load();
-    QCOMPARE(settings.smtpServer, server);
-    QCOMPARE(settings.requireLogon, login);
-}
-
-void TestSettings::loadsUnsubscribeLines_data()
-{
-    QTest::addColumn<QByteArray>("file");
-    QTest::addColumn<QString>("text");
-    const auto row = [](const char *name, const char *file, const char *text) {
-        QTest::newRow(name) << QByteArray(file) << QString::fromUtf8(text);
-    };
-    row("crlf", "a@x.org\r\nb@x.org\r\n\r\n", "a@x.org\r\nb@x.org\r\n");
-    row("lf, no end", "a@x.org\nb@x.org", "a@x.org\r\nb@x.org\r\n");
-    row("blank lines go, blanks stay", "\r\n   \r\n a@x.org \r\n", " a@x.org \r\n");
-    row("byte-order mark", "\ufeffa@x.org\n", "a@x.org\r\n");
-    row("one line in an old encoding", "m\xfcller@x.org\nmüller@y.org\n",
-        "müller@x.org\r\nmüller@y.org\r\n");
-    row("empty", "", "");
-}
-
-void TestSettings::loadsUnsubscribeLines()
-{
-    QFETCH(QByteArray, file);
-    QFETCH(QString, text);
-    const Program program;
-    writeFile(program.unsubscribed, file);
-    QCOMPARE(program.store.load().unsubscribed, text);
-}
-
-void TestSettings::matchesWholeLines_data()
-{
-    QTest::addColumn<QString>("address");
-    QTest::addColumn<bool>("isIn");
-    const auto row = [](const char *name, const char *address, bool isIn) {
-        QTest::newRow(name) << QString::fromUtf8(address) << isIn;
-    };
-    row("case and blanks", "  Gone@EXAMPLE.org ", true);
-    row("part of a line", "one@example.org", false);
-    row("longer", "gone@example.org.uk", false);
-    row("line with a trailing blank", "blank@example.org", false);
-    row("last line without a break", "last@example.org", true);
-    row("non-ASCII case", "JÜRGEN@example.org", true);
-}
-
-void TestSettings::matchesWholeLines()
-{
-    QFETCH(QString, address);
-    QFETCH(bool, isIn);
-    const UnsubscribeList list(
-        QStringLiteral("gone@example.org\r\nblank@example.org \r\njürgen@example.org\r\n"
-                       "LAST@example.org"));
-    QCOMPARE(list.contains(address), isIn);
-}
 
 QTEST_GUILESS_MAIN(TestSettings)
 #include "tst_settings.moc"

@@ -35,7 +35,7 @@ T take(std::queue<T> &answers, const QString &question)
 
 ScriptedOperator::~ScriptedOperator()
 {
-    if (!answers.empty() || !passwords.empty() || !files.empty())
+    if (!answers.empty() || !choices.empty() || !passwords.empty() || !files.empty())
         QTest::qFail("A scripted answer was never asked for", __FILE__, __LINE__);
 }
 
@@ -56,12 +56,38 @@ bool ScriptedOperator::ask(const QString &text, const QString &title)
     return take(answers, text);
 }
 
+int ScriptedOperator::choose(const QString &text, const QString &title, const QStringList &buttons,
+                             int preset)
+{
+    QStringList shown = buttons;
+    shown[preset] += QLatin1Char('*');
+    asked += QStringList{title, text, shown.join(QLatin1Char('|'))}.join(QLatin1Char('|'));
+    return int(buttons.indexOf(take(choices, text)));
+}
+
 QString ScriptedOperator::inputPassword(const QString &prompt, const QString &title)
 {
     asked += title + QLatin1Char('|') + prompt;
     if (whileAsked)
         whileAsked();
     return take(passwords, prompt);
+}
+
+QStringList RecordingView::shown() const
+{
+    static const QStringList phases = {QStringLiteral("Connecting"), QStringLiteral("Sending"),
+                                       QStringLiteral("Waiting"), QStringLiteral("WaitingForList"),
+                                       QStringLiteral("Ended")};
+    QStringList lines;
+    for (const RunProgress &each : progress)
+        lines += QStringLiteral("%1 %2 %3% %4-%5 %6-%7")
+                     .arg(phases[int(each.phase)], each.address)
+                     .arg(each.percent())
+                     .arg(each.pass.succeeded)
+                     .arg(each.pass.failed)
+                     .arg(each.whole.succeeded)
+                     .arg(each.whole.failed);
+    return lines;
 }
 
 QString ScriptedOperator::openFile(const QString &title, const QString &filter,

@@ -51,6 +51,8 @@ public:
     void tell(const QString &text, const QString &title) override;
     void warn(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
+    int choose(const QString &text, const QString &title, const QStringList &buttons,
+               int preset) override;
     QString inputPassword(const QString &prompt, const QString &title) override;
     QString openFile(const QString &title, const QString &filter, const QString &folder) override;
     QString saveFile(const QString &title, const QString &filter, const QString &folder) override
@@ -59,12 +61,15 @@ public:
     }
 
     std::queue<bool> answers;
+    std::queue<QString> choices; ///< the texts of the buttons to press
     std::queue<QString> passwords;
     std::queue<QString> files;        ///< chosen in file dialogs; empty for Cancel
     std::function<void()> whileAsked; ///< while a password is asked for
     QStringList told;                 ///< "title|text" of messages
     QStringList warned;               ///< those of them with an exclamation mark
-    QStringList asked; ///< the same of questions; "title|filter|folder" of file dialogs
+    /// The same of questions, with "|button" for each button that is named in the question, "*"
+    /// after the default one; "title|filter|folder" of file dialogs.
+    QStringList asked;
 };
 
 /// Stands still until it is set or waited on; waits take no time.
@@ -106,18 +111,27 @@ struct FakeSettings final : LiveSettings {
 class RecordingView final : public RunView
 {
 public:
+    void beginPass(const JobRow &) override { running += true; }
+    void showProgress(const RunProgress &shown) override { progress += shown; }
+    void noteFailure(const QString &address, const QString &reason) override
+    {
+        failures += address + QLatin1Char('|') + reason;
+    }
+    void endPass(const JobRow &shown, bool) override
+    {
+        row = shown;
+        running += false;
+    }
     void showRow(const JobRow &shown) override { row = shown; }
-    void showPanel(Panel panel, const QString &text) override { panels[panel] += text; }
-    void showProgress(float percent) override { progress += percent; }
-    void showWaiting(bool waiting) override { isWaiting = waiting; }
-    void setRunning(bool isRunning) override { running += isRunning; }
-    void highlightRow(const JobRow &, bool) override {}
     void openOptions() override { ++optionsOpened; }
 
+    /// Of each progress the phase, the recipient, the bar, and the succeeded and failed of the pass
+    /// and of the whole run.
+    QStringList shown() const;
+
     JobRow row;
-    QHash<int, QStringList> panels;
-    QList<float> progress;
+    QList<RunProgress> progress;
+    QStringList failures; ///< "address|reason"
     QList<bool> running;
     int optionsOpened = 0;
-    bool isWaiting = false;
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "spreadsheet.h"
+#include "desktopspreadsheet.h"
 
 #include <functional>
 

@@ -15,9 +15,10 @@ TestCertificates::TestCertificates()
             openssl x509 -req -in server.csr -CA ca.pem -CAkey ca.key -CAcreateserial -days "$3" \
                 -extfile extensions -out "$1"
         }
-        sign server.pem DNS:localhost,IP:127.0.0.1 2
+        sign server.pem DNS:localhost,DNS:mail.localhost,IP:127.0.0.1 2
         sign other.pem DNS:mail.example.net 2
-        sign expired.pem DNS:localhost,IP:127.0.0.1 -1)");
+        sign expired.pem DNS:mail.localhost -1
+        openssl req -x509 -key server.key -subj "/CN=mail.localhost" -days 2 -out self.pem)");
     QProcess process;
     process.setWorkingDirectory(m_folder.path());
     process.start(QStringLiteral("sh"), {QStringLiteral("-c"), script});

@@ -12,13 +12,15 @@ public:
     TestCertificates();
 
     QString caFile() const { return path("ca.pem"); }
-    /// For localhost and 127.0.0.1.
+    /// For localhost, mail.localhost and 127.0.0.1.
     QString serverCertificate() const { return path("server.pem"); }
     /// For another host than this one.
     QString otherHostCertificate() const { return path("other.pem"); }
-    /// For localhost and 127.0.0.1, until yesterday.
+    /// For mail.localhost, until yesterday.
     QString expiredCertificate() const { return path("expired.pem"); }
-    /// The private key of each of the three certificates.
+    /// For mail.localhost, signed by nobody else.
+    QString selfSignedCertificate() const { return path("self.pem"); }
+    /// The private key of each of the four certificates.
     QString serverKey() const { return path("server.key"); }
 
 private:

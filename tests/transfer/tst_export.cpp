@@ -3,7 +3,7 @@
 #include "fakes.h"
 #include "frmexport.h"
 #include "frmexportdata.h"
-#include "recipientrows.h"
+#include "keyset.h"
 #include "recordingspreadsheet.h"
 #include "smalldisk.h"
 #include "storageerror.h"
@@ -238,8 +238,8 @@ private slots:
     {
         Setup setup;
         const QStringList columns{"email", "fname", "lname", "status", "remark"};
-        RecipientRows rows(setup.folder.folder().listConnectionString(1), columns.join(','),
-                           " where mid > 1", " order by mid desc", 1);
+        Keyset rows(setup.folder.folder().listConnectionString(1), columns.join(','),
+                    " where mid > 1", " order by mid desc", 1);
         rows.readKeys(Keyset::all);
         setup.folder.execute("delete from email where mid = 2", 1);
         setup.exporter.exportRecords(rows, columns, true,

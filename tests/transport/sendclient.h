@@ -4,14 +4,12 @@
 #include "smtpserver.h"
 #include "yield.h"
 
-#include <QRegularExpression>
-
 #include <functional>
 
+using namespace Qt::StringLiterals;
+
 /// Counts, and runs what a test wants to happen while the component waits.
-class ScriptedYield final : public Yield
-{
-public:
+struct ScriptedYield final : Yield {
     void yield() override
     {
         ++count;
@@ -24,83 +22,66 @@ public:
 };
 
 /// The component as the program holds it, with all that it has told.
-class SendClient
-{
-public:
-    explicit SendClient(const QString &host, SmtpTimeouts timeouts = {})
-        : mail(yield, nullptr, timeouts)
+struct SendClient {
+    explicit SendClient(const QString &host, const Smtp::Times &times = Smtp::times)
+        : mail(yield, nullptr, times)
     {
         mail.Host = host;
-        mail.SenderAddress = QStringLiteral("a@example.org");
-        mail.Recipient = QStringLiteral("b@example.net");
-        mail.Subject = QStringLiteral("News");
-        mail.Body = QStringLiteral("Hello\n");
-        QObject::connect(&mail, &SendMail::SendFailed,
-                         [this](const QString &reason) { outcomes << reason; });
-        QObject::connect(&mail, &SendMail::SendSuccesful,
-                         [this] { outcomes << QStringLiteral("sent"); });
-        QObject::connect(&mail, &SendMail::Status,
-                         [this](const QString &text) { statuses << text; });
-    }
-    explicit SendClient(const SmtpServer &server, SmtpTimeouts timeouts = {})
-        : SendClient(QStringLiteral("127.0.0.1:%1").arg(server.port()), timeouts)
-    {
+        mail.SenderAddress = u"a@example.org"_s;
+        mail.Subject = u"News"_s;
+        mail.Body = u"Hello\n"_s;
+        QObject::connect(&mail, &SendMail::SendFailed, [this](auto text) { outcomes << text; });
+        QObject::connect(&mail, &SendMail::SendSuccesful, [this] { outcomes << u"sent"_s; });
+        QObject::connect(&mail, &SendMail::Status, [this](auto text) { statuses << text; });
+        QObject::connect(&mail, &SendMail::Progress, [this](int share) { percents << share; });
     }
 
-    void logIn(const QString &user = QStringLiteral("user"))
+    void logIn(const QString &user = u"user"_s)
     {
         mail.Authenticate = true;
         mail.UserName = user;
-        mail.Password = QStringLiteral("s3cret");
+        mail.Password = u"s3cret"_s;
     }
 
     /// Sends one message and returns its outcome: "sent", or the reason.
-    QString send(const QString &recipient = QStringLiteral("b@example.net"))
+    QString send(const QString &recipient = u"b@example.net"_s)
     {
         const auto before = outcomes.size();
         mail.Recipient = recipient;
         mail.Send();
-        return outcomes.mid(before).join(QStringLiteral(" AND "));
+        return outcomes.mid(before).join(u" AND "_s);
     }
 
     ScriptedYield yield;
     SmtpSendMail mail;
-    QStringList outcomes;
-    QStringList statuses;
+    QStringList outcomes, statuses;
+    QList<int> percents;
 };
-
-/// The program's time limits, or where the server stalls ones that are short enough to wait for.
-inline SmtpTimeouts timeoutsFor(const QList<ServerRule> &rules)
-{
-    using std::chrono::milliseconds;
-    for (const ServerRule &one : rules)
-        if (one.action == ServerRule::Action::Stall)
-            return {milliseconds(700), milliseconds(700), milliseconds(100)};
-    return {};
-}
 
 inline ServerRule rule(const QByteArray &command, ServerRule::Action action, int times = -1,
                        int skip = 0)
 {
-    ServerRule made{command};
-    made.action = action;
-    made.times = times;
-    made.skip = skip;
-    return made;
+    return {.command = command, .action = action, .skip = skip, .times = times};
 }
 
 inline ServerRule answer(const QByteArray &command, const QByteArrayList &reply, int times = -1,
                          int skip = 0)
 {
-    ServerRule made = rule(command, ServerRule::Action::Reply, times, skip);
-    made.reply = reply;
-    return made;
+    return {.command = command, .reply = reply, .skip = skip, .times = times};
 }
 
 /// Makes the server one that wants each command by itself.
 inline ServerRule withoutPipelining()
 {
     return answer("EHLO", {"250-localhost", "250 8BITMIME"});
+}
+
+/// The program's time limits, but a short one for this step.
+inline Smtp::Times impatientAt(Smtp::Step step)
+{
+    Smtp::Times times = Smtp::times;
+    times[step] = std::chrono::milliseconds(200);
+    return times;
 }
 
 /// The lines of all sessions that contain `text`.
@@ -114,26 +95,13 @@ inline QByteArrayList said(const SmtpServer &server, const QByteArray &text)
 /// A server that follows these rules, and a client of it. The server takes commands sent together,
 /// or wants each by itself.
 struct Exchange {
-    explicit Exchange(QList<ServerRule> rules = {}, bool together = true)
-        : server(options(together ? rules : rules << withoutPipelining()))
-        , client(server, timeoutsFor(rules))
+    explicit Exchange(QList<ServerRule> rules = {}, bool together = true,
+                      const Smtp::Times &times = Smtp::times)
+        : server({.rules = together ? rules : rules << withoutPipelining()})
+        , client(u"127.0.0.1:%1"_s.arg(server.port()), times)
     {
-    }
-    static ServerOptions options(const QList<ServerRule> &rules)
-    {
-        ServerOptions made;
-        made.rules = rules;
-        return made;
     }
 
     SmtpServer server;
     SendClient client;
 };
-
-/// The rule that delays the answer to a command.
-inline ServerRule delay(const QByteArray &command, std::chrono::milliseconds time)
-{
-    ServerRule made{command};
-    made.delay = time;
-    return made;
-}

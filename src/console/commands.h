@@ -1,0 +1,77 @@
+#pragma once
+
+#include "recipientexport.h"
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+class ProgramFolder;
+
+/// The program's exit statuses.
+enum ExitStatus {
+    Complete = 0,
+    CompleteWithFailures = 1,
+    WrongUsage = 2,
+    Paused = 3, ///< or ended by a signal
+    Refused = 4,
+    StorageFailure = 5,
+};
+
+/// What the commands throw where they do nothing.
+struct Refusal {
+    QString why;
+};
+
+struct StartOptions {
+    bool failedOnly = false;
+    int reruns = 0;          ///< further reruns over failures when there is no terminal to ask on
+    int batchPauseMs = 1000; ///< how long the run waits after every batch of recipients
+};
+
+// Jobs, lists and messages are given by their number or by an exact, unique name; a message's is
+// its subject. All of them throw Refusal and StorageError.
+
+ExitStatus listJobs(const ProgramFolder &folder, bool json);
+ExitStatus startJob(const ProgramFolder &folder, const QString &job, const StartOptions &options);
+ExitStatus resetJob(const ProgramFolder &folder, const QString &job);
+
+ExitStatus listMailLists(const ProgramFolder &folder, bool json);
+ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, ExportFilter filter,
+                          bool json);
+/// `separator`: an entry of the separator box.
+ExitStatus importList(const ProgramFolder &folder, const QString &list, const QString &file,
+                      const QString &separator);
+/// A file named .xlsx becomes a workbook, others text.
+ExitStatus exportList(const ProgramFolder &folder, const QString &list, const QString &file,
+                      ExportFilter filter);
+
+ExitStatus listMessages(const ProgramFolder &folder, bool json);
+/// Sends the message unpersonalised to `address`.
+ExitStatus testSend(const ProgramFolder &folder, const QString &message, const QString &address);
+
+/// The one of `all` that `wanted` is the number or the name of; `kind` is what they are. Throws
+/// Refusal where there is none or more than one.
+template <typename Row, typename Number, typename Name>
+const Row &oneNamed(const std::vector<Row> &all, const QString &kind, const QString &wanted,
+                    Number number, Name name)
+{
+    const Row *found = nullptr;
+    int count = 0;
+    for (const Row &row : all) {
+        if (QString::number(std::invoke(number, row)) == wanted)
+            return row;
+        if (std::invoke(name, row) == wanted) {
+            found = &row;
+            ++count;
+        }
+    }
+    if (count > 1)
+        throw Refusal{QStringLiteral("There are %1 %2s named \"%3\"; give the %2's number.")
+                          .arg(QString::number(count), kind, wanted)};
+    if (!found)
+        throw Refusal{QStringLiteral("There is no %1 \"%2\".").arg(kind, wanted)};
+    return *found;
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "dialogs.h"
+#include "recipientexport.h"
+
+#include <memory>
+
+class ExportScreen;
+
+namespace Ui
+{
+class frmExport;
+}
+
+/// The window that exports a whole list, or its failed recipients, or the others. It is made once
+/// and hidden between uses.
+class frmExport final : public WorkDialog
+{
+    Q_OBJECT
+
+public:
+    /// All must outlive the window.
+    frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op, Yield &yield,
+              QWidget *parent = nullptr);
+    ~frmExport() override;
+
+    /// Shows the window for a list.
+    void exportList(qint64 listId, const QString &listName);
+
+protected:
+    void abortWork() override { m_export.abort(); }
+
+private:
+    void SetAttribute(qint64 listId, const QString &listName);
+    void runExport();
+    void enableFile();
+
+    std::unique_ptr<Ui::frmExport> m_ui;
+    std::unique_ptr<ExportScreen> m_screen;
+    RecipientExport m_export;
+    qint64 m_listId = 0;
+    QString m_listName;
+};
