@@ -10,7 +10,7 @@ class ProgramFolder;
 ///
 /// The file has lines `name=value`, in UTF-8. A value is all that stands after the "=", with
 /// whatever characters: there is no quoting and no escaping, so it cannot hold a line break. Such a
-/// file begins with a line that says so. One without that line may have been written by an earlier
+/// file has a line that says so. One without that line may have been written by an earlier
 /// version, which did quote and escape: where a value has exactly that version's form, it is read
 /// as that version meant it; blanks around a value don't count there.
 ///
