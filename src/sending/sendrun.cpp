@@ -192,7 +192,8 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
 {
     JobRow &row = m_progress.row;
     const bool failedOnly = m_progress.failedOnly;
-    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
+    Connection list(listDatabase);
     requireList(list);
 
     row[JobCell::Progress] = u"Sending"_s;
