@@ -185,19 +185,21 @@ void JobListPanel::list_refresh()
 {
     const QString text = m_ui->txtSearchJob->text().trimmed();
     m_ui->txtSearchJob->setText(text);
-    const std::optional<QString> where = condition(text);
-    if (!where) {
+    const int mode = m_ui->combField->currentIndex();
+    const bool isSearch = mode != ShowAll && !text.isEmpty();
+    if (isSearch && mode >= MaillistIdEquals && !numericValue(text)) {
         m_operator.tell(tr("Please enter numeric value in the search field."));
         return;
     }
     try {
         Connection system(m_folder.systemConnectionString());
         std::vector<ListRow> rows;
-        for (const JobRow &job : loadJobs(system, *where))
+        for (const JobRow &job :
+             loadJobs(system, isSearch ? jobsWith(JobField(mode - 1), text) : QString()))
             rows.push_back(listRow(job));
         m_ui->lvTask->setRows(std::move(rows));
         m_isFilled = true;
-        m_ui->lvTask->setEmptyText(where->trimmed().isEmpty() ? noJobsText() : noMatchText());
+        m_ui->lvTask->setEmptyText(isSearch ? noMatchText() : noJobsText());
     } catch (const StorageError &error) {
         m_ui->lvTask->setEmptyText(tr("The jobs could not be read."));
         m_operator.tell(error.report(), tr("Error"));
@@ -240,36 +242,5 @@ void JobListPanel::resetJob()
         emit jobSelected(job);
     } catch (const StorageError &error) {
         m_operator.tell(error.report(), tr("Error"));
-    }
-}
-
-std::optional<QString> JobListPanel::condition(const QString &text) const
-{
-    const auto contains = [&text](const QString &column) {
-        return QStringLiteral(" where ") + column + QStringLiteral(" like '%") + text +
-               QStringLiteral("%' ");
-    };
-    const auto equals = [&text](const QString &column) -> std::optional<QString> {
-        if (!numericValue(text))
-            return std::nullopt;
-        return QStringLiteral(" where ") + column + QStringLiteral(" = ") + text +
-               QStringLiteral(" ");
-    };
-    const QString none = QStringLiteral(" ");
-    if (text.isEmpty())
-        return none;
-    switch (m_ui->combField->currentIndex()) {
-    case JobNameContains:
-        return contains(QStringLiteral("mjob.jobname"));
-    case MaillistNameContains:
-        return contains(QStringLiteral("mlist.listname"));
-    case EmailSubjectContains:
-        return contains(QStringLiteral("mmsg.subject"));
-    case MaillistIdEquals:
-        return equals(QStringLiteral("mjob.listid"));
-    case EmailIdEquals:
-        return equals(QStringLiteral("mjob.msgid"));
-    default:
-        return none;
     }
 }

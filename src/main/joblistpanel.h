@@ -27,7 +27,7 @@ class JobListPanel final : public QWidget
     Q_OBJECT
 
 public:
-    /// The search modes, by their place in the drop-down.
+    /// The search modes, by their place in the drop-down; after the first one, as in JobField.
     enum SearchMode {
         ShowAll,
         JobNameContains,
@@ -82,9 +82,6 @@ signals:
     void jobSelected(const std::optional<JobRow> &job);
 
 private:
-    /// The search as the query's condition; none when the text is not what its mode needs.
-    std::optional<QString> condition(const QString &text) const;
-
     const ProgramFolder &m_folder;
     Operator &m_operator;
     std::unique_ptr<Ui::JobListPanel> m_ui;

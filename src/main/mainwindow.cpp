@@ -233,14 +233,34 @@ void Main::editJob()
 void Main::startRun(bool failedOnly)
 {
     withSelectedJob([this, failedOnly](const JobRow &job) {
-        // As it is now: it may have been edited since it was shown.
-        if (m_message->loadMessage(job.number(JobCell::EmailId)))
-            m_run->start(job, m_message->message(), failedOnly);
+        const auto answer = failedOnly ? Repeat::Failed : askToRepeat(job);
+        // The message as it is now: it may have been edited since it was shown.
+        if (answer != Repeat::Nobody && m_message->loadMessage(job.number(JobCell::EmailId)))
+            m_run->start(job, m_message->message(), answer == Repeat::Failed);
     });
     if (m_closeAfterRun)
         close();
     else
         showTab(); // who has had the email by now
+}
+
+/// Whom to mail where a start would mail people again; otherwise everybody whose turn it is.
+Main::Repeat Main::askToRepeat(const JobRow &job)
+{
+    try {
+        const auto counts = repeatOf(m_seams.folder, job);
+        if (!counts)
+            return Repeat::All;
+        const QLocale locale;
+        return Repeat(m_seams.op.choose(
+            tr("Everybody on the list gets this email again: %1 have had it, %2 have not.")
+                .arg(locale.toString(counts->had), locale.toString(counts->haveNot)),
+            tr("Start Job"), {tr("Resend Fail"), tr("Send to all"), tr("Cancel")},
+            int(Repeat::Nobody)));
+    } catch (const StorageError &e) {
+        m_seams.op.tell(e.report(), tr("Error"));
+        return Repeat::Nobody;
+    }
 }
 
 void Main::pauseRun()

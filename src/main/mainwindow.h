@@ -48,6 +48,8 @@ private:
     void newJob();
     void editJob();
     void startRun(bool failedOnly);
+    enum class Repeat { Failed, All, Nobody };
+    Repeat askToRepeat(const JobRow &job);
     void pauseRun();
     void enableCommands(bool enabled);
     void enableJobCommands(bool enabled);

@@ -7,24 +7,24 @@
 #include "recordset.h"
 #include "sqltext.h"
 
-#include <QDateTime>
-#include <QFileInfo>
+#include <QCoreApplication>
+#include <QSysInfo>
 
+#include <cerrno>
 #include <map>
 
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+using namespace Qt::StringLiterals;
 
 namespace
 {
 
 QString besideList(const ProgramFolder &folder, qint64 listId, const char *ending)
 {
-    return folder.file(QStringLiteral("data\\m%1.").arg(listId) + QLatin1String(ending));
-}
-
-QString lockFile(const ProgramFolder &folder, qint64 listId)
-{
-    return besideList(folder, listId, "lock");
+    return folder.file(u"data\\m%1."_s.arg(listId) + QLatin1String(ending));
 }
 
 QString roomFile(const ProgramFolder &folder, qint64 listId)
@@ -32,40 +32,27 @@ QString roomFile(const ProgramFolder &folder, qint64 listId)
     return besideList(folder, listId, "outcome");
 }
 
+constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+
 /// Enough for a reason and the numbers, and one block of the disk.
 constexpr qint64 roomSize = 4096;
 
-/// Takes the lock unless a living process holds it.
-bool take(QLockFile &lock)
-{
-    lock.setStaleLockTime(0); // a run may last for days
-    if (lock.tryLock())
-        return true;
-    // A power cut can leave the file without its process number, and such a file is nobody's; one
-    // that was made this moment may still get its number.
-    const QFileInfo file(lock.fileName());
-    if (file.size() > 0 || file.lastModified().secsTo(QDateTime::currentDateTime()) < 2)
-        return false;
-    return QFile::remove(lock.fileName()) && lock.tryLock();
-}
-
 bool hasTable(Connection &list, const QString &name)
 {
-    return list.number(QStringLiteral("select count(*) from sqlite_master where name = ") +
-                       quoted(name)) > 0;
+    return list.number(u"select count(*) from sqlite_master where name = "_s + quoted(name)) > 0;
 }
 
 /// Made by the first run of a list: an empty list, and one from elsewhere, has only its recipients.
 void ensureTable(Connection &list)
 {
     requireList(list);
-    list.execute(QStringLiteral("create table if not exists sending (jobid integer primary key, "
-                                "start_time text not null, last_mid integer not null, "
-                                "progress text, end_time text)"));
+    list.execute(u"create table if not exists sending (jobid integer primary key, "
+                 "start_time text not null, last_mid integer not null, "
+                 "progress text, end_time text)"_s);
     // Former runs wrote only how far they were.
-    if (list.number(QStringLiteral("select count(*) from pragma_table_info('sending')")) == 3) {
-        list.execute(QStringLiteral("alter table sending add column progress text"));
-        list.execute(QStringLiteral("alter table sending add column end_time text"));
+    if (list.number(u"select count(*) from pragma_table_info('sending')"_s) == 3) {
+        list.execute(u"alter table sending add column progress text"_s);
+        list.execute(u"alter table sending add column end_time text"_s);
     }
 }
 
@@ -81,9 +68,9 @@ void recordKept(const ProgramFolder &folder, Connection &list, qint64 listId)
         const QString &mid = outcome[1];
         Transaction transaction(list);
         ensureTable(list);
-        list.execute(QStringLiteral("update email set status=%1, remark=%2 where mid=%3")
-                         .arg(quoted(outcome[2]), quoted(outcome[3]), mid));
-        list.execute(QStringLiteral("update sending set last_mid=%1 where jobid=%2").arg(mid, job));
+        list.execute(u"update email set status=%1, remark=%2 where mid=%3"_s.arg(
+            quoted(outcome[2]), quoted(outcome[3]), mid));
+        list.execute(u"update sending set last_mid=%1 where jobid=%2"_s.arg(mid, job));
         transaction.commit();
     }
     file.remove();
@@ -94,73 +81,84 @@ bool isLeftOver(const ProgramFolder &folder, qint64 listId)
 {
     Connection list(folder.listConnectionString(listId));
     return QFile::exists(roomFile(folder, listId)) ||
-           (hasTable(list, QStringLiteral("sending")) &&
-            list.number(QStringLiteral("select count(*) from sending")) > 0);
+           (hasTable(list, u"sending"_s) && list.number(u"select count(*) from sending"_s) > 0);
 }
 
 } // namespace
 
 ListLock::ListLock(const ProgramFolder &folder, qint64 listId)
-    : m_file(lockFile(folder, listId))
+    : m_file(besideList(folder, listId, "lock"))
 {
-    // A folder that takes no lock takes no outcome either; the database will say so.
-    if (take(m_file) || m_file.error() != QLockFile::LockFailedError)
-        return;
-    qint64 process = 0;
-    QString host;
-    QString program;
-    m_file.getLockInfo(&process, &host, &program);
-    throw ListInUse(
-        0, QStringLiteral("Quillbright"),
-        QStringLiteral("Another Quillbright is sending to this maillist (process %1 on %2). If "
-                       "that is no longer so, delete the file %3 and start again.")
-            .arg(QString::number(process), host.isEmpty() ? QStringLiteral("this machine") : host,
-                 lockFile(folder, listId)));
+    const QByteArray path = QFile::encodeName(m_file.fileName());
+    struct stat named = {};
+    struct stat opened = {};
+    do {
+        m_file.close();
+        // A folder that takes no lock takes no outcome either; the database will say so.
+        if (!m_file.open(QIODevice::ReadWrite, ownerOnly))
+            return;
+        if (::flock(m_file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+            throw ListInUse(0, u"Quillbright"_s,
+                            u"Another Quillbright is sending to this maillist (process %1)."_s.arg(
+                                QString::fromUtf8(m_file.readLine()).trimmed()));
+        // Its holder may have removed the file after it was opened here.
+    } while (::stat(path, &named) != 0 || ::fstat(m_file.handle(), &opened) != 0 ||
+             named.st_ino != opened.st_ino);
+    m_file.resize(0);
+    m_file.write(u"%1 on %2\n"_s.arg(QCoreApplication::applicationPid())
+                     .arg(QSysInfo::machineHostName())
+                     .toUtf8());
+    m_file.flush();
+}
+
+ListLock::~ListLock()
+{
+    // Before it is closed: then it could be another one's.
+    if (m_file.isOpen())
+        ::unlink(QFile::encodeName(m_file.fileName()));
 }
 
 void RunMarker::begin(Connection &list, qint64 jobId, const QString &startTime, qint64 lastMid)
 {
     ensureTable(list);
-    list.execute(QStringLiteral("insert or replace into sending (jobid, start_time, last_mid) "
-                                "values (%1, %2, %3)")
-                     .arg(QString::number(jobId), quoted(startTime), QString::number(lastMid)));
+    list.execute(u"insert or replace into sending (jobid, start_time, last_mid) "
+                 "values (%1, %2, %3)"_s.arg(QString::number(jobId), quoted(startTime),
+                                             QString::number(lastMid)));
 }
 
 void RunMarker::end(Connection &list, const JobRow &ended)
 {
     ensureTable(list);
-    list.execute(QStringLiteral("insert or replace into sending "
-                                "(jobid, start_time, last_mid, progress, end_time) "
-                                "values (%1, %2, %3, %4, %5)")
-                     .arg(ended[JobCell::Id], quoted(ended[JobCell::Start]),
-                          ended[JobCell::LastSentId], quoted(ended[JobCell::Progress]),
-                          quoted(ended[JobCell::End])));
+    list.execute(u"insert or replace into sending "
+                 "(jobid, start_time, last_mid, progress, end_time) "
+                 "values (%1, %2, %3, %4, %5)"_s.arg(
+                     ended[JobCell::Id], quoted(ended[JobCell::Start]), ended[JobCell::LastSentId],
+                     quoted(ended[JobCell::Progress]), quoted(ended[JobCell::End])));
 }
 
 void RunMarker::clear(Connection &list, qint64 jobId)
 {
-    list.execute(QStringLiteral("delete from sending where jobid = %1").arg(jobId));
+    list.execute(u"delete from sending where jobid = %1"_s.arg(jobId));
 }
 
 void requireList(Connection &list)
 {
-    if (!hasTable(list, QStringLiteral("email")))
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("The file %1 is not a maillist.").arg(list.path()));
+    if (!hasTable(list, u"email"_s))
+        throw StorageError(0, u"Quillbright"_s,
+                           u"The file %1 is not a maillist."_s.arg(list.path()));
 }
 
 OutcomeWriter::OutcomeWriter(const ProgramFolder &folder, Connection &list, const JobRow &job,
                              bool advances)
     : m_jobId(advances ? job.number(JobCell::Id) : 0)
     , m_room(roomFile(folder, job.number(JobCell::MaillistId)))
-    , m_begin(list, QStringLiteral("begin immediate"))
-    , m_update(list, QStringLiteral("update email set status=?, remark=? where mid=?"))
-    , m_advance(list, QStringLiteral("update sending set last_mid = ? where jobid = ?"))
-    , m_commit(list, QStringLiteral("commit"))
-    , m_rollback(list, QStringLiteral("rollback"))
+    , m_begin(list, u"begin immediate"_s)
+    , m_update(list, u"update email set status=?, remark=? where mid=?"_s)
+    , m_advance(list, u"update sending set last_mid = ? where jobid = ?"_s)
+    , m_commit(list, u"commit"_s)
+    , m_rollback(list, u"rollback"_s)
 {
-    if (m_room.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered,
-                    QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+    if (m_room.open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered, ownerOnly))
         m_room.write(QByteArray(roomSize, '\0'));
 }
 
@@ -194,7 +192,7 @@ void OutcomeWriter::write(qint64 mid, const QString &status, const QString &reas
 
 bool OutcomeWriter::keep(qint64 mid, const QString &status, const QString &reason)
 {
-    const QString text = QStringLiteral("%1\n%2\n%3\n%4").arg(m_jobId).arg(mid).arg(status, reason);
+    const QString text = u"%1\n%2\n%3\n%4"_s.arg(m_jobId).arg(mid).arg(status, reason);
     QByteArray outcome = text.toUtf8().leftJustified(roomSize, '\0', true);
     outcome.back() = '\0';
     m_isKept = m_room.size() == roomSize && m_room.seek(0) && m_room.write(outcome) == roomSize &&
@@ -212,17 +210,15 @@ bool adoptRun(const ProgramFolder &folder, JobRow &row)
     ensureTable(list);
     bool isCutOff = false;
     {
-        const Recordset rows(list, QStringLiteral("select * from sending where jobid = ") +
-                                       row[JobCell::Id]);
+        const Recordset rows(list, u"select * from sending where jobid = "_s + row[JobCell::Id]);
         if (rows.atEnd())
             return false;
         const Record &marker = rows.current();
-        isCutOff = marker.isNull(QStringLiteral("progress"));
-        row[JobCell::Start] = marker.text(QStringLiteral("start_time"));
-        row[JobCell::End] = marker.text(QStringLiteral("end_time"));
-        row[JobCell::Progress] =
-            isCutOff ? QStringLiteral("Paused") : marker.text(QStringLiteral("progress"));
-        row[JobCell::LastSentId] = marker.text(QStringLiteral("last_mid"));
+        isCutOff = marker.isNull(u"progress"_s);
+        row[JobCell::Start] = marker.text(u"start_time"_s);
+        row[JobCell::End] = marker.text(u"end_time"_s);
+        row[JobCell::Progress] = isCutOff ? u"Paused"_s : marker.text(u"progress"_s);
+        row[JobCell::LastSentId] = marker.text(u"last_mid"_s);
     }
     recountRecipients(list, row);
     storeJobRow(folder, row);
@@ -246,15 +242,15 @@ QStringList recoverInterruptedRuns(const ProgramFolder &folder)
         system.close();
         for (auto &[listId, jobs] : jobsOfLists) {
             try {
-                QLockFile lock(lockFile(folder, listId));
-                if (!isLeftOver(folder, listId) || !take(lock))
-                    continue; // most often nothing, otherwise its run is alive
+                if (!isLeftOver(folder, listId))
+                    continue;
+                const ListLock lock(folder, listId);
                 for (JobRow &row : jobs) {
                     if (adoptRun(folder, row))
                         names += row[JobCell::Name];
                 }
             } catch (const StorageError &) {
-                // Whoever uses this list is told; the other lists, and their jobs, are not held up.
+                // Its run is alive, or whoever uses this list is told.
             }
         }
     } catch (const StorageError &) {

@@ -5,7 +5,6 @@
 #include "storageerror.h"
 
 #include <QFile>
-#include <QLockFile>
 #include <QStringList>
 
 class ProgramFolder;
@@ -18,16 +17,20 @@ public:
 };
 
 /// While it lives, no other run or reset of any Quillbright on this folder works on the list: two
-/// of them would send to the same people. The lock is a file beside the list database that names
-/// its process; one left by a process that is gone does not count.
+/// of them would send to the same people. The lock is the system's on a file beside the list
+/// database, so that it goes with its process, however that ends; the file names the process.
 class ListLock
 {
 public:
     /// Throws ListInUse when another one holds it.
     ListLock(const ProgramFolder &folder, qint64 listId);
+    ~ListLock();
+
+    ListLock(const ListLock &) = delete;
+    ListLock &operator=(const ListLock &) = delete;
 
 private:
-    QLockFile m_file;
+    QFile m_file;
 };
 
 /// What became of a run, kept in table `sending` of the list database until the job record knows

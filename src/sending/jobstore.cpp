@@ -7,31 +7,33 @@
 #include "recordset.h"
 #include "sqltext.h"
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
 
 QString timeCell(const QString &stored)
 {
-    return stored.trimmed().isEmpty() ? QStringLiteral("0000/00/00 00:00:00") : stored;
+    return stored.trimmed().isEmpty() ? u"0000/00/00 00:00:00"_s : stored;
 }
 
 JobRow jobRow(const Record &record)
 {
     JobRow row;
-    row[JobCell::Name] = record.text(QStringLiteral("jobname"));
-    row[JobCell::Id] = record.text(QStringLiteral("jobid"));
-    row[JobCell::Progress] = record.text(QStringLiteral("progress"));
-    row[JobCell::Total] = record.text(QStringLiteral("total"));
-    row[JobCell::Unsent] = record.text(QStringLiteral("unsent"));
-    row[JobCell::Success] = record.text(QStringLiteral("success"));
-    row[JobCell::Failed] = record.text(QStringLiteral("failure"));
-    row[JobCell::Start] = timeCell(record.text(QStringLiteral("start_time")));
-    row[JobCell::End] = timeCell(record.text(QStringLiteral("end_time")));
-    row[JobCell::Maillist] = record.text(QStringLiteral("listname"));
-    row[JobCell::MaillistId] = record.text(QStringLiteral("listid"));
-    row[JobCell::Subject] = record.text(QStringLiteral("subject"));
-    row[JobCell::EmailId] = record.text(QStringLiteral("msgid"));
-    row[JobCell::LastSentId] = record.text(QStringLiteral("last_mid"));
+    row[JobCell::Name] = record.text(u"jobname"_s);
+    row[JobCell::Id] = record.text(u"jobid"_s);
+    row[JobCell::Progress] = record.text(u"progress"_s);
+    row[JobCell::Total] = record.text(u"total"_s);
+    row[JobCell::Unsent] = record.text(u"unsent"_s);
+    row[JobCell::Success] = record.text(u"success"_s);
+    row[JobCell::Failed] = record.text(u"failure"_s);
+    row[JobCell::Start] = timeCell(record.text(u"start_time"_s));
+    row[JobCell::End] = timeCell(record.text(u"end_time"_s));
+    row[JobCell::Maillist] = record.text(u"listname"_s);
+    row[JobCell::MaillistId] = record.text(u"listid"_s);
+    row[JobCell::Subject] = record.text(u"subject"_s);
+    row[JobCell::EmailId] = record.text(u"msgid"_s);
+    row[JobCell::LastSentId] = record.text(u"last_mid"_s);
     return row;
 }
 
@@ -42,8 +44,8 @@ std::vector<JobChoice> choices(const ProgramFolder &folder, const QString &selec
     std::vector<JobChoice> result;
     for (Recordset rows(system, select); !rows.atEnd(); rows.moveNext()) {
         const QString number = rows.current().value(0).value_or(QString());
-        result.push_back({number.toLongLong(),
-                          number + QLatin1Char('-') + rows.current().value(1).value_or(QString())});
+        result.push_back(
+            {number.toLongLong(), number + u'-' + rows.current().value(1).value_or(QString())});
     }
     return result;
 }
@@ -52,28 +54,28 @@ std::vector<JobChoice> choices(const ProgramFolder &folder, const QString &selec
 
 std::vector<JobChoice> listChoices(const ProgramFolder &folder)
 {
-    return choices(folder, QStringLiteral("select listid, listname from mlist order by listid"));
+    return choices(folder, u"select listid, listname from mlist order by listid"_s);
 }
 
 std::vector<JobChoice> messageChoices(const ProgramFolder &folder)
 {
-    return choices(folder, QStringLiteral("select msgid, subject from mmsg order by msgid"));
+    return choices(folder, u"select msgid, subject from mmsg order by msgid"_s);
 }
 
 QString jobTimeStamp(const QDateTime &time)
 {
-    return time.toString(QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+    return time.toString(u"yyyy/MM/dd HH:mm:ss"_s);
 }
 
 std::vector<JobRow> loadJobs(Connection &system, const QString &condition)
 {
     const QString query =
-        QStringLiteral("SELECT mjob.jobid, mjob.jobname, mjob.listid, mjob.msgid, mjob.progress, "
-                       " mjob.success, mjob.failure, mjob.total, mjob.unsent, mjob.start_time, "
-                       " mjob.end_time, mjob.last_mid, mlist.listname, mmsg.subject "
-                       " FROM mmsg INNER JOIN (mlist INNER JOIN mjob ON mlist.listid = "
-                       "mjob.listid) ON  mmsg.msgid = mjob.msgid ") +
-        condition + QStringLiteral("  order by mjob.jobid desc ");
+        u"SELECT mjob.jobid, mjob.jobname, mjob.listid, mjob.msgid, mjob.progress, "
+        " mjob.success, mjob.failure, mjob.total, mjob.unsent, mjob.start_time, "
+        " mjob.end_time, mjob.last_mid, mlist.listname, mmsg.subject "
+        " FROM mmsg INNER JOIN (mlist INNER JOIN mjob ON mlist.listid = "
+        "mjob.listid) ON  mmsg.msgid = mjob.msgid "_s +
+        condition + u"  order by mjob.jobid desc "_s;
     std::vector<JobRow> rows;
     for (Recordset records(system, query); !records.atEnd(); records.moveNext())
         rows.push_back(jobRow(records.current()));
@@ -82,87 +84,75 @@ std::vector<JobRow> loadJobs(Connection &system, const QString &condition)
 
 JobRow loadJob(Connection &system, qint64 jobId)
 {
-    const std::vector<JobRow> jobs =
-        loadJobs(system, QStringLiteral(" where mjob.jobid = %1 ").arg(jobId));
+    const std::vector<JobRow> jobs = loadJobs(system, u" where mjob.jobid = %1 "_s.arg(jobId));
     if (jobs.empty())
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           whyNotListed(system, QString::number(jobId)));
+        throw StorageError(0, u"Quillbright"_s, whyNotListed(system, QString::number(jobId)));
     return jobs.front();
 }
 
 QString whyNotListed(Connection &system, const QString &job)
 {
-    const Recordset rows(
-        system,
-        QStringLiteral("select jobname, listid, msgid, exists (select * from mlist where "
-                       "mlist.listid = mjob.listid) as haslist from mjob where jobid = %1 or "
-                       "jobname = %1 order by jobid = %1 desc")
-            .arg(quoted(job)));
+    const Recordset rows(system,
+                         u"select jobname, listid, msgid, exists (select * from mlist where "
+                         "mlist.listid = mjob.listid) as haslist from mjob where jobid = %1 or "
+                         "jobname = %1 order by jobid = %1 desc"_s.arg(quoted(job)));
     if (rows.atEnd())
-        return QStringLiteral("There is no job \"%1\".").arg(job);
+        return u"There is no job \"%1\"."_s.arg(job);
     const Record &found = rows.current();
-    const bool hasList = found.number(QStringLiteral("haslist")) != 0;
-    return (hasList ? QStringLiteral("The message of job \"%1\" (Email ID %2) exists no more.")
-                    : QStringLiteral("The maillist of job \"%1\" (Maillist ID %2) exists no more."))
-        .arg(found.text(QStringLiteral("jobname")),
-             found.text(hasList ? QStringLiteral("msgid") : QStringLiteral("listid")));
+    const bool hasList = found.number(u"haslist"_s) != 0;
+    return (hasList ? u"The message of job \"%1\" (Email ID %2) exists no more."_s
+                    : u"The maillist of job \"%1\" (Maillist ID %2) exists no more."_s)
+        .arg(found.text(u"jobname"_s), found.text(hasList ? u"msgid"_s : u"listid"_s));
 }
 
 QString jobsWith(JobField field, const QString &text)
 {
-    static const QStringList columns = {
-        QStringLiteral("mjob.jobname"), QStringLiteral("mlist.listname"),
-        QStringLiteral("mmsg.subject"), QStringLiteral("mjob.listid"),
-        QStringLiteral("mjob.msgid")};
+    static const QStringList columns = {u"mjob.jobname"_s, u"mlist.listname"_s, u"mmsg.subject"_s,
+                                        u"mjob.listid"_s, u"mjob.msgid"_s};
     const bool isNumber = field == JobField::MaillistId || field == JobField::EmailId;
-    return QStringLiteral(" where ") + columns[int(field)] +
-           (isNumber ? QStringLiteral(" = ") + quoted(text)
-                     : QStringLiteral(" like ") + quoted(u'%' + text + u'%')) +
-           u' ';
+    return u" where "_s + columns[int(field)] +
+           (isNumber ? u" = "_s + quoted(text) : u" like "_s + quoted(u'%' + text + u'%')) + u' ';
 }
 
 void insertJob(const ProgramFolder &folder, const QString &name, qint64 listId, qint64 messageId)
 {
     Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("insert into mjob (jobname,listid,msgid) values (") +
-                   quoted(name) + QLatin1Char(',') + QString::number(listId) + QLatin1Char(',') +
-                   QString::number(messageId) + QLatin1Char(')'));
+    system.execute(u"insert into mjob (jobname,listid,msgid) values ("_s + quoted(name) + u',' +
+                   QString::number(listId) + u',' + QString::number(messageId) + u')');
 }
 
 void renameJob(const ProgramFolder &folder, qint64 jobId, const QString &name)
 {
     Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("update mjob set  jobname =") + quoted(name) +
-                   QStringLiteral("  where jobid =") + QString::number(jobId));
+    system.execute(u"update mjob set  jobname ="_s + quoted(name) + u"  where jobid ="_s +
+                   QString::number(jobId));
 }
 
 void deleteJob(const ProgramFolder &folder, qint64 jobId)
 {
     Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("delete from  mjob where jobid=%1").arg(jobId));
+    system.execute(u"delete from  mjob where jobid=%1"_s.arg(jobId));
 }
 
 void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 {
     Connection system(folder.systemConnectionString());
-    system.execute(QStringLiteral("update mjob set last_mid = ") + row[JobCell::LastSentId] +
-                   QStringLiteral(", start_time = ") + quoted(row[JobCell::Start]) +
-                   QStringLiteral(", end_time = ") + quoted(row[JobCell::End]) +
-                   QStringLiteral(", progress = ") + quoted(row[JobCell::Progress]) +
-                   QStringLiteral(", total = ") + row[JobCell::Total] +
-                   QStringLiteral(", success = ") + row[JobCell::Success] +
-                   QStringLiteral(", failure = ") + row[JobCell::Failed] +
-                   QStringLiteral(", unsent = ") + row[JobCell::Unsent] +
-                   QStringLiteral(" where jobid = ") + row[JobCell::Id]);
+    system.execute(u"update mjob set last_mid = "_s + row[JobCell::LastSentId] +
+                   u", start_time = "_s + quoted(row[JobCell::Start]) + u", end_time = "_s +
+                   quoted(row[JobCell::End]) + u", progress = "_s + quoted(row[JobCell::Progress]) +
+                   u", total = "_s + row[JobCell::Total] + u", success = "_s +
+                   row[JobCell::Success] + u", failure = "_s + row[JobCell::Failed] +
+                   u", unsent = "_s + row[JobCell::Unsent] + u" where jobid = "_s +
+                   row[JobCell::Id]);
 }
 
 void recountRecipients(Connection &list, JobRow &row)
 {
-    const QString count = QStringLiteral("select count(*) from email ");
+    const QString count = u"select count(*) from email "_s;
     row.setNumber(JobCell::Total, list.number(count));
-    row.setNumber(JobCell::Unsent, list.number(count + QStringLiteral("where status is null ")));
-    row.setNumber(JobCell::Success, list.number(count + QStringLiteral("where status='S' ")));
-    row.setNumber(JobCell::Failed, list.number(count + QStringLiteral("where status='F' ")));
+    row.setNumber(JobCell::Unsent, list.number(count + u"where status is null "_s));
+    row.setNumber(JobCell::Success, list.number(count + u"where status='S' "_s));
+    row.setNumber(JobCell::Failed, list.number(count + u"where status='F' "_s));
 }
 
 void resetJob(const ProgramFolder &folder, JobRow &row)
@@ -178,8 +168,8 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();
     Transaction transaction(list);
-    reset.setNumber(JobCell::Total, list.number(QStringLiteral("select count(*) from email ")));
-    list.execute(QStringLiteral("update email set status=null"));
+    reset.setNumber(JobCell::Total, list.number(u"select count(*) from email "_s));
+    list.execute(u"update email set status=null"_s);
     RunMarker::end(list, reset);
     transaction.commit();
     forgetKept(folder, listId);
@@ -191,8 +181,7 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
 std::optional<RepeatCounts> repeatOf(const ProgramFolder &folder, const JobRow &row)
 {
     const QString &state = row[JobCell::Progress];
-    if (state != QLatin1String("Complete") &&
-        (state != QLatin1String("Paused") || row.number(JobCell::LastSentId) != 0))
+    if (state != "Complete"_L1 && (state != "Paused"_L1 || row.number(JobCell::LastSentId) != 0))
         return {};
     Connection list(folder.listConnectionString(row.number(JobCell::MaillistId)));
     JobRow now = row;

@@ -4,28 +4,22 @@
 
 #include <QLocale>
 
+using namespace Qt::StringLiterals;
+
 namespace
 {
 
 /// The columns behind the fields; the first field is the date.
-const std::array<QString, 8> columns = {QString(),
-                                        QStringLiteral("email"),
-                                        QStringLiteral("fname"),
-                                        QStringLiteral("lname"),
-                                        QStringLiteral("title"),
-                                        QStringLiteral("contact"),
-                                        QStringLiteral("company"),
-                                        QStringLiteral("memo")};
+const std::array<QString, 8> columns = {QString(),  u"email"_s,   u"fname"_s,   u"lname"_s,
+                                        u"title"_s, u"contact"_s, u"company"_s, u"memo"_s};
 
 } // namespace
 
 const QStringList &MergeFields::names()
 {
     static const QStringList names = {
-        QStringLiteral("%%SEND_DATE%%"), QStringLiteral("%%EMAIL%%"),
-        QStringLiteral("%%FIRSTNAME%%"), QStringLiteral("%%LASTNAME%%"),
-        QStringLiteral("%%TITLE%%"),     QStringLiteral("%%CONTACT%%"),
-        QStringLiteral("%%COMPANY%%"),   QStringLiteral("%%MEMO%%"),
+        u"%%SEND_DATE%%"_s, u"%%EMAIL%%"_s,   u"%%FIRSTNAME%%"_s, u"%%LASTNAME%%"_s,
+        u"%%TITLE%%"_s,     u"%%CONTACT%%"_s, u"%%COMPANY%%"_s,   u"%%MEMO%%"_s,
     };
     return names;
 }

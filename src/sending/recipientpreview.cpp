@@ -2,6 +2,8 @@
 
 #include <QLocale>
 
+using namespace Qt::StringLiterals;
+
 void RecipientPreview::load(const QString &listConnectionString, const QString &body)
 {
     m_message = MergeFields(body);
@@ -10,9 +12,8 @@ void RecipientPreview::load(const QString &listConnectionString, const QString &
     m_fields = {};
     if (listConnectionString.isEmpty())
         return;
-    m_rows.emplace(
-        listConnectionString,
-        QStringLiteral("company,contact,email,fname,lname,memo,mid,remark,status,title"));
+    m_rows.emplace(listConnectionString,
+                   u"company,contact,email,fname,lname,memo,mid,remark,status,title"_s);
     if (count() == 0)
         return;
     try {
@@ -52,8 +53,7 @@ bool RecipientPreview::previous()
 QString RecipientPreview::body(const QDateTime &now) const
 {
     const QLocale locale = QLocale::system();
-    std::array<QString, 8> values = {locale.toString(now.date(), QLocale::ShortFormat) +
-                                     QLatin1Char(' ') +
+    std::array<QString, 8> values = {locale.toString(now.date(), QLocale::ShortFormat) + u' ' +
                                      locale.toString(now.time(), QLocale::ShortFormat)};
     std::copy(m_fields.begin(), m_fields.end(), values.begin() + 1);
     return m_message.personalise(values);
@@ -62,12 +62,9 @@ QString RecipientPreview::body(const QDateTime &now) const
 void RecipientPreview::moveTo(qsizetype position)
 {
     if (count() == 0)
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("The list has no recipients."));
+        throw StorageError(0, u"Quillbright"_s, u"The list has no recipients."_s);
     static const std::array<QString, 7> columns = {
-        QStringLiteral("email"), QStringLiteral("fname"),   QStringLiteral("lname"),
-        QStringLiteral("title"), QStringLiteral("contact"), QStringLiteral("company"),
-        QStringLiteral("memo")};
+        u"email"_s, u"fname"_s, u"lname"_s, u"title"_s, u"contact"_s, u"company"_s, u"memo"_s};
     const Record *row = m_rows->row(position - 1);
     for (size_t i = 0; i < columns.size(); ++i)
         m_fields[i] = row ? row->text(columns[i]) : QString();

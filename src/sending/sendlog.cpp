@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QLocale>
 
+using namespace Qt::StringLiterals;
+
 SendLog::SendLog(const ProgramFolder &folder, const Clock &clock)
     : m_folder(folder)
     , m_clock(clock)
@@ -15,10 +17,9 @@ SendLog::SendLog(const ProgramFolder &folder, const Clock &clock)
 void SendLog::open()
 {
     close();
-    QDir().mkpath(m_folder.file(QStringLiteral("log")));
-    makePrivate(m_folder.file(QStringLiteral("log")));
-    m_file.setFileName(m_folder.file(
-        QStringLiteral("log\\log%1.txt").arg(m_clock.now().toString(QStringLiteral("yyMMdd")))));
+    QDir().mkpath(m_folder.file(u"log"_s));
+    makePrivate(m_folder.file(u"log"_s));
+    m_file.setFileName(m_folder.file(u"log\\log%1.txt"_s.arg(m_clock.now().toString(u"yyMMdd"_s))));
     // Unbuffered: what was sent is in the log even when the program dies.
     if (!m_file.open(QIODevice::Append | QIODevice::Unbuffered))
         m_file.close();
@@ -29,7 +30,7 @@ void SendLog::write(const QString &text)
 {
     if (!m_file.isOpen())
         return;
-    const QString lineBreak = QStringLiteral("\r\n");
+    const QString lineBreak = u"\r\n"_s;
     const QString line = text.isEmpty() ? lineBreak : stamp() + text;
     m_file.write((line + lineBreak).toUtf8());
 }
@@ -41,8 +42,8 @@ const QString &SendLog::stamp()
     if (m_stamp.isEmpty() || now.toSecsSinceEpoch() != m_stampTime.toSecsSinceEpoch()) {
         const QLocale locale = QLocale::system();
         m_stampTime = now;
-        m_stamp = locale.toString(now.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
-                  locale.toString(now.time(), QLocale::LongFormat) + QLatin1Char(' ');
+        m_stamp = locale.toString(now.date(), QLocale::ShortFormat) + u' ' +
+                  locale.toString(now.time(), QLocale::LongFormat) + u' ';
     }
     return m_stamp;
 }

@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace
@@ -37,8 +38,7 @@ constexpr std::chrono::milliseconds longWait = 250ms;
 
 QString onOneLine(QString text)
 {
-    return text.replace(QLatin1Char('\r'), QLatin1Char(' '))
-        .replace(QLatin1Char('\n'), QLatin1Char(' '));
+    return text.replace(u'\r', u' ').replace(u'\n', u' ');
 }
 
 void openLog(SendLog &log, const JobRow &row, bool failedOnly)
@@ -46,9 +46,9 @@ void openLog(SendLog &log, const JobRow &row, bool failedOnly)
     log.open();
     log.write({});
     if (failedOnly)
-        log.write(QStringLiteral("Resend Fail Email"));
-    log.write(QStringLiteral("Job : ") + row[JobCell::Name]);
-    log.write(QStringLiteral("Email Subject : ") + row[JobCell::Subject]);
+        log.write(u"Resend Fail Email"_s);
+    log.write(u"Job : "_s + row[JobCell::Name]);
+    log.write(u"Email Subject : "_s + row[JobCell::Subject]);
 }
 
 } // namespace
@@ -66,8 +66,7 @@ SendRun::SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings
 {
     connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
         m_sendFailed = true;
-        m_progress.reason =
-            onOneLine(QString(explanation).remove(QLatin1Char('"')).left(maxReason));
+        m_progress.reason = onOneLine(QString(explanation).remove(u'"').left(maxReason));
     });
     m_showTimer.setSingleShot(true);
     connect(&m_showTimer, &QTimer::timeout, this, [this] {
@@ -98,7 +97,7 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
         if (!isAsShown(row, m_progress.row))
             return Result::Declined;
     } catch (const StorageError &e) {
-        m_operator.tell(e.report(), QStringLiteral("Error"));
+        m_operator.tell(e.report(), u"Error"_s);
         return Result::StorageFailed;
     }
     for (;; ++m_progress.rerun) {
@@ -120,19 +119,17 @@ bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
         return true;
     m_view.showRow(stored);
     const bool isRepeat = !m_progress.failedOnly && repeatOf(m_folder, stored);
-    const QString text =
-        QStringLiteral("Job [%1] was changed by another program since it was shown here. Now it "
-                       "is %2: of %3 recipients %4 have had the email, and %5 failed.%6");
-    const QStringList buttons = {QStringLiteral("Start"), QStringLiteral("Cancel")};
+    const QString text = u"Job [%1] was changed by another program since it was shown here. Now it "
+                         "is %2: of %3 recipients %4 have had the email, and %5 failed.%6"_s;
+    const QStringList buttons = {u"Start"_s, u"Cancel"_s};
     return m_operator.choose(
                text.arg(stored[JobCell::Name],
                         stored[JobCell::Progress].isEmpty()
-                            ? QStringLiteral("not started")
-                            : QStringLiteral("\"%1\"").arg(stored[JobCell::Progress]),
+                            ? u"not started"_s
+                            : u"\"%1\""_s.arg(stored[JobCell::Progress]),
                         stored[JobCell::Total], stored[JobCell::Success], stored[JobCell::Failed],
-                        isRepeat ? QStringLiteral(" \"Start\" sends it to everybody again.")
-                                 : QString()),
-               QStringLiteral("Job Manager"), buttons, 1) == 0;
+                        isRepeat ? u" \"Start\" sends it to everybody again."_s : QString()),
+               u"Job Manager"_s, buttons, 1) == 0;
 }
 
 bool SendRun::isRerunWanted()
@@ -140,29 +137,26 @@ bool SendRun::isRerunWanted()
     if (m_ending)
         return false;
     if (m_progress.pass.failed == 0) {
-        m_operator.tell(
-            QStringLiteral("Job [%1] completed successfully.").arg(m_progress.row[JobCell::Name]));
+        m_operator.tell(u"Job [%1] completed successfully."_s.arg(m_progress.row[JobCell::Name]));
         return false;
     }
     if (m_progress.rerun == 0)
         return true;
-    return m_operator.ask(QStringLiteral("There are %1 fail emails.\r\n"
-                                         "Do you want to resend fail emails ?")
-                              .arg(m_progress.pass.failed),
-                          QStringLiteral("Resend fail emails "));
+    return m_operator.ask(u"There are %1 fail emails.\r\n"
+                          "Do you want to resend fail emails ?"_s.arg(m_progress.pass.failed),
+                          u"Resend fail emails "_s);
 }
 
 SendRun::Result SendRun::runPass(const JobMessage &message)
 {
     const Settings settings = m_settings.current();
     if (settings.smtpServer.isEmpty()) {
-        m_operator.tell(
-            QStringLiteral("Please enter a SMTP server in the Options Window and send again !"));
+        m_operator.tell(u"Please enter a SMTP server in the Options Window and send again !"_s);
         m_view.openOptions();
         return Result::NoServer;
     }
     if (const QString path = message.missingAttachment(); !path.isEmpty()) {
-        m_operator.tell(QStringLiteral("Attachment not found : %1 !").arg(path));
+        m_operator.tell(u"Attachment not found : %1 !"_s.arg(path));
         return Result::MissingAttachment;
     }
 
@@ -190,7 +184,7 @@ SendRun::Result SendRun::runPass(const JobMessage &message)
         return Result::StorageFailed;
     }
     endPass(true);
-    return row[JobCell::Progress] == QLatin1String("Paused") ? Result::Paused : Result::Complete;
+    return row[JobCell::Progress] == "Paused"_L1 ? Result::Paused : Result::Complete;
 }
 
 void SendRun::send(const JobMessage &message, const Settings &settings,
@@ -201,15 +195,14 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
     requireList(list);
 
-    row[JobCell::Progress] = QStringLiteral("Sending");
+    row[JobCell::Progress] = u"Sending"_s;
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
-    const QString failures = QStringLiteral(" where status='F' ");
-    m_progress.selected = list.number(QStringLiteral("select count(*) from email ") +
-                                      (failedOnly ? failures : QString()));
+    const QString failures = u" where status='F' "_s;
+    m_progress.selected =
+        list.number(u"select count(*) from email "_s + (failedOnly ? failures : QString()));
     row.setNumber(JobCell::Total, m_progress.selected);
-    Keyset recipients(listDatabase, QStringLiteral("*"),
-                      failedOnly ? failures
-                                 : QStringLiteral(" where mid > ") + row[JobCell::LastSentId]);
+    Keyset recipients(listDatabase, u"*"_s,
+                      failedOnly ? failures : u" where mid > "_s + row[JobCell::LastSentId]);
     m_progress.toHandle = recipients.size();
     if (m_progress.rerun > 0)
         m_progress.whole.failed = m_progress.toHandle;
@@ -217,7 +210,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
                      row.number(JobCell::LastSentId));
     OutcomeWriter outcomes(m_folder, list, row, !failedOnly);
     // From here record() waits, and the window lives.
-    list.execute(QStringLiteral("pragma busy_timeout=%1").arg(shortWait.count()));
+    list.execute(u"pragma busy_timeout=%1"_s.arg(shortWait.count()));
 
     const MergeFields fields(message.body);
     m_progress.server = shownMailHost(settings.smtpServer);
@@ -234,7 +227,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
         const Record *recipient = recipients.row(i);
         if (!recipient)
             continue; // deleted since the run began
-        m_progress.address = recipient->text(QStringLiteral("email"));
+        m_progress.address = recipient->text(u"email"_s);
         m_progress.reason.clear();
         show(RunProgress::Phase::Sending);
         const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
@@ -268,13 +261,12 @@ void SendRun::record(OutcomeWriter &outcomes, qint64 mid, bool success)
             const bool isKept = outcomes.keep(mid, status, m_progress.reason);
             if (waited >= patience) {
                 m_unrecorded =
-                    (isKept ? QStringLiteral("That %1 %2 could not be recorded in the maillist. It "
-                                             "is recorded when the job is started again.")
-                            : QStringLiteral("That %1 %2 could not be recorded anywhere, and the "
-                                             "job begins with this recipient when it is started "
-                                             "again."))
-                        .arg(m_progress.address,
-                             success ? QStringLiteral("got the email") : QStringLiteral("failed"));
+                    (isKept ? u"That %1 %2 could not be recorded in the maillist. It "
+                              "is recorded when the job is started again."_s
+                            : u"That %1 %2 could not be recorded anywhere, and the "
+                              "job begins with this recipient when it is started "
+                              "again."_s)
+                        .arg(m_progress.address, success ? u"got the email"_s : u"failed"_s);
                 throw;
             }
         }
@@ -297,7 +289,7 @@ void SendRun::finish()
     const bool complete = m_progress.pass.sent() >= m_progress.selected || !m_stopRequested;
     if (complete && !m_progress.failedOnly)
         ended.setNumber(JobCell::LastSentId, 0);
-    ended[JobCell::Progress] = complete ? QStringLiteral("Complete") : QStringLiteral("Paused");
+    ended[JobCell::Progress] = complete ? u"Complete"_s : u"Paused"_s;
     RunMarker::end(list, ended);
     m_progress.row = ended;
     storeJobRow(m_folder, ended);
@@ -320,9 +312,9 @@ void SendRun::connectTransport(const JobMessage &message, const Settings &settin
     m_mail.Host = settings.smtpServer;
     m_mail.SenderAddress = message.senderAddress;
     m_mail.SenderName = message.senderName;
-    m_mail.HtmlBody = message.format == QLatin1String("HTML");
+    m_mail.HtmlBody = message.format == "HTML"_L1;
     m_mail.AddressCheck = settings.validateAddresses ? 1 : 0;
-    m_mail.Attachments = message.attachmentPaths().join(QLatin1Char(';'));
+    m_mail.Attachments = message.attachmentPaths().join(u';');
     m_mail.Authenticate = settings.requireLogon;
     if (settings.requireLogon) {
         m_mail.UserName = settings.account;
@@ -344,10 +336,10 @@ bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
                         const UnsubscribeList &unsubscribed, const QString &subject)
 {
     try {
-        const QString address = recipient.text(QStringLiteral("email"));
+        const QString address = recipient.text(u"email"_s);
         const QString body = fields.personalise(recipient, m_clock.now().date());
         if (unsubscribed.contains(address)) {
-            m_progress.reason = QStringLiteral("Un-subscribed Email");
+            m_progress.reason = u"Un-subscribed Email"_s;
             m_yield.yield();
             return false;
         }
@@ -396,10 +388,10 @@ void SendRun::show()
 void SendRun::stopOnError(const JobRow &before, const StorageError &error)
 {
     JobRow &row = m_progress.row;
-    if (row[JobCell::Progress] == QLatin1String("Sending")) {
+    if (row[JobCell::Progress] == "Sending"_L1) {
         const JobRow reached = std::exchange(row, before);
         if (m_progress.pass.sent() > 0) {
-            row[JobCell::Progress] = QStringLiteral("Paused");
+            row[JobCell::Progress] = u"Paused"_s;
             row[JobCell::Start] = reached[JobCell::Start];
             row[JobCell::End] = jobTimeStamp(m_clock.now());
             row[JobCell::LastSentId] = reached[JobCell::LastSentId];
@@ -407,9 +399,9 @@ void SendRun::stopOnError(const JobRow &before, const StorageError &error)
         }
     }
     endPass(false);
-    m_operator.tell(error.report() + (m_unrecorded.isEmpty() ? QString() : QStringLiteral("\r\n")) +
+    m_operator.tell(error.report() + (m_unrecorded.isEmpty() ? QString() : u"\r\n"_s) +
                         m_unrecorded,
-                    QStringLiteral("Error"));
+                    u"Error"_s);
 }
 
 /// As far as the databases let it; the next start of the job finds the rest in the list.

@@ -10,44 +10,8 @@
 #include <QTest>
 #include <QWebEngineView>
 
-/// Pages try to become red, by themselves or with what they fetch; data: pictures are green.
-class TestWebHtmlView final : public QObject
-{
-    Q_OBJECT
-
-private slots:
-    void initTestCase();
-    void cleanupTestCase();
-    void drawsOnlyThePage_data();
-    void drawsOnlyThePage();
-    void startsWhenShown();
-    void opensLinksOutside_data();
-    void opensLinksOutside();
-
-public slots:
-    void noteUrl(const QUrl &url) { m_opened += url.toString(); }
-
-private:
-    QString write(const QString &name, const QByteArray &text) const
-    {
-        return writeFile(m_folder.filePath(name), text);
-    }
-
-    QTemporaryDir m_folder;
-    QTcpServer m_server;
-    int m_connections = 0;
-    QStringList m_opened;
-};
-
 namespace
 {
-
-void showAndWait(WebHtmlView &view, const QString &path)
-{
-    QSignalSpy finished(&view, &WebHtmlView::finished);
-    view.showFile(path);
-    QVERIFY(finished.wait(60000));
-}
 
 bool hasColour(WebHtmlView &view, const QColor &colour)
 {
@@ -61,130 +25,107 @@ bool hasColour(WebHtmlView &view, const QColor &colour)
     return false;
 }
 
-const QStringList schemes = {QStringLiteral("http"), QStringLiteral("https"),
-                             QStringLiteral("mailto"), QStringLiteral("file")};
 const QColor blue(0, 0, 255);
-const QByteArray blueBlock = "<div style='background:#00f;width:40px;height:40px'></div>";
+const QByteArray block = "<a style='display:block;height:100px;background:#00f' ";
 
 } // namespace
 
-void TestWebHtmlView::initTestCase()
+/// Pages try to become red, by themselves or with what they fetch; data: pictures are green.
+class TestWebHtmlView final : public QObject
 {
-    write(QStringLiteral("other.htm"), "<body style='background:#f00'></body>");
-    QImage red(8, 8, QImage::Format_RGB32);
-    red.fill(Qt::red);
-    QVERIFY(red.save(m_folder.filePath(QStringLiteral("red.png"))));
-    QVERIFY(m_server.listen(QHostAddress::LocalHost));
-    connect(&m_server, &QTcpServer::newConnection, this, [this] { ++m_connections; });
-    for (const QString &scheme : schemes)
-        QDesktopServices::setUrlHandler(scheme, this, "noteUrl");
-}
+    Q_OBJECT
 
-void TestWebHtmlView::cleanupTestCase()
-{
-    for (const QString &scheme : schemes)
-        QDesktopServices::unsetUrlHandler(scheme);
-}
+private slots:
+    void initTestCase()
+    {
+        writeFile(m_folder.filePath(QStringLiteral("other.htm")), "<body style='background:#f00'>");
+        QImage red(8, 8, QImage::Format_RGB32);
+        red.fill(Qt::red);
+        QVERIFY(red.save(m_folder.filePath(QStringLiteral("red.png"))));
+        QVERIFY(m_server.listen(QHostAddress::LocalHost));
+        connect(&m_server, &QTcpServer::newConnection, this, [this] { ++m_connections; });
+        for (const char *scheme : {"http", "https", "mailto", "file"})
+            QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "noteUrl");
+    }
 
-void TestWebHtmlView::drawsOnlyThePage_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QString>("colour"); // that the page must show, beside the blue block
-    const auto row = [](const char *name, const char *body, const char *colour = "") {
-        QTest::newRow(name) << QByteArray(body) << QString::fromLatin1(colour);
-    };
-    row("control: red is seen", "<p style='background:#f00'>x", "#ff0000");
-    row("script", "<script>document.body.style.background='#f00'</script>");
-    row("event handler", "<img src='data:,' onerror=\"document.body.style.background='#f00'\">");
-    row("picture beside it", "<img src='red.png' width=90 height=90>");
-    row("refresh", "<meta http-equiv=refresh content='0;url=other.htm'>");
-    row("remote picture", "<img src='http://127.0.0.1:%PORT/red.png'>");
-    row("remote refresh", "<meta http-equiv=refresh content='0;url=http://127.0.0.1:%PORT/'>");
-    row("picture inside",
-        "<img width=90 height=90 src=\"data:image/svg+xml,<svg "
-        "xmlns='http://www.w3.org/2000/svg' viewBox='0 0 9 9'>"
-        "<rect width='9' height='9' fill='lime'/></svg>\">",
-        "#00ff00");
-}
+    void drawsOnlyThePage()
+    {
+        const std::pair<const char *, const char *> rows[] = {
+            {"<p style='background:#f00'>x", "#ff0000"}, // control: red is seen
+            {"<script>document.body.style.background='#f00'</script>", "#0000ff"},
+            {"<img src='data:,' onerror=\"document.body.style.background='#f00'\">", "#0000ff"},
+            {"<img src='red.png' width=90 height=90>", "#0000ff"},
+            {"<meta http-equiv=refresh content='0;url=other.htm'>", "#0000ff"},
+            {"<img src='http://127.0.0.1:%PORT/red.png'>", "#0000ff"},
+            {"<meta http-equiv=refresh content='0;url=http://127.0.0.1:%PORT/'>", "#0000ff"},
+            {"<img width=90 height=90 src=\"data:image/svg+xml,<svg xmlns='http://www.w3.org/2000/"
+             "svg' viewBox='0 0 9 9'><rect width='9' height='9' fill='lime'/></svg>\">",
+             "#00ff00"}};
+        for (const auto &[body, colour] : rows) {
+            const auto view =
+                shown(block + ">x</a>" +
+                      QByteArray(body).replace("%PORT", QByteArray::number(m_server.serverPort())));
+            QTRY_VERIFY2(hasColour(*view, QLatin1String(colour)), body);
+            // A second page proves that the first had its time: what it began has come to an end.
+            QSignalSpy finished(view.get(), &WebHtmlView::finished);
+            view->showFile(m_path);
+            QVERIFY(finished.wait(60000));
+            QTRY_VERIFY2(hasColour(*view, blue), body);
+            QCOMPARE(hasColour(*view, QColor(255, 0, 0)), QByteArray(colour) == "#ff0000");
+            QVERIFY2(m_connections == 0 && m_opened.isEmpty(), body);
+        }
+    }
 
-void TestWebHtmlView::drawsOnlyThePage()
-{
-    QFETCH(QByteArray, body);
-    QFETCH(QString, colour);
-    m_connections = 0;
-    body.replace("%PORT", QByteArray::number(m_server.serverPort()));
-    WebHtmlView view;
-    view.resize(300, 300);
-    view.show();
-    showAndWait(view, write(QStringLiteral("page.htm"), "<body>" + blueBlock + body + "</body>"));
-    QTRY_VERIFY(hasColour(view, blue));
-    if (!colour.isEmpty())
-        QTRY_VERIFY(hasColour(view, QColor(colour)));
-    // A second page proves that the first had its time: what it began has come to an end.
-    showAndWait(view, m_folder.filePath(QStringLiteral("page.htm")));
-    QTRY_VERIFY(hasColour(view, blue));
-    QCOMPARE(hasColour(view, QColor(255, 0, 0)), colour == QLatin1String("#ff0000"));
-    QCOMPARE(m_connections, 0);
-    QVERIFY(m_opened.isEmpty());
-}
+    /// Whatever the page says, its encoding is the program's.
+    void opensLinksOutside()
+    {
+        const std::pair<const char *, const char *> rows[] = {
+            {"href='https://example.org/é' target=_blank", "https://example.org/é"},
+            {"href='mailto:a@example.org'", "mailto:a@example.org"},
+            {"href='other.htm' target=_blank", ""}};
+        for (const auto &[link, opened] : rows) {
+            // A second link tells when a click that does nothing is over.
+            const auto view =
+                shown("\xef\xbb\xbf<meta charset=windows-1252><body style='margin:0'>" + block +
+                      link + ">1</a>" + block + "href='http://b/'>2</a>");
+            QTRY_VERIFY(hasColour(*view, blue));
+            QWidget *inside = view->findChild<QWebEngineView *>()->focusProxy();
+            for (const int y : {50, 150})
+                QTest::mouseClick(inside, Qt::LeftButton, {}, QPoint(150, y));
+            QTRY_VERIFY(m_opened.contains(QStringLiteral("http://b/")));
+            if (*opened)
+                QTRY_VERIFY2(m_opened.contains(QString::fromUtf8(opened)), link);
+            QCOMPARE(m_opened.size(), *opened ? 2 : 1);
+            QCOMPARE(view->findChild<QWebEngineView *>()->url(), QUrl::fromLocalFile(m_path));
+            m_opened.clear();
+        }
+    }
 
-void TestWebHtmlView::startsWhenShown()
-{
-    WebHtmlView view;
-    // The file's encoding is the program's, whatever the page says.
-    view.showFile(write(QStringLiteral("page.htm"),
-                        "\xef\xbb\xbf<meta charset=windows-1252><title>Chlo\xc3\xa9</title>"));
-    QVERIFY(!view.findChild<QWebEngineView *>());
-    QSignalSpy finished(&view, &WebHtmlView::finished);
-    view.show();
-    QVERIFY(!view.findChild<QWebEngineView *>());
-    QVERIFY(finished.wait(60000));
-    QTRY_COMPARE(view.findChild<QWebEngineView *>()->title(), QStringLiteral("Chloé"));
-}
+public slots:
+    void noteUrl(const QUrl &url) { m_opened += url.toString(); }
 
-void TestWebHtmlView::opensLinksOutside_data()
-{
-    QTest::addColumn<QByteArray>("link");
-    QTest::addColumn<QStringList>("opened");
-    const auto row = [](const char *name, const char *link, const QStringList &opened) {
-        QTest::newRow(name) << QByteArray(link) << opened;
-    };
-    row("web", "href='https://example.org/'", {QStringLiteral("https://example.org/")});
-    row("new window", "href='https://example.org/' target=_blank",
-        {QStringLiteral("https://example.org/")});
-    row("mail", "href='mailto:a@example.org'", {QStringLiteral("mailto:a@example.org")});
-    row("file", "href='other.htm'", {});
-    row("file in a new window", "href='other.htm' target=_blank", {});
-}
+private:
+    /// A view that has read this page; it starts when it is on screen, and not before.
+    std::unique_ptr<WebHtmlView> shown(const QByteArray &page)
+    {
+        auto view = std::make_unique<WebHtmlView>();
+        QSignalSpy finished(view.get(), &WebHtmlView::finished);
+        view->resize(300, 300);
+        view->showFile(writeFile(m_path, page));
+        if (view->findChild<QWebEngineView *>())
+            QTest::qFail("The engine is there too early", __FILE__, __LINE__);
+        view->show();
+        if (!finished.wait(60000))
+            QTest::qFail("The page was not read", __FILE__, __LINE__);
+        return view;
+    }
 
-void TestWebHtmlView::opensLinksOutside()
-{
-    QFETCH(QByteArray, link);
-    QFETCH(QStringList, opened);
-    m_opened.clear();
-    WebHtmlView view;
-    view.resize(300, 300);
-    view.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&view));
-    // The link to click lies over the page; a second one, to the web, tells when a click that does
-    // nothing is over.
-    const QByteArray block = "style='display:block;height:100px;background:#00f' ";
-    const QString path = write(QStringLiteral("links.htm"),
-                               "<body style='margin:0'><a " + block + link + ">1</a><a " + block +
-                                   "href='https://example.net/'>2</a>");
-    showAndWait(view, path);
-    QTRY_VERIFY(hasColour(view, blue));
-    QWidget *inside = view.findChild<QWebEngineView *>()->focusProxy();
-    QVERIFY(inside);
-    QTest::mouseClick(inside, Qt::LeftButton, {}, QPoint(150, 50));
-    QTest::mouseClick(inside, Qt::LeftButton, {}, QPoint(150, 150));
-    // Mail takes a longer way through the engine.
-    QTRY_COMPARE(m_opened.size(), opened.size() + 1);
-    QVERIFY(m_opened.removeOne(QStringLiteral("https://example.net/")));
-    QCOMPARE(m_opened, opened);
-    QCOMPARE(view.findChild<QWebEngineView *>()->url(), QUrl::fromLocalFile(path));
-    m_opened.clear();
-}
+    QTemporaryDir m_folder;
+    const QString m_path = m_folder.filePath(QStringLiteral("page.htm"));
+    QTcpServer m_server;
+    int m_connections = 0;
+    QStringList m_opened;
+};
 
 QTEST_MAIN(TestWebHtmlView)
 #include "tst_webhtmlview.moc"

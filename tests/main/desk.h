@@ -15,31 +15,34 @@
 #include <QSettings>
 #include <QTabWidget>
 
+using namespace Qt::StringLiterals;
+
 /// The program on a folder and a server, with a scripted person before it.
 struct Desk {
-    /// `teller`: who is told, where it is not the scripted one.
-    explicit Desk(ServerOptions options = {}, Operator *teller = nullptr)
+    /// `teller` and `makeView`: in place of the scripted person and of views that only note.
+    explicit Desk(ServerOptions options = {}, Operator *teller = nullptr,
+                  const HtmlViewFactory &makeView = {})
         : server(std::move(options))
-        , window{{folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
-                  [](QWidget *parent) { return new RecordingHtmlView(parent); },
-                  [this] { return std::make_unique<SmtpSendMail>(yield); }}}
+        , window{
+              {folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
+               makeView ? makeView : [](QWidget *parent) { return new RecordingHtmlView(parent); },
+               [this] { return std::make_unique<SmtpSendMail>(yield); }}}
     {
-        useServer(QStringLiteral("127.0.0.1:%1").arg(server.port()));
+        useServer(u"127.0.0.1:%1"_s.arg(server.port()));
     }
     void useServer(const QString &host) const
     {
-        QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("Quillbright"),
-                  QStringLiteral("Quillbright"))
-            .setValue(QStringLiteral("SMTP"), host);
+        QSettings(QSettings::NativeFormat, QSettings::UserScope, u"Quillbright"_s, u"Quillbright"_s)
+            .setValue(u"SMTP"_s, host);
     }
     /// A job of its own list, of r1@example.org and so on, named R1 and so on, and its own message.
     void addJob(const TestText &name, int recipients, const TestText &body = "Hello") const
     {
         QStringList rows;
         for (int i = 1; i <= recipients; ++i)
-            rows += QStringLiteral("'r%1@example.org','R%1'").arg(i);
-        folder.addJob(name, folder.addList(name + QStringLiteral(" list"), rows),
-                      folder.addMessage(name + QStringLiteral(" news"), body));
+            rows += u"'r%1@example.org','R%1'"_s.arg(i);
+        folder.addJob(name, folder.addList(name + u" list"_s, rows),
+                      folder.addMessage(name + u" news"_s, body));
     }
     void open()
     {

@@ -2,6 +2,8 @@
 // something is sent.
 
 #include "desk.h"
+#include "frmpinfo.h"
+#include "testfiles.h"
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>
@@ -98,7 +100,7 @@ private slots:
         }
         // However narrow the window, a date and a count can be read.
         desk.find<QWidget>("lvTask")->window()->resize(500, 400);
-        const QString date = QStringLiteral("2026/11/30 12:00:00");
+        const QString date = u"2026/11/30 12:00:00"_s;
         QTRY_VERIFY(header->length() > header->width());
         QVERIFY(header->sectionSize(7) > header->fontMetrics().horizontalAdvance(date));
 
@@ -117,12 +119,11 @@ private slots:
         }
         QCOMPARE(desk.op.told, QStringList());
         desk.search(4, "abc");
-        QCOMPARE(desk.op.told.last(),
-                 QStringLiteral("|Please enter numeric value in the search field."));
+        QCOMPARE(desk.op.told.last(), u"|Please enter numeric value in the search field."_s);
         writeFile(desk.folder.file("sys.mdb"), QByteArray("garbage").repeated(9000));
         desk.search(0, {});
-        QVERIFY(desk.op.told.last().contains(QStringLiteral("is damaged or is not a database")));
-        QCOMPARE(desk.names(), QStringLiteral("Bob's"));
+        QVERIFY(desk.op.told.last().contains(u"is damaged or is not a database"_s));
+        QCOMPARE(desk.names(), u"Bob's"_s);
     }
 
     /// By mouse or by key, in every tab; and nothing is left of it when it goes.
@@ -133,24 +134,23 @@ private slots:
         const auto *start = child<QAction>(*desk.find<QWidget>("Toolbar1"), "Start");
         QVERIFY(!start->isEnabled());
         desk.clickRow(1);
-        QCOMPARE(desk.find<QPlainTextEdit>("txtSource")->toPlainText(), QStringLiteral("<b>x</b>"));
+        QCOMPARE(desk.find<QPlainTextEdit>("txtSource")->toPlainText(), u"<b>x</b>"_s);
         desk.showTab(2);
         QCOMPARE(grid->model()->rowCount(), 2);
         QTest::keyClick(desk.jobs(), Qt::Key_Down);
-        QCOMPARE(desk.text("lbJob"), QStringLiteral("Selected Job : 1 - Spring"));
-        QCOMPARE(desk.text("lbMailList"), QStringLiteral("Maillist : 1-Spring list"));
-        QCOMPARE(desk.text("lbmSubject"), QStringLiteral(" Email Subject : Spring news"));
+        QCOMPARE(desk.text("lbJob"), u"Selected Job : 1 - Spring"_s);
+        QCOMPARE(desk.text("lbMailList"), u"Maillist : 1-Spring list"_s);
+        QCOMPARE(desk.text("lbmSubject"), u" Email Subject : Spring news"_s);
         QCOMPARE(grid->model()->rowCount(), 1);
         desk.showTab(3);
-        QCOMPARE(desk.find<QPlainTextEdit>("Text1")->toPlainText(), QStringLiteral("Dear R1"));
-        QCOMPARE(desk.text("Panel3"), QStringLiteral("Record: 1/1"));
+        QCOMPARE(desk.find<QPlainTextEdit>("Text1")->toPlainText(), u"Dear R1"_s);
+        QCOMPARE(desk.text("Panel3"), u"Record: 1/1"_s);
         for (const char *button : {"cmdEditMail", "cmdPreview", "cmdBrowse"})
             QVERIFY2(start->isEnabled() && desk.find<QWidget>(button)->isEnabled(), button);
         desk.search(1, "autumn");
         QCOMPARE(desk.find<QPlainTextEdit>("Text1")->toPlainText(), QString());
-        QCOMPARE(desk.text("lbJob"), QStringLiteral("Welcome - No Job Selected"));
-        QCOMPARE(desk.text("lbMailList") + desk.text("lbmSubject"),
-                 QStringLiteral(" Email Subject : "));
+        QCOMPARE(desk.text("lbJob"), u"Welcome - No Job Selected"_s);
+        QCOMPARE(desk.text("lbMailList") + desk.text("lbmSubject"), u" Email Subject : "_s);
         for (const char *button : {"cmdEditMail", "cmdPreview", "cmdBrowse"})
             QVERIFY2(!start->isEnabled() && !desk.find<QWidget>(button)->isEnabled(), button);
         desk.showTab(2);
@@ -174,7 +174,7 @@ private slots:
         QVERIFY(!source->isVisible()); // but the start page
         desk.clickRow(1);
         QVERIFY(source->isVisible());
-        QCOMPARE(fields(), QStringLiteral("<b>News</b>|The Club|club@example.org|TEXT|/a||/a;/c;"));
+        QCOMPARE(fields(), u"<b>News</b>|The Club|club@example.org|TEXT|/a||/a;/c;"_s);
         QCOMPARE(desk.find<QLabel>("lbmSubject")->textFormat(), Qt::PlainText);
         desk.clickRow(0);
         QVERIFY(!source->isVisible());
@@ -185,12 +185,12 @@ private slots:
         desk.clickRow(1);
         QVERIFY(QFile::remove(page) && QDir().mkdir(page));
         desk.clickRow(0);
-        QVERIFY(desk.op.told.last().contains(QStringLiteral("by File system\rCannot write")));
+        QVERIFY(desk.op.told.last().contains(u"by File system\rCannot write"_s));
         QCOMPARE(source->toPlainText(), QString());
         desk.folder.execute("delete from mmsg where msgid=1");
         desk.clickRow(2);
-        QVERIFY(desk.op.told.last().contains(QStringLiteral("There is no message 1.")));
-        QCOMPARE(fields(), QStringLiteral("||||||"));
+        QVERIFY(desk.op.told.last().contains(u"There is no message 1."_s));
+        QCOMPARE(fields(), u"||||||"_s);
         press(desk.window, "Start"); // which would mail nothing to everybody
         QCOMPARE(desk.received().size(), 0);
     }
@@ -229,24 +229,128 @@ private slots:
             });
             QTest::keyClick(desk.jobs(), Qt::Key_Return, Qt::ControlModifier);
         }
-        QCOMPARE(enabled, QStringList(QStringLiteral("Pause")));
-        QCOMPARE(bar, QStringLiteral("2 of 5"));
+        QCOMPARE(enabled, QStringList{u"Pause"_s});
+        QCOMPARE(bar, u"2 of 5"_s);
         QCOMPARE(pointer, Qt::WaitCursor);
         QCOMPARE(desk.window.cursor().shape(), Qt::ArrowCursor);
-        QCOMPARE(desk.stored(), QStringLiteral("Paused|5|2|3|0|3"));
-        QCOMPARE(desk.jobs()->row(0).cells[2], QStringLiteral("Paused"));
-        QCOMPARE(desk.text("Panel5"), QStringLiteral("Sent:3"));
+        QCOMPARE(desk.stored(), u"Paused|5|2|3|0|3"_s);
+        QCOMPARE(desk.jobs()->row(0).cells[2], u"Paused"_s);
+        QCOMPARE(desk.text("Panel5"), u"Sent:3"_s);
         QVERIFY(!desk.find<QProgressBar>("ProgressBar1")->isVisible());
 
         desk.op.answers.push(true);
         desk.op.answers.push(false);
         press(desk.window, "Start");
-        QCOMPARE(desk.stored(), QStringLiteral("Complete|5|0|4|1|0"));
+        QCOMPARE(desk.stored(), u"Complete|5|0|4|1|0"_s);
         QCOMPARE(desk.folder.row("select remark from email where mid=4", 1),
-                 QStringLiteral("550 5.1.1 No such user"));
+                 u"550 5.1.1 No such user"_s);
         // They tell of the whole run, not of its last pass.
         QCOMPARE(desk.text("Panel5") + desk.text("Panel6") + desk.text("Panel7"),
-                 QStringLiteral("Sent:2Success:1Failed:1"));
+                 u"Sent:2Success:1Failed:1"_s);
         QCOMPARE(desk.text("Panel2") + desk.text("Panel3"), QString());
         QCOMPARE(desk.received().size(), 4);
     }
+
+    void nobodyIsMailedAgainUnasked()
+    {
+        Desk desk(slowAtTheThird());
+        desk.addJob("Spring", 4);
+        desk.open();
+        desk.clickRow(0);
+        const std::tuple<const char *, int, qsizetype> answers[] = {
+            {"", 3, 2}, {"Cancel", 3, 2}, {"Resend Fail", 3, 4}, {"Send to all", 6, 6}};
+        for (const auto &[answer, received, refused] : answers) {
+            if (*answer)
+                desk.op.choices.push(QLatin1String(answer));
+            if (*answer != 'C')
+                desk.op.answers.push(false); // no further rerun
+            press(desk.window, "Start");
+            QCOMPARE(desk.received().size(), received);
+            QCOMPARE(desk.server.transcript().count("C: RCPT TO:<r4@example.org>"), refused);
+        }
+        QVERIFY(desk.op.asked.contains(
+            u"Start Job|Everybody on the list gets this email again: 3 have had it, 1 "
+            "have not.|Resend Fail|Send to all|Cancel*"_s));
+
+        // Nor where another program has done it since.
+        desk.addJob("Autumn", 1);
+        press(desk.window, "cmdRefresh");
+        desk.clickRow(0);
+        desk.folder.execute("update mjob set progress = 'Complete', success = 1 where jobid = 2");
+        desk.op.choices.push(u"Cancel"_s);
+        press(desk.window, "Start");
+        QVERIFY(desk.op.asked.last().contains(u"by another program"_s));
+        QCOMPARE(desk.jobs()->row(0).cells[2], u"Complete"_s);
+        QCOMPARE(desk.received().size(), 6);
+    }
+
+    void deletesAndResetsAfterAsking()
+    {
+        ThreeJobs desk;
+        ScriptedOperator &op = desk.op;
+        desk.folder.execute("update mjob set success = 294, failure = 6 where jobid = 2");
+        press(desk.window, "cmdRefresh");
+        desk.clickRow(1);
+        for (const bool answer : {false, true}) {
+            op.answers.push(answer);
+            press(desk.window, "Reset");
+            QCOMPARE(desk.folder.row("select success from mjob where jobid = 2"),
+                     answer ? u"0"_s : u"294"_s);
+        }
+        QVERIFY(op.asked.last().startsWith(
+            u"Job Manager|Reset Job 2 - Autumn\n\n294 have had its email, to 6 it failed."_s));
+        press(desk.window, "Reset"); // which loses nothing now
+        for (const bool answer : {false, true}) {
+            QCOMPARE(desk.names(), u"Bob's Autumn Spring"_s);
+            op.answers.push(answer);
+            QTest::keyClick(desk.jobs(), Qt::Key_Delete);
+            QCOMPARE(op.asked.last(), u"Job Manager|Delete Job 2 - Autumn"_s);
+        }
+        QCOMPARE(desk.names(), u"Bob's Spring"_s);
+        QCOMPARE(desk.folder.rows("select jobid from mjob").join(u' '), u"1 3"_s);
+        QCOMPARE(desk.text("lbJob"), u"Welcome - No Job Selected"_s);
+        press(desk.window, "Delete");
+        desk.clickRow(0);
+        desk.folder.refuse("delete on mjob");
+        op.answers.push(true);
+        press(desk.window, "Delete");
+        QVERIFY(op.told.last().endsWith(u"no room"_s));
+        QCOMPARE(desk.names(), u"Bob's Spring"_s);
+    }
+
+    void closingEndsARun()
+    {
+        Desk desk(slowAtTheThird());
+        desk.addJob("Spring", 5);
+        desk.open();
+        desk.clickRow(0);
+        const AtTheThird close(desk.server, [&desk] { desk.window.close(); });
+        press(desk.window, "Start");
+        QVERIFY(!desk.window.isVisible());
+        QCOMPARE(desk.received().size(), 3);
+        QCOMPARE(desk.stored(), u"Paused|5|2|3|0|3"_s);
+        QCOMPARE(desk.op.told, QStringList());
+    }
+
+    void aRunWithoutAServerLeadsToTheOptions()
+    {
+        Desk desk;
+        desk.useServer({});
+        desk.addJob("Spring", 1);
+        desk.open();
+        desk.clickRow(0);
+        const WhenShown<frmPinfo> options([&desk](frmPinfo &window) {
+            type(window, "txtSMTP", u"127.0.0.1:%1"_s.arg(desk.server.port()));
+            window.hide();
+        });
+        press(desk.window, "Start");
+        QCOMPARE(desk.op.told.last(), u"|Please enter a SMTP server in the Options "
+                                      "Window and send again !"_s);
+        QCOMPARE(desk.received().size(), 0);
+        press(desk.window, "Start"); // what the boxes hold counts before it is applied
+        QCOMPARE(desk.received().size(), 1);
+    }
+};
+
+QTEST_MAIN(TestMain)
+#include "tst_main.moc"

@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""Kills runs of the console at random moments and counts what the mail catcher got.
+
+killedruns.py CONSOLE MAILCATCHER PRISTINE KILLS RECIPIENTS SECONDS: in a folder of its own, with
+copies of the empty databases in PRISTINE; every run is killed within SECONDS, and the next one starts
+at once. Fails when somebody got nothing, or twice without having been in flight at a kill.
+"""
+import os
+import pathlib
+import random
+import re
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+
+console, catcher, pristine = sys.argv[1:4]
+kills, recipients, seconds = int(sys.argv[4]), int(sys.argv[5]), float(sys.argv[6])
+
+with tempfile.TemporaryDirectory() as name:
+    folder = pathlib.Path(name)
+    (folder / "data").mkdir()
+    shutil.copy(pathlib.Path(pristine) / "sys.mdb", folder)
+    shutil.copy(pathlib.Path(pristine) / "mtemplate.mdb", folder / "data/m1.mdb")
+    with sqlite3.connect(folder / "data/m1.mdb") as members:
+        members.executemany("insert into email (email) values (?)",
+                            ((f"r{i}@example.org",) for i in range(recipients)))
+    members.close()
+    system = sqlite3.connect(folder / "sys.mdb")
+    with system:
+        system.execute("insert into mlist (listname) values ('Members')")
+        system.execute("insert into mmsg (subject, senderemail, source) values ('S', 'a@b.c', 'B')")
+        system.execute("insert into mjob (jobname, listid, msgid) values ('J', 1, 1)")
+
+    server = subprocess.Popen([catcher, "--out", str(folder / "mail")],
+                              stdout=subprocess.PIPE, text=True)
+    port = server.stdout.readline().split()[1]
+    settings = folder / "config/Quillbright/Quillbright.conf"
+    settings.parent.mkdir(parents=True)
+    settings.write_text(f"[General]\nSMTP=127.0.0.1:{port}\n")
+    environment = dict(os.environ, XDG_CONFIG_HOME=str(folder / "config"))
+
+    def start():
+        return subprocess.Popen([console, "start", "1", "--folder", name, "--batch-pause", "0"],
+                                env=environment, stdout=subprocess.DEVNULL,
+                                stderr=subprocess.PIPE, text=True)
+
+    done = 0
+    while done < kills:
+        run = start()
+        time.sleep(random.uniform(0, seconds))
+        if run.poll() is not None:
+            print(run.returncode, run.stderr.read())
+            break
+        run.send_signal(signal.SIGKILL)
+        run.wait()
+        done += 1
+        if system.execute("select progress from mjob").fetchone()[0] == "Complete":
+            break
+    else:
+        start().wait()
+    server.terminate()
+    server.wait()
+    order = [int(re.search(rb"X-Envelope-To: r(\d+)@", mail.read_bytes())[1])
+             for mail in sorted((folder / "mail").glob("*.eml"))]
+    twice = len(order) - len(set(order))
+    state = system.execute("select progress, total, unsent, success from mjob").fetchone()
+    print(f"{done} kills, {len(set(order))} of {recipients} recipients, {twice} in flight got it "
+          f"again, job {state}")
+    sys.exit(order != sorted(order) or len(set(order)) != recipients or twice > done
+             or state != ("Complete", recipients, 0, recipients))
