@@ -6,7 +6,6 @@
 #include "keyset.h"
 #include "recordingspreadsheet.h"
 #include "smalldisk.h"
-#include "storageerror.h"
 #include "testfiles.h"
 #include "window.h"
 
@@ -17,8 +16,6 @@
 #include <QLabel>
 #include <QProcess>
 #include <QRadioButton>
-
-#include <future>
 
 namespace
 {
@@ -321,24 +318,6 @@ private slots:
                     .startsWith(QString(row[5]).replace("_x005F_", "_")));
         QCOMPARE(row[6], "G2=" + QString(32'767, 'x'));
         QVERIFY(setup.op.told.last().contains("2 longer values were cut"));
-    }
-
-    void yieldsWhileAWorkbookIsSaved()
-    {
-        Setup setup;
-        std::promise<void> events;
-        setup.spreadsheet.whileSaving = [&events] {
-            if (events.get_future().wait_for(std::chrono::seconds(30)) != std::future_status::ready)
-                throw StorageError(0, {}, "no events");
-        };
-        setup.yield.actAt = 6; // after the four records and the new status
-        setup.yield.action = [&] {
-            setup.exporter.abort(); // too late
-            events.set_value();
-        };
-        QCOMPARE(setup.run("out.xlsx"), Result::Complete);
-        QVERIFY(setup.view.statuses.contains("Saving the workbook ..."));
-        QCOMPARE(setup.op.told, QStringList("|Records exported: 4"));
     }
 
     void replacesWorkbooksBehindLinks()

@@ -13,7 +13,6 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QStringEncoder>
 
 #include <csignal>
@@ -322,30 +321,6 @@ private slots:
             QCOMPARE(setup.op.told, QStringList("|The import was aborted.\r\n" + summary(1, 0)));
             QCOMPARE(setup.stored(), QString("2|1"));
         }
-    }
-
-    void showsTheSamples()
-    {
-        Setup setup;
-        const QString workbook = setup.folder.file("email_sample.xls");
-        setup.spreadsheet.hasProgram = false;
-        setup.use([&](frmImport &window) {
-            QString sample;
-            during<QDialog>([&] { press(window, "cmdSample"); },
-                            [&](QDialog &dialog) {
-                                sample = child<QPlainTextEdit>(dialog, "txtSample")->toPlainText();
-                            });
-            QVERIFY(sample.contains(QRegularExpression(
-                "^[^,]+,Recipient's Firstname(,[^,]+){4}, Memo\n[^,]+(,[^,]+){6}\n[^,]+\n"
-                "[^,]+,,,,[^,]+\n[^,]+,,,,[^,]+\n$")));
-            press(window, "cmdSampleXLS");
-            writeFile(workbook);
-            press(window, "cmdSampleXLS");
-        });
-        const QString hint = "\r\nYou must install Microsoft Excel !";
-        QCOMPARE(setup.op.told,
-                 (QStringList{"|" + workbook + " does not exist." + hint,
-                              "|No program was found that opens " + workbook + "." + hint}));
     }
 
     void logBoxSaysWhatItDropped()
