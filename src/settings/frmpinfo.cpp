@@ -4,6 +4,7 @@
 
 #include "operator.h"
 #include "settingsstore.h"
+#include "storageerror.h"
 #include "waitpointer.h"
 
 #include <QApplication>
