@@ -53,10 +53,10 @@ ExitStatus listMessages(const ProgramFolder &folder, bool json);
 ExitStatus testSend(const ProgramFolder &folder, const QString &message, const QString &address);
 
 /// The one of `all` that `wanted` is the number or the name of; `kind` is what they are. Throws
-/// Refusal where there is none or more than one.
+/// Refusal where there is none, with `whyNone`, or more than one.
 template <typename Row, typename Number, typename Name>
 const Row &oneNamed(const std::vector<Row> &all, const QString &kind, const QString &wanted,
-                    Number number, Name name)
+                    Number number, Name name, const QString &whyNone)
 {
     const Row *found = nullptr;
     int count = 0;
@@ -72,6 +72,6 @@ const Row &oneNamed(const std::vector<Row> &all, const QString &kind, const QStr
         throw Refusal{QStringLiteral("There are %1 %2s named \"%3\"; give the %2's number.")
                           .arg(QString::number(count), kind, wanted)};
     if (!found)
-        throw Refusal{QStringLiteral("There is no %1 \"%2\".").arg(kind, wanted)};
+        throw Refusal{whyNone};
     return *found;
 }

@@ -18,7 +18,7 @@ const QString stopping =
 MailList findList(const ProgramFolder &folder, const QString &list)
 {
     return oneNamed(ListCatalogue(folder).lists(), QStringLiteral("list"), list, &MailList::id,
-                    &MailList::name);
+                    &MailList::name, QStringLiteral("There is no list \"%1\".").arg(list));
 }
 
 class ConsoleImportView final : public ImportView

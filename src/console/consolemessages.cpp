@@ -32,7 +32,8 @@ ExitStatus testSend(const ProgramFolder &folder, const QString &message, const Q
     Connection system(folder.systemConnectionString());
     const JobMessage stored =
         loadMessage(system, oneNamed(messages, QStringLiteral("message"), message,
-                                     &MessageHead::number, &MessageHead::subject)
+                                     &MessageHead::number, &MessageHead::subject,
+                                     QStringLiteral("There is no message \"%1\".").arg(message))
                                 .number);
     system.close();
 

@@ -36,18 +36,13 @@ void print(const std::vector<JobRow> &jobs, bool json = false)
     printListing(columns, rows, json);
 }
 
-std::vector<JobRow> storedJobs(const ProgramFolder &folder)
-{
-    Connection system(folder.systemConnectionString());
-    return loadJobs(system);
-}
-
 JobRow findJob(const ProgramFolder &folder, const QString &job)
 {
+    Connection system(folder.systemConnectionString());
     return oneNamed(
-        storedJobs(folder), QStringLiteral("job"), job,
+        loadJobs(system), QStringLiteral("job"), job,
         [](const JobRow &row) { return row.number(JobCell::Id); },
-        [](const JobRow &row) { return row[JobCell::Name]; });
+        [](const JobRow &row) { return row[JobCell::Name]; }, whyNotListed(system, job));
 }
 
 void recover(const ProgramFolder &folder)
@@ -82,7 +77,8 @@ ExitStatus exitStatus(SendRun::Result result, qint64 failed)
 ExitStatus listJobs(const ProgramFolder &folder, bool json)
 {
     recover(folder);
-    print(storedJobs(folder), json);
+    Connection system(folder.systemConnectionString());
+    print(loadJobs(system), json);
     return Complete;
 }
 

@@ -143,22 +143,6 @@ std::string wrongUsage(const CLI::App *app, const CLI::Error &error)
     return why + "\n" + help.substr(help.find("Usage:"));
 }
 
-ExitStatus act(const Action &action, const std::string &folder)
-{
-    try {
-        return action(folder.empty() ? ProgramFolder::ofExecutable() : ProgramFolder(text(folder)));
-    } catch (const Refusal &e) {
-        printMessage(e.why);
-        return Refused;
-    } catch (const ListInUse &e) {
-        printMessage(e.description());
-        return Refused;
-    } catch (const StorageError &e) {
-        printMessage(e.report());
-        return StorageFailure;
-    }
-}
-
 ExitStatus run(int argc, char *argv[])
 {
     CLI::App app("Quillbright without its window: for servers, cron and scripts.",
@@ -178,10 +162,20 @@ ExitStatus run(int argc, char *argv[])
                "interrupted, 4 refused to start, 5 storage error.");
     try {
         app.parse(argc, argv);
+        return action(words.folder.empty() ? ProgramFolder::ofExecutable()
+                                           : ProgramFolder(text(words.folder)));
     } catch (const CLI::ParseError &e) {
         return app.exit(e) == 0 ? Complete : WrongUsage;
+    } catch (const Refusal &e) {
+        printMessage(e.why);
+        return Refused;
+    } catch (const ListInUse &e) {
+        printMessage(e.description());
+        return Refused;
+    } catch (const StorageError &e) {
+        printMessage(e.report());
+        return StorageFailure;
     }
-    return act(action, words.folder);
 }
 
 } // namespace

@@ -40,7 +40,7 @@ void ProgressBar::show(double progress, qint64 handled, const QString &counts)
         return;
     m_lastDrawn = elapsed;
     m_isVisible = true;
-    constexpr int width = 30;
+    constexpr int width = 20; // what follows has room in 80 columns
     const int full = int(progress * width);
     const qint64 left = progress > 0 ? qint64(double(elapsed) * (1 / progress - 1) / 1000) : 0;
     print(stderr, QStringLiteral("\r[%1%2] %3, %4, %5 left \033[K")

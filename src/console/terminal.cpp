@@ -102,6 +102,12 @@ void ConsoleView::showProgress(const RunProgress &progress)
         printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
                                           : QStringLiteral("Resend fail emails, connecting to ")) +
                      progress.server + QStringLiteral(" ..."));
+    if (progress.phase == RunProgress::Phase::WaitingForList &&
+        std::exchange(m_waitingFor, progress.address) != progress.address) {
+        m_bar.clear();
+        printMessage(QStringLiteral("What became of %1 cannot be recorded yet; trying again ...")
+                         .arg(progress.address));
+    }
     const qint64 handled = progress.pass.sent();
     const QString counts = QStringLiteral("%1 of %2, %3 failed")
                                .arg(handled)
@@ -160,8 +166,9 @@ void SignalYield::yield()
     m_events.yield();
     if (!signalled || !m_stop)
         return;
-    m_bar.clear();
-    if (!m_notice.isEmpty())
+    if (!m_notice.isEmpty()) {
+        m_bar.clear();
         printMessage(std::exchange(m_notice, {}));
+    }
     m_stop();
 }

@@ -69,6 +69,7 @@ private:
     ProgressBar &m_bar;
     bool m_isConnecting = false; ///< and that is not told yet
     qint64 m_told = 0;           ///< the recipients handled when a line last said how many
+    QString m_waitingFor;        ///< whose outcome cannot be recorded, as was told
     QSet<QString> m_kinds;       ///< of reasons that were told
 };
 

@@ -101,8 +101,7 @@ void frmMgrList::list_refresh()
         list->setEmptyText(
             text.isEmpty() ? tr("There are no lists yet. “New” makes the first one and can fill "
                                 "it from a file.")
-                           : tr("No list matches the search. Search for an empty text to see "
-                                "every list."));
+                           : tr("No list matches the search. Empty its text to see all lists."));
         if (list->selectedRow() >= 0)
             list->setFocus();
     } catch (const StorageError &e) {

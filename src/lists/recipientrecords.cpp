@@ -1,5 +1,9 @@
 #include "recipientrecords.h"
 
+#include "mailboxform.h"
+#include "recordset.h"
+#include "sqltext.h"
+
 #include <QStringList>
 
 #include <SQLiteCpp/Column.h>
@@ -29,6 +33,16 @@ QString insertStatement(size_t rows)
                           "values ") +
            QStringList(qsizetype(rows), QStringLiteral("(?, ?, ?, ?, ?, ?, ?)"))
                .join(QStringLiteral(", "));
+}
+
+/// Whether letter case apart, which the table's key does not tell apart, the address is the only
+/// spelling of its mailbox in which it is stored. In a statement: of which it is not.
+const QString otherSpellings = QStringLiteral("email glob '*[^!#-~]*' or email glob '*.'");
+bool isPlain(std::string_view address)
+{
+    return !address.ends_with('.') && std::all_of(address.begin(), address.end(), [](char c) {
+        return c > ' ' && c <= '~' && c != '"';
+    });
 }
 
 } // namespace
@@ -77,6 +91,9 @@ RecipientInserter::RecipientInserter(Connection &list, Refused refused)
     , m_fields(batchSize * fieldCount)
     , m_numbers(batchSize)
 {
+    for (Recordset rows(list, QStringLiteral("select email from email where ") + otherSpellings);
+         !rows.atEnd(); rows.moveNext())
+        m_forms.insert(mailboxForm(rows.current().text(QStringLiteral("email"))));
     list.beginBulk();
 }
 
@@ -94,11 +111,33 @@ RecipientInserter::~RecipientInserter()
 
 void RecipientInserter::add(qint64 number, const RecipientRecord &record)
 {
+    if (isOtherwiseThere(record.front()))
+        return m_refused(number, record,
+                         QStringLiteral("This email address is already in the list, maybe in "
+                                        "another spelling."));
     std::copy(record.begin(), record.end(),
               m_fields.begin() + std::ptrdiff_t(m_waiting * fieldCount));
     m_numbers[m_waiting++] = number;
     if (m_waiting == batchSize)
         settle();
+}
+
+/// What is spelled the same the table refuses. Nearly all addresses are plain, and cost nothing.
+bool RecipientInserter::isOtherwiseThere(const std::string &address)
+{
+    const bool isPlainAddress = isPlain(address);
+    if (isPlainAddress && m_forms.isEmpty())
+        return false;
+    const QString form = mailboxForm(QString::fromStdString(address));
+    bool isThere = m_forms.contains(form);
+    if (isThere || !isPlainAddress)
+        settle();
+    if (!isThere && !isPlainAddress)
+        isThere = m_list.number(QStringLiteral("select count(*) from email where email = ") +
+                                quoted(form)) > 0;
+    if (!isPlainAddress)
+        m_forms.insert(form);
+    return isThere;
 }
 
 void RecipientInserter::settle()

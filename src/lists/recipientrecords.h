@@ -3,6 +3,8 @@
 #include "connection.h"
 #include "statement.h"
 
+#include <QSet>
+
 #include <array>
 #include <chrono>
 #include <functional>
@@ -41,7 +43,8 @@ private:
 /// fields as a statement would hold them, and why, parted by tabs.
 QString refusalLine(qint64 number, std::span<const std::string> fields, const QString &why);
 
-/// Adds recipients to a list, many to a commit. No commit waits longer than a tenth of a second,
+/// Adds recipients to a list, many to a commit. A mailbox that is there in another spelling is
+/// refused like one that is there in the same. No commit waits longer than a tenth of a second,
 /// so that this is the most that a crash of the program can lose; what was there at finish()
 /// survives a power cut too. What is not committed when it goes is undone.
 ///
@@ -77,6 +80,7 @@ public:
     bool hasFailed() const { return m_hasFailed; }
 
 private:
+    bool isOtherwiseThere(const std::string &address);
     bool insertBatch();
     void insertOne(qint64 number, std::span<const std::string> fields);
     void commit();
@@ -90,6 +94,7 @@ private:
     Statement m_insertBatch;
     std::vector<std::string> m_fields; // of a batch, record after record
     std::vector<qint64> m_numbers;     // of its records
+    QSet<QString> m_forms;             // of mailboxes in the list that are not spelled plainly
     size_t m_waiting = 0;              // how many of them are to be added
     int m_single = 0;                  // how many of the next batches are added one by one
     std::optional<Transaction> m_transaction;

@@ -36,7 +36,7 @@ constexpr SwitchValue switches[] = {
     {"ValidateEmail", &Settings::validateAddresses},
 };
 
-/// Stands first in a file in which every value stands as it is.
+/// Stands in a file in which every value stands as it is.
 constexpr char mark[] = "# name=value, each value as it stands to the end of its line";
 
 /// What `value` meant in a file without the mark, which an earlier version of the program may have
@@ -70,7 +70,7 @@ QHash<QString, QString> readValues(const QString &path)
                  "known.",
                  qUtf8Printable(path));
     const QString text = decodeFile(file.readAll()).remove(u'\r');
-    const bool marked = text.startsWith(QLatin1String(mark));
+    const bool marked = text.contains(QLatin1String(mark));
     for (const QString &line : text.split(u'\n')) {
         const QString name = line.section(u'=', 0, 0);
         QString value = line.section(u'=', 1);
@@ -115,20 +115,22 @@ Settings SettingsStore::load() const
 
 void SettingsStore::save(const Settings &settings) const
 {
-    static const QRegularExpression lineEnd(QStringLiteral("[\\r\\n\\x00].*"),
-                                            QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression lineEnd(QStringLiteral("[\\r\\n\\x00]"));
     QByteArray lines = mark + QByteArray("\n[General]\n");
     for (const TextValue &value : texts)
         lines += value.name + QByteArray("=") +
-                 QString(settings.*value.member).remove(lineEnd).toUtf8() + '\n';
+                 (settings.*value.member).section(lineEnd, 0, 0).toUtf8() + '\n';
     for (const SwitchValue &value : switches)
         lines += value.name + QByteArray(settings.*value.member ? "=1\n" : "=0\n");
     QDir().mkpath(QFileInfo(location()).path());
     // Private before the password is in it.
     QSaveFile file(location());
-    if (file.open(QIODevice::WriteOnly) &&
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
-        file.write(lines) == lines.size())
-        file.commit();
+    const bool isSaved = file.open(QIODevice::WriteOnly) &&
+                         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) &&
+                         file.write(lines) == lines.size() && file.commit();
     saveUnsubscribeList(m_folder, settings.unsubscribed);
+    if (!isSaved)
+        throw StorageError(0, QStringLiteral("File system"),
+                           QStringLiteral("The settings cannot be saved in %1: %2")
+                               .arg(file.fileName(), file.errorString()));
 }

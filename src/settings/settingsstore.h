@@ -10,13 +10,12 @@ class ProgramFolder;
 ///
 /// The file has lines `name=value`, in UTF-8. A value is all that stands after the "=", with
 /// whatever characters: there is no quoting and no escaping, so it cannot hold a line break. Such a
-/// file begins with a line that says so. One without that line may have been written by an earlier
+/// file has a line that says so. One without that line may have been written by an earlier
 /// version, which did quote and escape: where a value has exactly that version's form, it is read
 /// as that version meant it; blanks around a value don't count there.
 ///
 /// The password is in it, so it is for its owner alone: reading corrects other permissions, and
-/// says so on stderr. Otherwise reading and writing ignore errors: an unreadable file gives empty
-/// settings, an unwritable one keeps what it had.
+/// says so on stderr. Otherwise reading ignores errors: an unreadable file gives empty settings.
 class SettingsStore final : public LiveSettings
 {
 public:
@@ -27,7 +26,8 @@ public:
     static QString location();
 
     Settings load() const;
-    /// Throws StorageError when the unsubscribe list could not be saved; the others were.
+    /// Throws StorageError when one of the two files could not be saved, which then is as it was;
+    /// the other one is saved.
     void save(const Settings &settings) const;
 
     /// For a program without option boxes, the stored values are the live ones.

@@ -79,7 +79,7 @@ bool makePrivate(const QString &path)
 ProgramFolder::ProgramFolder(const QString &path)
     : m_path(QDir(path).absolutePath())
 {
-    for (const char *name : {"data", "log"})
+    for (const char *name : {"data", "log", "ulist.txt"})
         makePrivate(file(QLatin1String(name)));
 }
 

@@ -9,8 +9,8 @@ bool makePrivate(const QString &path);
 /// The folder that holds the program's data, and the list database files in it.
 ///
 /// Its databases and logs hold recipients, so they are for its owner alone, whatever they were
-/// before: the folders of lists and logs from when an object is made, each database from when it is
-/// opened.
+/// before: the folders of lists and logs and the unsubscribe list from when an object is made, each
+/// database from when it is opened.
 ///
 /// Paths inside it are formed with "\", as the connection strings always were; file() gives the
 /// platform's form.

@@ -7,9 +7,6 @@
 #include "testfolder.h"
 
 #include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QTest>
 
@@ -22,7 +19,7 @@ namespace
 {
 
 struct Finished {
-    int status = -1;
+    int status;
     QString output;
     QString messages;
 };
@@ -37,9 +34,10 @@ ServerOptions options(const QList<ServerRule> &rules)
 /// A program folder with the list "Members" of r1@example.org and so on, the message "News", a job
 /// "Spring" of the two, and settings that name the server.
 struct Setup {
-    explicit Setup(int recipients = 1, const QList<ServerRule> &rules = {})
+    explicit Setup(int recipients = 2, const QList<ServerRule> &rules = {})
         : server(options(rules))
     {
+        qputenv("XDG_CONFIG_HOME", folder.file("config").toUtf8());
         QStringList rows;
         for (int i = 1; i <= recipients; ++i)
             rows += QStringLiteral("r%1@example.org").arg(i);
@@ -53,23 +51,9 @@ struct Setup {
         writeFile(folder.file("config/Quillbright/Quillbright.conf"),
                   "[General]\nSMTP=" + host + '\n');
     }
-    /// A file of so many recipients, "n1@example.org" on.
-    void writeImport(int count) const
-    {
-        QByteArray content;
-        for (int i = 1; i <= count; ++i)
-            content += "n" + QByteArray::number(i) + "@example.org,First,Last,Dr,0117,Co,memo\n";
-        writeFile(folder.file("in.csv"), content);
-    }
-
     /// Blanks part the arguments of a line.
     void start(QProcess &process, const TestText &line) const
     {
-        QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-        variables.insert(TestText("XDG_CONFIG_HOME"), folder.file("config"));
-        if (!temporaryFolder.isEmpty())
-            variables.insert(TestText("TMPDIR"), temporaryFolder);
-        process.setProcessEnvironment(variables);
         process.setWorkingDirectory(folder.folder().path());
         process.start(TestText(CONSOLE), QStringList{TestText("--folder"), folder.folder().path()} +
                                              line.split(QChar(u' '), Qt::SkipEmptyParts));
@@ -84,17 +68,13 @@ struct Setup {
         return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
                 QString::fromUtf8(process.readAllStandardError())};
     }
-    QJsonArray json(const TestText &line) const
+    /// Everyone on the list, and nobody twice.
+    bool gotAll(int count) const
     {
-        return QJsonDocument::fromJson(run(line + TestText(" --json")).output.toUtf8()).array();
-    }
-
-    QByteArrayList received() const
-    {
-        QByteArrayList recipients;
+        QSet<QByteArray> recipients;
         for (const ReceivedMessage &message : server.messages())
-            recipients += message.recipients;
-        return recipients;
+            recipients += message.recipients.front();
+        return server.messages().size() == count && recipients.size() == count;
     }
     QString stored() const
     {
@@ -105,7 +85,6 @@ struct Setup {
     TestFolder folder;
     SmtpServer server;
     qint64 list = 0;
-    QString temporaryFolder;
 };
 
 const TestText startJob = "start Spring --batch-pause 0";
@@ -119,17 +98,16 @@ class TestConsole final : public QObject
 private slots:
     void answers()
     {
-        const auto sql = [](const char *statement) {
-            return [statement](const Setup &setup) { setup.folder.execute(statement); };
+        const auto sql = [](const char *statement, qint64 database = 0) {
+            return [=](const Setup &setup) { setup.folder.execute(statement, database); };
         };
         const auto file = [](const char *name, const char *content) {
-            return [name, content](const Setup &setup) {
-                writeFile(setup.folder.file(name), content);
-            };
+            return [=](const Setup &setup) { writeFile(setup.folder.file(name), content); };
         };
         const auto server = [](const char *name) {
-            return [name](const Setup &setup) { setup.configure(name); };
+            return [=](const Setup &setup) { setup.configure(name); };
         };
+        const auto failed = sql("update email set status='F', remark='550 \"No\"' where mid=2", 1);
         const struct {
             const char *line;
             int status;
@@ -137,87 +115,59 @@ private slots:
             std::function<void(const Setup &)> prepare = {};
         } cases[] = {
             {"--version", 0, "Quillbright 1."},
-            {"--help", 0, "test-send"},
             {"start --help", 0, "Usage: quillbright-console start "},
             {"", 2, "Usage: quillbright-console [OPTIONS] COMMAND"},
-            {"dance", 2, "There is no command dance\n"},
-            {"jobs --loud", 2, "Usage: quillbright-console jobs "},
+            {"dance", 2, "There is no command dance\nUsage: quillbright-console [OPTIONS] COMMAND"},
             {"jobs --folder=", 2, "Usage: quillbright-console jobs "},
             {"start", 2, "JOB is required\n"},
             {"start 1 --rerun -1", 2, "Usage: quillbright-console start "},
             {"export 1 a --filter some", 2, "Usage: quillbright-console export "},
+            {"jobs", 0, "  1  Ü [2J  x        ", // not what a terminal would obey
+             sql("update mjob set jobname = 'Ü' || char(27) || '[2J' || char(13, 10) || 'x'")},
+            {"jobs --json", 0, "\"jobid\":1,\"jobname\":\"O'Neil \\\"Ü\\\"\"",
+             sql("update mjob set jobname = 'O''Neil \"Ü\"'")},
+            {"messages", 0,
+             "Mail ID  Subject  Sender Name  Sender Email      Format\n"
+             "      1  News     The Club     club@example.org  TEXT\n"},
+            {"lists --json", 0, "\"listname\":\"Members\",\"listtype\":"},
+            {"recipients Members", 0, "     2  r2@example.org                       F       550 \"",
+             failed},
+            {"recipients 1 --json", 0, "\"title\":\"\"},\n  {\"company\":\"\"", failed},
+            {"recipients 1 --json --filter fail", 0,
+             "[\n  {\"company\":\"\",\"contact\":\"\",\"email\":\"r2@example.org\"", failed},
+            {"reset 1", 0, "  1  Spring             2       0 ",
+             sql("update mjob set progress='Paused', unsent=2")},
             {"start Autumn", 4, "There is no job \"Autumn\"."},
             {"start Spring", 4, "There are 2 jobs named \"Spring\"; give the job's number.",
              sql("insert into mjob (jobname, listid, msgid) values ('Spring', 1, 1)")},
-            {"start 1", 4, "Attachment not found : /gone.pdf !",
-             sql("update mmsg set attach01='/gone.pdf'")},
+            {"start Spring", 4, "The maillist of job \"Spring\" (Maillist ID 1) exists no more.",
+             sql("delete from mlist")},
+            {"reset 1", 5, "is not a maillist", sql("drop table email", 1)},
             {"start 1", 4, "Please enter a SMTP server in the Options", server("")},
             {"start 1", 1, "Failed: r1@example.org: ", server("127.0.0.1:1")},
             {"start 1", 5, "m1.mdb does not exist",
              [](const Setup &s) { QFile::remove(s.folder.folder().listDatabaseFile(s.list)); }},
-            {"jobs", 5, "sys.mdb does not exist",
-             [](const Setup &s) { QFile::remove(s.folder.file("sys.mdb")); }},
             {"test-send News r1@example.org", 0, "Send success !"},
-            {"test-send 1 no@example.org", 1, "550 No such user"},
-            {"test-send 1 r1@example.org", 5, "no such table", sql("drop table mmsg")},
+            {"test-send 1 no@example.org", 1, "550 No user"},
             {"import 1 a.txt --separator ;", 0, "Number of Success : 1",
              file("a.txt", "a@example.org;Ann\n")},
             {"import 1 a.txt", 1, "Error Log:\n1\tR1@example.org\t",
              file("a.txt", "R1@example.org\n")},
-            {"import 1 a.xls", 4, "it is not an .xls workbook.", file("a.xls", "a@example.org\n")},
-            {"import 1 missing.csv", 4, "No such file"},
-            {"export Members out.csv --filter fail", 0, "Records exported: 0"},
-            {"export 1 data/m1.mdb", 5, "data/m1.mdb belongs to the program"},
-            {"export 1 no/out.xlsx", 5, "Cannot write no/out.xlsx"},
+            {"export Members out.csv --filter fail", 0, "Records exported: 1", failed},
         };
         for (const auto &expected : cases) {
-            const Setup setup(1,
-                              {{.command = "RCPT", .text = "no@", .reply = {"550 No such user"}}});
+            const Setup setup(2, {{.command = "RCPT", .text = "no@", .reply = {"550 No user"}}});
             if (expected.prepare)
                 expected.prepare(setup);
             const Finished done = setup.run(expected.line);
             const QString said = done.output + done.messages;
-            QVERIFY2(said.contains(TestText(expected.told)),
+            // A wrong line gets the usage of its own command.
+            QVERIFY2(done.status == expected.status && said.contains(TestText(expected.told)) &&
+                         said.contains(TestText("test-send")) ==
+                             said.contains(TestText(" COMMAND")) &&
+                         (done.status < 2 || setup.server.messages().isEmpty()),
                      qPrintable(TestText(expected.line) + QChar(u'\n') + said));
-            QVERIFY2(done.status == expected.status, expected.line);
-            QVERIFY2(done.status == 0 || done.status == 1 || setup.received().isEmpty(),
-                     expected.line);
-            if (done.status == 2) // the usage of no other command
-                QVERIFY2(
-                    done.output.isEmpty() &&
-                        said.contains(TestText("test-send")) ==
-                            said.contains(TestText("Usage: quillbright-console [OPTIONS] COMMAND")),
-                    expected.line);
         }
-    }
-
-    void listsWhatThereIs()
-    {
-        const Setup setup(3);
-        const TestText name = "Bob's \"Ünïcode\"";
-        setup.folder.addJob(name, setup.list, 1);
-        setup.folder.execute(
-            "update mlist set listname = char(27) || '[2J' || char(13, 10) || 'x'");
-        const Finished jobs = setup.run("jobs");
-        QVERIFY(!jobs.output.contains(QChar(27))); // a terminal would obey it
-        QCOMPARE(jobs.output.count(QChar(u'\n')), 3);
-        const QJsonObject job = setup.json("jobs")[0].toObject();
-        QCOMPARE(job.value(TestText("jobname")).toString(), name);
-        QCOMPARE(job.value(TestText("jobid")).toInt(), 2);
-        QCOMPARE(setup.run("messages").output,
-                 TestText("Mail ID  Subject  Sender Name  Sender Email      Format\n"
-                          "      1  News     The Club     club@example.org  TEXT\n"));
-        QCOMPARE(setup.json("lists")[0].toObject().value(TestText("listid")).toInt(), 1);
-
-        setup.folder.execute("update email set status='F', remark='550 \"No\"' where mid = 2",
-                             setup.list);
-        QCOMPARE(setup.run("recipients 1 --filter fail").output,
-                 TestText("Number  Email           Firstname  Lastname  Status  Fail Reason\n"
-                          "     2  r2@example.org                       F       550 \"No\"\n"));
-        QCOMPARE(setup.json("recipients 1 --filter success").size(), 2);
-        const QJsonObject failed = setup.json("recipients 1")[1].toObject();
-        QCOMPARE(failed.value(TestText("email")).toString(), TestText("r2@example.org"));
-        QCOMPARE(failed.value(TestText("remark")).toString(), TestText("550 \"No\""));
     }
 
     void sendsAndRerunsFailures()
@@ -231,7 +181,7 @@ private slots:
                                 refuse("r4@", "452 Full")});
         const Finished done = setup.run(startJob + TestText(" --rerun 3"));
         QCOMPARE(done.status, 0);
-        QCOMPARE(setup.received().size(), 250);
+        QVERIFY(setup.gotAll(250));
         QCOMPARE(setup.stored(), TestText("Complete|250|0|250|0|0"));
         for (const char *text : {"Connecting to 127.0.0.1", "Resend fail emails, connecting to ",
                                  "250 of 250, 3 failed", "Do you want to resend fail emails ? Yes",
@@ -239,9 +189,6 @@ private slots:
             QVERIFY2(done.messages.contains(TestText(text)), qPrintable(done.messages));
         QCOMPARE(done.messages.count(TestText("Try later")), 1); // every kind of reason once
         QCOMPARE(done.messages.count(TestText("Full")), 1);
-        QVERIFY(done.output.contains(TestText("Complete")));
-        QCOMPARE(setup.run("reset 1").status, 0);
-        QCOMPARE(setup.stored(), TestText("|250|0|0|0|0"));
     }
 
     /// With its terminal gone, what it says ends nothing.
@@ -256,9 +203,8 @@ private slots:
             ::kill(pid_t(process.processId()), number);
             ::kill(pid_t(process.processId()), SIGHUP);
             QVERIFY(process.waitForFinished());
-            QCOMPARE(process.exitStatus(), QProcess::NormalExit);
             QCOMPARE(process.exitCode(), 3);
-            const qsizetype sent = setup.received().size();
+            const qsizetype sent = setup.server.messages().size();
             QVERIFY(sent < 100);
             QCOMPARE(setup.stored(), TestText("Paused|100|%1|%2|0|%2").arg(100 - sent).arg(sent));
         }
@@ -273,9 +219,7 @@ private slots:
         QTRY_COMPARE(setup.server.transcript().count("C: DATA"), 3);
         QTRY_COMPARE(setup.folder.rows("select mid from email where status='S'", setup.list).size(),
                      3);
-        const Finished second = setup.run(startJob);
-        QCOMPARE(second.status, 4);
-        QVERIFY(second.messages.contains(TestText("Another Quillbright is sending")));
+        QVERIFY(setup.run(startJob).messages.contains(TestText("Another Quillbright is sending")));
         // A look at the jobs leaves the living run alone.
         QVERIFY(setup.run("jobs").messages.isEmpty());
 
@@ -284,19 +228,14 @@ private slots:
         QTRY_VERIFY((said += process.readAllStandardError()).contains("once more to quit at once"));
         ::kill(pid_t(process.processId()), SIGINT);
         QVERIFY(process.waitForFinished());
-        QCOMPARE(process.exitStatus(), QProcess::CrashExit);
-        QVERIFY(setup.stored().startsWith(TestText("null|"))); // the job knows nothing of it
 
-        const Finished jobs = setup.run("jobs");
-        QVERIFY(jobs.messages.contains(TestText("Job [Spring] was interrupted")));
+        QVERIFY(setup.run("jobs").messages.contains(TestText("Job [Spring] was interrupted")));
         QCOMPARE(setup.stored(), TestText("Paused|6|3|3|0|3"));
         QCOMPARE(setup.run(startJob).status, 0);
-        QByteArrayList received = setup.received();
-        QCOMPARE(received.size(), 6);
-        QCOMPARE(QSet<QByteArray>(received.begin(), received.end()).size(), 6);
+        QVERIFY(setup.gotAll(6));
     }
 
-    void fullDiskStopsTheRun()
+    void fullDiskIsWaitedFor()
     {
         const Setup setup(400);
         // A disk filled up but for a little: what a run commits soon does not fit.
@@ -307,20 +246,14 @@ private slots:
         if (!disk.isMounted())
             QSKIP("no right to mount a file system here");
         QVERIFY(QFile::copy(aside, list));
-        const Finished full = setup.run(startJob);
-        const qsizetype sent = setup.received().size();
-        const QStringList recorded =
-            setup.folder.rows("select email from email where status='S'", setup.list);
-        QCOMPARE(full.status, 5);
-        QVERIFY2(full.messages.contains(TestText("is full")), qPrintable(full.messages));
-        QVERIFY(sent > 0 && sent < 400);
-        QVERIFY(recorded.size() >= sent - 1); // all but the one that did not fit
-
+        QProcess process;
+        setup.start(process, startJob);
+        QByteArray said;
+        QTRY_VERIFY((said += process.readAllStandardError()).contains("cannot be recorded yet"));
         disk.grow("8m");
-        QCOMPARE(setup.run(startJob).status, 0);
-        const QByteArrayList received = setup.received();
-        QCOMPARE(received.size(), 400); // everyone, and nobody twice
-        QCOMPARE(QSet<QByteArray>(received.begin(), received.end()).size(), 400);
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), 0);
+        QVERIFY(setup.gotAll(400));
     }
 
     void endedImportKeepsWhatItCommitted()
@@ -329,7 +262,10 @@ private slots:
             constexpr int lines = 400'000;
             const Setup setup;
             QProcess process;
-            setup.writeImport(lines);
+            QByteArray content;
+            for (int i = 1; i <= lines; ++i)
+                content += "n" + QByteArray::number(i) + "@example.org,First\n";
+            writeFile(setup.folder.file("in.csv"), content);
             setup.start(process, "import Members in.csv");
             QTRY_VERIFY(setup.count() > 1000);
             ::kill(pid_t(process.processId()), number);
@@ -338,26 +274,28 @@ private slots:
             QVERIFY(kept < lines);
             // Every recipient up to the last one, and no damage.
             QCOMPARE(setup.folder.row("select mid, email from email order by mid desc", setup.list),
-                     TestText("%1|n%2@example.org").arg(kept).arg(kept - 1));
+                     TestText("%1|n%2@example.org").arg(kept).arg(kept - 2));
             QCOMPARE(setup.folder.row("pragma integrity_check", setup.list), TestText("ok"));
             if (number == SIGINT) {
                 QCOMPARE(process.exitCode(), 3);
                 QVERIFY(process.readAllStandardError().contains(
-                    "Number of Success : " + QByteArray::number(kept - 1) + '\n'));
-                QCOMPARE(setup.folder.row("select rec_count from mlist").toInt(), kept);
+                    "Number of Success : " + QByteArray::number(kept - 2) + '\n'));
             }
         }
     }
 
     void fullDiskLeavesNoHalfExport()
     {
-        Setup setup;
-        setup.writeImport(15'000);
-        setup.run("import 1 in.csv");
+        const Setup setup;
+        setup.folder.execute("with recursive n(i) as (values(1) union all select i+1 from n where "
+                             "i < 15000) insert into email (email, fname, lname, company) select "
+                             "i || '@example.org', 'First', 'Last', 'Company ' || i from n",
+                             setup.list);
         // Room for the rows before they are packed, but not for the workbook beside them.
-        setup.temporaryFolder = setup.folder.file("small");
-        QDir().mkpath(setup.temporaryFolder);
-        SmallDisk disk(setup.temporaryFolder, "9m");
+        const QString small = setup.folder.file("small");
+        QDir().mkpath(small);
+        qputenv("TMPDIR", small.toUtf8());
+        SmallDisk disk(small, "9m");
         if (!disk.isMounted())
             QSKIP("no right to mount a file system here");
         const Finished full = setup.run("export 1 out.xlsx");
@@ -365,9 +303,7 @@ private slots:
         QVERIFY2(full.messages.contains(TestText("Cannot write out.xlsx")),
                  qPrintable(full.messages));
         QVERIFY(!QFile::exists(setup.folder.file("out.xlsx")));
-        QVERIFY(QDir(setup.temporaryFolder).isEmpty());
-        disk.grow("200m");
-        QCOMPARE(setup.run("export 1 out.xlsx").status, 0);
+        QVERIFY(QDir(small).isEmpty());
     }
 };
 

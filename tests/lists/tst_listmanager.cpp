@@ -124,6 +124,7 @@ private slots:
         person.search(0, "a_n");
         QCOMPARE(person.names(), u"Ann*"_s);
         const QPoint place = person.list->visualRect(person.list->currentIndex()).center();
+        QTest::mouseClick(person.list->viewport(), Qt::LeftButton, {}, place);
         QTest::mouseDClick(person.list->viewport(), Qt::LeftButton, {}, place);
         QCOMPARE(person.called, QStringList(2, u"browse"_s));
         QCOMPARE(person.op.told, QStringList());

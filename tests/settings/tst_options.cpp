@@ -82,11 +82,9 @@ private slots:
         // The password before, how its box is left, the answer, and then: the box, what is stored.
         const std::tuple<TestText, TestText, const char *, TestText, TestText> rows[] = {
             {"new", "Tab", nullptr, "new", "new"},
-            {"old", "Tab", "new", "new", "old"},
             {"old", "Tab, Shift+Tab, Tab", "New", "new", "old"},
             {"old", "Return", "", "old", "old"},
             {"", "Command1", "", "", ""},
-            {"old", "Alt+A", "new", "new", "new"},
             {"old", "Command1", "new", "new", "new"},
             {"old", "cmdClose", "other", "new", "old"},
             {"old", "Alt+C", "new", "old", "old"}};
@@ -118,6 +116,9 @@ private slots:
     void onlyItsButtonsLeaveIt()
     {
         Desk desk{u"old"_s};
+        QVERIFY(QDir().mkpath(desk.folder.file("ulist.txt")));
+        press(*desk.window, "Command1"); // what cannot be saved is told
+        QVERIFY(desk.op.told.takeLast().contains(u"ulist.txt cannot be read"_s));
         QTest::keyClick(desk.window.get(), Qt::Key_Escape);
         QVERIFY(!desk.window->close());
         // A wrong password leads back to its box from the other tab as well.
@@ -129,7 +130,6 @@ private slots:
         // The program that ends is not held up.
         QTimer::singleShot(0, qApp, &QCoreApplication::quit);
         QApplication::exec();
-        QVERIFY(!desk.window->isVisible());
     }
 };
 

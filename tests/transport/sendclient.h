@@ -12,13 +12,12 @@ using namespace Qt::StringLiterals;
 struct ScriptedYield final : Yield {
     void yield() override
     {
-        ++count;
-        if (action)
+        if (++count == 1 && action)
             action();
     }
 
     int count = 0;
-    std::function<void()> action;
+    std::function<void()> action; ///< the first time
 };
 
 /// The component as the program holds it, with all that it has told.
@@ -50,6 +49,15 @@ struct SendClient {
         mail.Recipient = recipient;
         mail.Send();
         return outcomes.mid(before).join(u" AND "_s);
+    }
+
+    /// The outcomes of `count` messages, parted by "|".
+    QString sendAll(int count)
+    {
+        const auto before = outcomes.size();
+        for (int i = 0; i < count; ++i)
+            send();
+        return outcomes.mid(before).join(u'|');
     }
 
     ScriptedYield yield;

@@ -48,8 +48,7 @@ private slots:
         SendClient client(u"127.0.0.1:%1"_s.arg(first.port()));
         client.send();
         client.logIn();
-        client.send();
-        client.send();
+        client.sendAll(2);
         QCOMPARE(first.sessions(), 2);
         QCOMPARE(first.messages().last().user, "user");
         client.mail.Host = u"localhost:%1"_s.arg(second.port());
@@ -57,18 +56,16 @@ private slots:
         client.send();
         QCOMPARE(second.messages().size(), 1);
         QCOMPARE(client.outcomes.count(u"sent"_s), 4);
-        QCOMPARE(said(first, "C: QUIT").size(), 2);
     }
 
     void reopensADroppedSession()
     {
-        for (const ServerRule &end : {rule("MAIL", Action::Drop, 1, 1),
-                                      answer("MAIL", {"421 4.4.2 Idle for too long"}, 1, 1)}) {
+        for (const auto &end : {rule("MAIL", Action::Drop, 1, 1),
+                                answer("MAIL", {"421 4.4.2 Idle for too long"}, 1, 1)}) {
             for (const bool together : {true, false}) {
                 Exchange exchange({end}, together);
                 QVERIFY(exchange.client.mail.Connect());
-                for (int i = 0; i < 3; ++i)
-                    QCOMPARE(exchange.client.send(), u"sent"_s);
+                QCOMPARE(exchange.client.sendAll(3), u"sent|sent|sent"_s);
                 QCOMPARE(exchange.server.sessions(), 2);
                 QCOMPARE(exchange.server.messages().size(), 3);
             }
@@ -78,13 +75,11 @@ private slots:
     void neverSendsAMessageTwice()
     {
         Exchange exchange({rule("DATA-END", Action::Drop, 1, 1)});
-        auto &[server, client] = exchange;
-        QCOMPARE(client.send(), u"sent"_s);
-        QCOMPARE(client.send(), u"The connection to 127.0.0.1 was lost after the whole message; it "
-                                "may have been delivered"_s);
-        QCOMPARE(said(server, "C: DATA").size(), 2);
-        QCOMPARE(client.send(), u"sent"_s);
-        QCOMPARE(server.sessions(), 2);
+        QCOMPARE(exchange.client.sendAll(3),
+                 u"sent|The connection to 127.0.0.1 was lost after the whole message; it may have "
+                 "been delivered|sent"_s);
+        QCOMPARE(said(exchange.server, "C: DATA").size(), 3);
+        QCOMPARE(exchange.server.sessions(), 2);
     }
 
     void keepsTheSessionAfterARefusal()
@@ -92,17 +87,12 @@ private slots:
         // The last is asked for the message in spite of its refusal.
         for (const char *command : {"MAIL", "RCPT", "DATA", "DATA-END", "rcpt"}) {
             const int asked = islower(command[0]) ? 2 : 0;
-            for (const bool together : {true, false}) {
-                if (asked && !together)
-                    continue;
-                Exchange exchange({answer(command, {"550 5.7.1 Not now"}, 2),
-                                   answer("DATA", {"354 Go on"}, asked)},
-                                  together);
+            for (const bool together : {true, asked > 0}) {
+                Exchange exchange(
+                    {answer(command, {"550 Not now"}, 2), answer("DATA", {"354 Go on"}, asked)},
+                    together);
                 auto &[server, client] = exchange;
-                QStringList outcomes;
-                for (int i = 0; i < 4; ++i)
-                    outcomes << client.send();
-                QCOMPARE(outcomes.join(u'|'), u"550 5.7.1 Not now|550 5.7.1 Not now|sent|sent"_s);
+                QCOMPARE(client.sendAll(4), u"550 Not now|550 Not now|sent|sent"_s);
                 QCOMPARE(server.sessions(), 1);
                 QCOMPARE(server.messages().size(), 2);
                 QVERIFY(said(server, "S: 503 5.5.1 MAIL was already given").isEmpty());
@@ -116,43 +106,37 @@ private slots:
         // A name under "localhost" is this machine to the library, but it is verified.
         const TestCertificates certificates;
         const struct {
-            const char *host;
+            QString host;
             QByteArrayList methods;
-            bool startTls, implicitTls, trusted;
-        } rows[] = {
-            {"localhost", {"LOGIN"}, false, false, false},
-            {"mail.localhost", {"PLAIN", "LOGIN"}, true, false, true},
-            {"smtps://mail.localhost", {"LOGIN"}, false, true, true},
-            {"127.0.0.1", {}, true, false, false},
-            {"localhost", {"PLAIN"}, true, false, false},
-            {"smtps://localhost", {}, false, true, false},
-        };
-        for (const auto &[host, methods, startTls, implicitTls, trusted] : rows) {
-            ServerOptions options;
+            bool startTls = false;
+        } rows[] = {{u"localhost"_s, {"LOGIN"}},
+                    {u"mail.localhost"_s, {"PLAIN", "LOGIN"}, true},
+                    {u"smtps://mail.localhost"_s, {"LOGIN"}},
+                    {u"127.0.0.1"_s, {}, true},
+                    {u"localhost"_s, {"PLAIN"}, true},
+                    {u"smtps://localhost"_s, {}}};
+        for (const auto &[host, methods, startTls] : rows) {
+            ServerOptions options{.auth = methods, .user = "j\xc3\xbcrgen", .password = "s3cret"};
             options.startTls = startTls;
-            options.implicitTls = implicitTls;
+            options.implicitTls = host.startsWith(u"smtps"_s);
+            const bool verified = host.contains(u"mail."_s);
             options.certificateFile =
-                trusted ? certificates.serverCertificate() : certificates.selfSignedCertificate();
+                verified ? certificates.serverCertificate() : certificates.selfSignedCertificate();
             options.keyFile = certificates.serverKey();
-            options.auth = methods;
-            options.user = "j\xc3\xbcrgen@example.org";
-            options.password = "s3cret";
-            if (trusted)
-                qputenv("SSL_CERT_FILE", certificates.caFile().toUtf8());
+            qputenv("SSL_CERT_FILE", verified ? certificates.caFile().toUtf8() : QByteArray());
             SmtpServer server(options);
-            SendClient client(u"%1:%2"_s.arg(QLatin1String(host)).arg(server.port()));
+            SendClient client(u"%1:%2"_s.arg(host).arg(server.port()));
             if (!methods.isEmpty())
-                client.logIn(QString::fromUtf8(options.user));
+                client.logIn(u"jürgen"_s);
             client.mail.Body = QString(100'000, u'ä');
-            QCOMPARE(client.send(), u"sent"_s);
-            QCOMPARE(client.send(), u"sent"_s);
+            QCOMPARE(client.sendAll(2), u"sent|sent"_s);
             client.mail.Disconnect();
-            qunsetenv("SSL_CERT_FILE");
-            const ReceivedMessage last = server.messages().last();
-            QCOMPARE(last.encrypted, startTls || implicitTls);
+            ReceivedMessage last = server.messages().last();
+            QCOMPARE(last.encrypted, startTls || options.implicitTls);
             QCOMPARE(last.user, methods.isEmpty() ? QByteArray() : options.user);
-            QCOMPARE(QByteArray(last.data).replace("=\r\n", "").count("=C3=A4"), 100'000);
+            QCOMPARE(last.data.replace("=\r\n", "").count("=C3=A4"), 100'000);
         }
+        qunsetenv("SSL_CERT_FILE");
     }
 
     void yieldsWhileAServerIsSlow()
@@ -171,31 +155,28 @@ private slots:
     {
         Exchange exchange({{.command = "DATA-END", .delay = std::chrono::milliseconds(100)}});
         auto &[server, client] = exchange;
-        bool connected = true;
         client.yield.action = [&] {
-            client.yield.action = nullptr;
             client.mail.Send();
             client.mail.Disconnect();
-            connected = client.mail.Connect();
+            QVERIFY(!client.mail.Connect());
         };
         QCOMPARE(client.send(), u"Another message is still being sent AND sent"_s);
-        QVERIFY(!connected);
         QCOMPARE(client.send(), u"sent"_s);
         QCOMPARE(server.sessions(), 1);
     }
 
     void deliversToAForeignServer()
     {
-        const QString python = u"/usr/bin/python3"_s;
         QTcpServer portFinder;
-        QVERIFY(portFinder.listen(QHostAddress::LocalHost));
+        portFinder.listen(QHostAddress::LocalHost);
         const QString address = u"127.0.0.1:%1"_s.arg(portFinder.serverPort());
         portFinder.close();
         QTemporaryDir folder;
-        const QString box = folder.filePath(u"box"_s);
         QProcess server;
-        server.start(python, {u"-m"_s, u"aiosmtpd"_s, u"-n"_s, u"-u"_s, u"-l"_s, address, u"-c"_s,
-                              u"aiosmtpd.handlers.Mailbox"_s, box});
+        server.start(u"/usr/bin/python3"_s,
+                     u"-m aiosmtpd -n -u -l %1 -c aiosmtpd.handlers.Mailbox %2/box"_s
+                         .arg(address, folder.path())
+                         .split(u' '));
         QVERIFY(server.waitForStarted());
 
         SendClient client(address);
@@ -208,7 +189,7 @@ private slots:
         QCOMPARE(client.send(), u"sent"_s);
         client.mail.Disconnect();
 
-        QDir mails(box + u"/new"_s);
+        QDir mails(folder.filePath(u"box/new"_s));
         QCOMPARE(mails.entryList(QDir::Files).size(), 2);
         for (const QString &name : mails.entryList(QDir::Files)) {
             const QByteArray mail = readFile(mails.filePath(name));
