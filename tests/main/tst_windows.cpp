@@ -5,8 +5,8 @@
 #include "frmmerge.h"
 #include "frmmgrlist.h"
 #include "frmnewjob.h"
-#include "frmnewlist.h"
 #include "frmpreview.h"
+#include "listdialogs.h"
 #include "plaintooltip.h"
 #include "testfiles.h"
 
@@ -153,7 +153,7 @@ private slots:
         Desk desk;
         for (const char *name : {"Ann", "Bob"})
             desk.folder.addJob(name,
-                               desk.folder.addList(name + u" list"_s,
+                               desk.folder.addList(QLatin1String(name) + u" list"_s,
                                                    {"'a@x.org','Zoe'", "'b@x.org','O''Brien'"}),
                                desk.folder.addMessage("News", {}));
         desk.open();
