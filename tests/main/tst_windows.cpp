@@ -58,7 +58,7 @@ private slots:
                 QCOMPARE(lists->currentText(), u"--Select Maillist--"_s);
                 const WhenShown<frmNewList> list([](frmNewList &made) {
                     type(made, "Text1", "<b>New</b>");
-                    press(made, "cmdOK");
+                    press(made, "Command3");
                 });
                 press(window, "cmdList");
                 QCOMPARE(lists->currentText(), u"3-<b>New</b>"_s);
