@@ -202,7 +202,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     m_progress.selected =
         list.number(u"select count(*) from email "_s + (failedOnly ? failures : QString()));
     row.setNumber(JobCell::Total, m_progress.selected);
-    Keyset recipients(m_folder.listConnectionString(row.number(JobCell::MaillistId)), u"*"_s,
+    Keyset recipients(listDatabase, u"*"_s,
                       failedOnly ? failures : u" where mid > "_s + row[JobCell::LastSentId]);
     m_progress.toHandle = recipients.size();
     if (m_progress.rerun > 0)
