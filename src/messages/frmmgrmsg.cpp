@@ -116,7 +116,7 @@ void frmMgrMsg::deleteSelected()
         if (!m_op.ask(tr("Delete : %1").arg(row.cells[Subject]), tr("Delete ")))
             return;
         try {
-            if (deleteMessage(m_folder, row.number))
+            if (deleteMessage(m_folder, row.number, m_commands.isInUse))
                 removeDeleted(row.number);
             else
                 m_op.tell(tr("You cannot delete this email, becase it is being used in other "

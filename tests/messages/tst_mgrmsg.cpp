@@ -1,3 +1,4 @@
+#include "connection.h"
 #include "fakes.h"
 #include "frmmgrmsg.h"
 #include "sortablelist.h"
@@ -52,6 +53,11 @@ private slots:
         m_window = std::make_unique<frmMgrMsg>(
             m_folder.folder(), m_op,
             MessageCommands{
+                .isInUse =
+                    [](Connection &system, qint64 number) {
+                        return system.number(
+                                   u"select count(*) from mjob where msgid=%1"_s.arg(number)) > 0;
+                    },
                 .create = [=] { return command(u"new"_s); },
                 .edit = [=](qint64, const QString &caption) { return command(caption); },
                 .sendTest = [this](qint64 number) { m_commands += u"send %1"_s.arg(number); },
