@@ -73,11 +73,11 @@ void frmMgrMsg::list_refresh()
         list->setRows(std::move(rows));
         list->setEmptyText(text.isEmpty()
                                ? tr("There are no messages yet. \"New\" writes the first one.")
-                               : tr("No message matches the search. Search for an empty text to "
-                                    "see every message."));
+                               : tr("No message matches the search. Empty its text to see all "
+                                    "messages."));
     } catch (const StorageError &) {
-        if (text.isEmpty())
-            list->setEmptyText(tr("The messages could not be read."));
+        list->setRows({});
+        list->setEmptyText(tr("The messages could not be read."));
     }
 }
 
