@@ -163,7 +163,7 @@ private slots:
         filler.remove();
         insert(); // which leaves no log behind
         QProcess::execute(u"mount"_s, {u"-o"_s, u"remount,ro"_s, folder.file("data")});
-        QCOMPARE(folder.row("select email from email", list), u"a@example.org"_s);
+        QCOMPARE(folder.row("select count(*) from email", list), u"2"_s);
         QVERIFY(failureOf(insert).endsWith(u"may not be written to."_s));
     }
 
