@@ -295,7 +295,7 @@ private slots:
         const QString small = setup.folder.file("small");
         QDir().mkpath(small);
         qputenv("TMPDIR", small.toUtf8());
-        SmallDisk disk(small, "9m");
+        SmallDisk disk(small, "3m");
         if (!disk.isMounted())
             QSKIP("no right to mount a file system here");
         const Finished full = setup.run("export 1 out.xlsx");
