@@ -11,8 +11,8 @@ class SmtpSendMail final : public SendMail
     Q_OBJECT
 
 public:
-    /// `yield` runs at least every 16 ms while an operation waits or works. An operation that is
-    /// called from inside it is turned away.
+    /// `times`: how long each step of a session may take. `yield` runs at least every 16 ms while
+    /// an operation waits or works. An operation that is called from inside it is turned away.
     explicit SmtpSendMail(Yield &yield, QObject *parent = nullptr,
                           const Smtp::Times &times = Smtp::times);
 
