@@ -191,7 +191,6 @@ private slots:
         QCOMPARE(done.messages.count(TestText("Full")), 1);
     }
 
-    /// With its terminal gone, what it says ends nothing.
     void signalPauses()
     {
         for (const int number : {SIGTERM, SIGHUP}) {
@@ -199,7 +198,6 @@ private slots:
             QProcess process;
             setup.start(process, startJob);
             QTRY_VERIFY(setup.server.messages().size() >= 2);
-            process.closeReadChannel(QProcess::StandardError);
             ::kill(pid_t(process.processId()), number);
             ::kill(pid_t(process.processId()), SIGHUP);
             QVERIFY(process.waitForFinished());
