@@ -1,7 +1,6 @@
 #include "recipientrecords.h"
 
 #include "mailboxform.h"
-#include "recordset.h"
 #include "sqltext.h"
 
 #include <QStringList>
@@ -35,9 +34,7 @@ QString insertStatement(size_t rows)
                .join(QStringLiteral(", "));
 }
 
-/// Whether letter case apart, which the table's key does not tell apart, the address is the only
-/// spelling of its mailbox in which it is stored. In a statement: of which it is not.
-const QString otherSpellings = QStringLiteral("email glob '*[^!#-~]*' or email glob '*.'");
+/// Whether the table's key finds every other plain spelling of the same mailbox.
 bool isPlain(std::string_view address)
 {
     return !address.ends_with('.') && std::all_of(address.begin(), address.end(), [](char c) {
@@ -91,9 +88,15 @@ RecipientInserter::RecipientInserter(Connection &list, Refused refused)
     , m_fields(batchSize * fieldCount)
     , m_numbers(batchSize)
 {
-    for (Recordset rows(list, QStringLiteral("select email from email where ") + otherSpellings);
-         !rows.atEnd(); rows.moveNext())
-        m_forms.insert(mailboxForm(rows.current().text(QStringLiteral("email"))));
+    const auto rows = list.prepare(QStringLiteral("select email from email"));
+    try {
+        while (rows->executeStep()) {
+            if (const SQLite::Column email = rows->getColumn(0); !isPlain(email.getText()))
+                m_forms.insert(mailboxForm(QString::fromUtf8(email.getText())));
+        }
+    } catch (const SQLite::Exception &e) {
+        list.raise(e);
+    }
     list.beginBulk();
 }
 

@@ -5,8 +5,8 @@
 #include "frmmerge.h"
 #include "frmmgrlist.h"
 #include "frmnewjob.h"
-#include "frmnewlist.h"
 #include "frmpreview.h"
+#include "listdialogs.h"
 #include "plaintooltip.h"
 #include "testfiles.h"
 
@@ -58,7 +58,7 @@ private slots:
                 QCOMPARE(lists->currentText(), u"--Select Maillist--"_s);
                 const WhenShown<frmNewList> list([](frmNewList &made) {
                     type(made, "Text1", "<b>New</b>");
-                    press(made, "cmdOK");
+                    press(made, "Command3");
                 });
                 press(window, "cmdList");
                 QCOMPARE(lists->currentText(), u"3-<b>New</b>"_s);
@@ -153,7 +153,7 @@ private slots:
         Desk desk;
         for (const char *name : {"Ann", "Bob"})
             desk.folder.addJob(name,
-                               desk.folder.addList(name + u" list"_s,
+                               desk.folder.addList(QLatin1String(name) + u" list"_s,
                                                    {"'a@x.org','Zoe'", "'b@x.org','O''Brien'"}),
                                desk.folder.addMessage("News", {}));
         desk.open();

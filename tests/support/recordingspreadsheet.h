@@ -2,8 +2,6 @@
 
 #include "desktopspreadsheet.h"
 
-#include <functional>
-
 /// Reads and writes real workbooks, and notes those that a person would see.
 class RecordingSpreadsheet final : public Spreadsheet
 {
@@ -14,7 +12,7 @@ public:
     }
     std::unique_ptr<RecordTarget> create(const QString &path, const QStringList &headings) override
     {
-        return std::make_unique<Workbook>(m_real.create(path, headings), whileSaving);
+        return m_real.create(path, headings);
     }
     bool show(const QString &path) override
     {
@@ -23,29 +21,8 @@ public:
     }
 
     QStringList shown;
-    bool hasProgram = true;            ///< that shows them
-    std::function<void()> whileSaving; ///< before a workbook is packed, on the thread that does it
+    bool hasProgram = true; ///< that shows them
 
 private:
-    struct Workbook final : RecordTarget {
-        Workbook(std::unique_ptr<RecordTarget> target, std::function<void()> saving)
-            : real(std::move(target))
-            , whileSaving(std::move(saving))
-        {
-        }
-        void expect(qint64 records) override { real->expect(records); }
-        void write(std::span<const std::string> fields) override { real->write(fields); }
-        void finish() override
-        {
-            if (whileSaving)
-                whileSaving();
-            real->finish();
-        }
-        QString remark() const override { return real->remark(); }
-
-        std::unique_ptr<RecordTarget> real;
-        std::function<void()> whileSaving;
-    };
-
     DesktopSpreadsheet m_real;
 };
