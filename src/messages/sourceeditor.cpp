@@ -49,7 +49,6 @@ SourceEditor::SourceEditor(Operator &op, QWidget *parent)
     addStatusPanels();
 
     BodyEdit *body = m_ui->txtSource;
-    setFocusProxy(body);
     body->installEventFilter(this);
     connect(body, &BodyEdit::findRequested, this, &SourceEditor::find);
     connect(body, &QPlainTextEdit::textChanged, this, &SourceEditor::GetCurrentLine);
@@ -61,20 +60,16 @@ SourceEditor::SourceEditor(Operator &op, QWidget *parent)
 
 SourceEditor::~SourceEditor() = default;
 
-QString SourceEditor::body() const
+BodyEdit &SourceEditor::text() const
 {
-    return m_ui->txtSource->body();
+    return *m_ui->txtSource;
 }
 
-void SourceEditor::setBody(const QString &body)
-{
-    m_ui->txtSource->setBody(body);
-}
-
-void SourceEditor::closeFind()
+void SourceEditor::hideEvent(QHideEvent *event)
 {
     if (m_find)
         m_find->reject();
+    QWidget::hideEvent(event);
 }
 
 void SourceEditor::connectToolbar()
