@@ -59,7 +59,6 @@ void frmMgrMsg::connectCommands()
     });
 }
 
-/// A failure leaves the rows as they are.
 void frmMgrMsg::list_refresh()
 {
     SortableList *list = m_ui->ListView1;
@@ -71,13 +70,14 @@ void frmMgrMsg::list_refresh()
         for (const MessageHead &message : findMessages(m_folder, field, text))
             rows.push_back(listRow(message));
         list->setRows(std::move(rows));
-        list->setEmptyText(text.isEmpty()
-                               ? tr("There are no messages yet. \"New\" writes the first one.")
-                               : tr("No message matches the search. Search for an empty text to "
-                                    "see every message."));
-    } catch (const StorageError &) {
-        if (text.isEmpty())
-            list->setEmptyText(tr("The messages could not be read."));
+        list->setEmptyText(
+            text.isEmpty()
+                ? tr("There are no messages yet. “New” writes the first one.")
+                : tr("No message matches the search. Empty its text to see all messages."));
+    } catch (const StorageError &e) {
+        list->setRows({});
+        list->setEmptyText(tr("The messages could not be read."));
+        m_op.tell(e.report(), tr("Error"));
     }
 }
 
