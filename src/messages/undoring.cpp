@@ -1,7 +1,6 @@
 #include "undoring.h"
 
 #include <algorithm>
-#include <set>
 
 namespace
 {
@@ -97,18 +96,4 @@ Snapshot UndoRing::current() const
     for (const QString &piece : slot.pieces)
         state.text += piece;
     return state;
-}
-
-qsizetype UndoRing::storedBytes() const
-{
-    std::set<const QChar *> counted;
-    qsizetype bytes = 0;
-    for (const Slot &slot : m_slots) {
-        bytes += qsizetype(slot.pieces.size() * sizeof(QString));
-        for (const QString &piece : slot.pieces) {
-            if (counted.insert(piece.constData()).second)
-                bytes += piece.size() * qsizetype(sizeof(QChar));
-        }
-    }
-    return bytes;
 }
