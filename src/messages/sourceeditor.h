@@ -42,8 +42,6 @@ private:
     void addFields();
     void fillFonts();
     void addStatusPanels();
-    void find();
-    void replace();
     FindReplaceDialog &findDialog();
     void applyFont();
     void GetCurrentLine();
