@@ -1,6 +1,7 @@
 #include "undoring.h"
 
 #include <algorithm>
+#include <set>
 
 namespace
 {
@@ -96,4 +97,18 @@ Snapshot UndoRing::current() const
     for (const QString &piece : slot.pieces)
         state.text += piece;
     return state;
+}
+
+qsizetype UndoRing::storedBytes() const
+{
+    std::set<const QChar *> counted;
+    qsizetype bytes = 0;
+    for (const Slot &slot : m_slots) {
+        bytes += qsizetype(slot.pieces.size() * sizeof(QString));
+        for (const QString &piece : slot.pieces) {
+            if (counted.insert(piece.constData()).second)
+                bytes += piece.size() * qsizetype(sizeof(QChar));
+        }
+    }
+    return bytes;
 }

@@ -34,6 +34,9 @@ public:
     /// The state one step forward; none at the newest.
     std::optional<Snapshot> redo();
 
+    /// What the texts in the ring take, shared pieces once.
+    qsizetype storedBytes() const;
+
 private:
     struct Slot {
         std::vector<QString> pieces;
