@@ -59,7 +59,6 @@ void frmMgrMsg::connectCommands()
     });
 }
 
-/// A failure leaves the rows as they are.
 void frmMgrMsg::list_refresh()
 {
     SortableList *list = m_ui->ListView1;
