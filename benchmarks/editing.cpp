@@ -35,9 +35,9 @@ std::vector<double> millisecondsPerKey(const QString &body)
     MessageBoxOperator op;
     SourceEditor editor(op);
     editor.resize(800, 600);
-    editor.setBody(body);
+    editor.text().setBody(body);
     editor.show();
-    auto *text = editor.findChild<BodyEdit *>();
+    BodyEdit *text = &editor.text();
     text->select(text->text().size() / 2, 0);
     QApplication::processEvents();
 
