@@ -21,6 +21,8 @@ LogBox::LogBox(QWidget *parent)
     m_text->setReadOnly(true);
     m_text->setUndoRedoEnabled(false);
     m_text->setLineWrapMode(QPlainTextEdit::NoWrap);
+    // Empty fields must not push the reason out of sight.
+    m_text->setTabStopDistance(4 * fontMetrics().averageCharWidth());
     m_save->setObjectName(QStringLiteral("cmdSaveLog"));
     m_save->setToolTip(tr("Write all lines of the log to a file"));
     m_save->setAutoDefault(false);

@@ -78,8 +78,7 @@ RecipientExport::Result RecipientExport::exportList(qint64 listId, ExportFilter 
 {
     return run(destination, [&](RecordTarget &target) -> Ending {
         Connection list(m_folder.listConnectionString(listId));
-        const qint64 total =
-            list.number(QStringLiteral("select count(*) from email") + condition(filter));
+        const qint64 total = countRecipients(list, condition(filter));
         RecipientReader reader(list, condition(filter));
         RecipientRecord record;
         copy(target, record, total, QStringLiteral("Exporting record : "),
@@ -181,11 +180,11 @@ void RecipientExport::copy(RecordTarget &target, std::span<const std::string> fi
                            const QString &status, const std::function<bool()> &next)
 {
     target.expect(total);
-    Pacer pacer(m_paintEvery);
+    Interval painting(m_paintEvery);
     while (!m_abort && next()) {
         target.write(fields);
         ++m_count;
-        if (pacer.isDue())
+        if (painting.isDue())
             show(status + outOf(m_count, total), total);
     }
 }
@@ -194,7 +193,7 @@ void RecipientExport::save(RecordTarget &workbook)
 {
     show(QStringLiteral("Saving the workbook ..."), m_count);
     auto saved = std::async(std::launch::async, [&workbook] { workbook.finish(); });
-    while (saved.wait_for(Pacer::frame) != std::future_status::ready)
+    while (saved.wait_for(Interval::frame) != std::future_status::ready)
         m_yield.yield();
     saved.get();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pacer.h"
+#include "pace.h"
 #include "recordtarget.h"
 
 #include <QStringList>
@@ -58,7 +58,7 @@ public:
     /// record.
     RecipientExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                     ExportView &view, Yield &yield,
-                    std::chrono::milliseconds paintEvery = Pacer::frame);
+                    std::chrono::milliseconds paintEvery = Interval::frame);
 
     /// The seven fields of every recipient that the filter selects. Failures are told.
     Result exportList(qint64 listId, ExportFilter filter, const ExportDestination &destination);

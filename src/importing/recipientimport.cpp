@@ -109,7 +109,7 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
         m_counts.successes = inserter.added();
         show(source.progress());
     });
-    Pacer pacer(m_paintEvery);
+    Interval painting(m_paintEvery);
     try {
         while (!m_abort && source.next()) {
             if (source.isDamaged()) {
@@ -124,7 +124,7 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
             else
                 inserter.add(source.number(), source.record());
             inserter.commitWhenDue();
-            if (pacer.isDue()) {
+            if (painting.isDue()) {
                 inserter.settle();
                 m_counts.successes = inserter.added();
                 show(source.progress());

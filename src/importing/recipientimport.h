@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pacer.h"
+#include "pace.h"
 
 #include <QString>
 #include <QStringList>
@@ -54,7 +54,7 @@ public:
     /// `paintEvery`: how often the view is shown something and events run; zero is after each line.
     RecipientImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                     ImportView &view, Yield &yield,
-                    std::chrono::milliseconds paintEvery = Pacer::frame);
+                    std::chrono::milliseconds paintEvery = Interval::frame);
 
     /// Whether the file of this name is read as a workbook.
     static bool isWorkbook(const QString &path);

@@ -116,7 +116,7 @@ void ListCopy::copyList(const Texts &texts, const Source &source, Connection &ta
         oneLine.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
         m_log += refusalLine(number, fields, oneLine) + lineEnd;
     });
-    Pacer pacer(m_paintEvery);
+    Interval painting(m_paintEvery);
     RecipientRecord record;
     qint64 number = 0;
     try {
@@ -125,7 +125,7 @@ void ListCopy::copyList(const Texts &texts, const Source &source, Connection &ta
         while (!m_abort && reader.next(record)) {
             inserter.add(++number, record);
             inserter.commitWhenDue();
-            if (pacer.isDue()) {
+            if (painting.isDue()) {
                 inserter.settle();
                 show(number);
             }

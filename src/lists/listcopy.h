@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pacer.h"
+#include "pace.h"
 
 #include <QString>
 
@@ -49,7 +49,7 @@ public:
     /// `paintEvery`: how often the view is shown something and events run; zero is after each
     /// record.
     ListCopy(const ProgramFolder &folder, Operator &op, ListCopyView &view, Yield &yield,
-             std::chrono::milliseconds paintEvery = Pacer::frame);
+             std::chrono::milliseconds paintEvery = Interval::frame);
 
     Result append(const std::vector<Source> &sources, qint64 target);
     /// Makes list `name` of the type first.

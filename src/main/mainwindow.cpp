@@ -36,6 +36,7 @@ QWidget *scrolled(QWidget *page)
 {
     auto *area = new QScrollArea;
     area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
     area->setWidgetResizable(true);
     area->setWidget(page);
     return area;
@@ -81,6 +82,8 @@ void Main::addPanels()
     m_ui->TabStrip1->addTab(scrolled(m_message->header()), tr("Details"));
     m_ui->TabStrip1->addTab(scrolled(m_maillist), tr("Maillist"));
     m_ui->TabStrip1->addTab(scrolled(m_preview), tr("Preview"));
+    setTabOrder(m_jobs, m_ui->cmdEditMail);
+    m_jobs->setFocus();
     m_ui->splitter->handle(1)->setObjectName(QStringLiteral("Picture2"));
     // On a larger window the selected job gets the larger part of what there is more.
     m_ui->splitter->setStretchFactor(0, 1);
@@ -277,6 +280,7 @@ Main::Repeat Main::askToRepeat(const JobRow &job)
 void Main::pauseRun()
 {
     m_run->requestPause();
+    showJob(m_jobs->selectedJob());
 }
 
 void Main::enableCommands(bool enabled)

@@ -6,6 +6,7 @@
 #include "listcatalogue.h"
 #include "messagestore.h"
 #include "programfolder.h"
+#include "recipientrecords.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -122,6 +123,16 @@ void deleteJob(const ProgramFolder &folder, qint64 jobId)
     system.execute(u"delete from  mjob where jobid=%1"_s.arg(jobId));
 }
 
+bool isListInUse(Connection &system, qint64 listId)
+{
+    return system.number(u"select count(*) from mjob where listid=%1"_s.arg(listId)) > 0;
+}
+
+bool isMessageInUse(Connection &system, qint64 msgid)
+{
+    return system.number(u"select count(*) from mjob where msgid=%1"_s.arg(msgid)) > 0;
+}
+
 void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 {
     Connection system(folder.systemConnectionString());
@@ -136,12 +147,11 @@ void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 
 void recountRecipients(Connection &list, JobRow &row)
 {
-    const QString count = u"select count(*) from email "_s;
     JobRow counted = row;
-    counted.setNumber(JobCell::Total, list.number(count));
-    counted.setNumber(JobCell::Unsent, list.number(count + u"where status is null "_s));
-    counted.setNumber(JobCell::Success, list.number(count + u"where status='S' "_s));
-    counted.setNumber(JobCell::Failed, list.number(count + u"where status='F' "_s));
+    counted.setNumber(JobCell::Total, countRecipients(list));
+    counted.setNumber(JobCell::Unsent, countRecipients(list, u"where status is null "_s));
+    counted.setNumber(JobCell::Success, countRecipients(list, u"where status='S' "_s));
+    counted.setNumber(JobCell::Failed, countRecipients(list, u"where status='F' "_s));
     row = counted;
 }
 
@@ -158,8 +168,8 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();
     Transaction transaction(list);
-    reset.setNumber(JobCell::Total, list.number(u"select count(*) from email "_s));
-    list.execute(u"update email set status=null"_s);
+    reset.setNumber(JobCell::Total, countRecipients(list));
+    forgetOutcomes(list);
     RunMarker::end(list, reset);
     transaction.commit();
     forgetKept(folder, listId);

@@ -11,6 +11,7 @@
 #include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
+#include "recipientrecords.h"
 #include "sendmail.h"
 #include "settings.h"
 #include "unsubscribelist.h"
@@ -199,8 +200,7 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     row[JobCell::Progress] = u"Sending"_s;
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
     const QString failures = u" where status='F' "_s;
-    m_progress.selected =
-        list.number(u"select count(*) from email "_s + (failedOnly ? failures : QString()));
+    m_progress.selected = countRecipients(list, failedOnly ? failures : QString());
     row.setNumber(JobCell::Total, m_progress.selected);
     Keyset recipients(listDatabase, u"*"_s,
                       failedOnly ? failures : u" where mid > "_s + row[JobCell::LastSentId]);

@@ -171,7 +171,7 @@ bool SmtpConnection::runOpening()
         }
         if (Pace::Clock::now() >= m_openingBegin + m_times[step])
             return failLate(step);
-        curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Pacer::frame.count()), nullptr);
+        curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Interval::frame.count()), nullptr);
         m_pace.step();
     }
     int queued = 0;
@@ -187,7 +187,7 @@ bool SmtpConnection::waitFor(short events, Smtp::Step step, Instant begin)
     if (left.count() <= 0)
         return failLate(step);
     pollfd descriptor{m_socket, events, 0};
-    ::poll(&descriptor, 1, static_cast<int>(std::min(left, Pacer::frame).count()));
+    ::poll(&descriptor, 1, static_cast<int>(std::min(left, Interval::frame).count()));
     m_pace.step();
     return true;
 }

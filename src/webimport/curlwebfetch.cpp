@@ -157,7 +157,7 @@ CURLcode CurlWebFetch::run(CURL *easy)
                 code = message->data.result;
             break;
         }
-        curl_multi_poll(multi, nullptr, 0, static_cast<int>(Pacer::frame.count()), nullptr);
+        curl_multi_poll(multi, nullptr, 0, static_cast<int>(Interval::frame.count()), nullptr);
         m_pace.step();
     }
     m_taken = std::chrono::ceil<std::chrono::milliseconds>(Pace::Clock::now() - start);
