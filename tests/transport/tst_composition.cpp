@@ -17,11 +17,6 @@ struct NoYield : Yield {
     void yield() override {}
 };
 
-Letter letter(const QString &body = u"Hello\n"_s)
-{
-    return {u"Sender"_s, "a@example.org", "b@example.net", u"News"_s, false, body};
-}
-
 /// What a library that is not ours makes of each message: a line with what is wrong with its form,
 /// the names of its fields, sender and recipient, subject, name, kind of body, body, and name and
 /// content (in base64) of each attachment.
@@ -62,17 +57,6 @@ for line in sys.stdin:
     return read;
 }
 
-QStringList expectedOf(const QString &text, const QString &kind, const QString &body)
-{
-    return {u"[]"_s,
-            u"Date Message-ID To From Subject MIME-Version"_s,
-            u"a@example.org>b@example.net"_s,
-            text,
-            text,
-            kind,
-            body};
-}
-
 } // namespace
 
 class TestComposition : public QObject
@@ -85,12 +69,21 @@ private slots:
         QByteArrayList messages;
         QList<QStringList> expected;
         Composer composer;
+        const auto add = [&](const QString &text, const QString &body, const QString &read,
+                             const QString &readBody, const QString &kind) {
+            messages << composer.compose(
+                {text, "a@example.org", "b@example.net", text, kind.startsWith(u"html"_s), body},
+                {});
+            expected << QStringList{u"[]"_s,
+                                    u"Date Message-ID To From Subject MIME-Version"_s,
+                                    u"a@example.org>b@example.net"_s,
+                                    read,
+                                    read,
+                                    kind,
+                                    readBody + u"\r\n"_s};
+        };
         const auto field = [&](const QString &text, const QString &read) {
-            Letter sent = letter(u"<p>"_s);
-            sent.html = true;
-            sent.subject = sent.senderName = text;
-            messages << composer.compose(sent, {});
-            expected << expectedOf(read, u"html7bit"_s, u"<p>\r\n"_s);
+            add(text, u"<p>"_s, read, u"<p>"_s, u"html7bit"_s);
         };
         for (const QString &text :
              {u"Spring offer"_s, u""_s, u"Doe, John \"Q\" (Sales) <x@y>; \\ :"_s,
@@ -100,12 +93,8 @@ private slots:
         field(u"Hi\r\nBcc: x@example.org\r\n\r\nbody"_s, u"Hi  Bcc: x@example.org    body"_s);
         field(u"a\u0085b\u2028c\td"_s + QChar(0) + u'e', u"a b c d e"_s);
         field(u"a"_s + QChar(0xd800), u"a?"_s);
-
         const auto body = [&](const QString &text, const QString &read, const char *encoding) {
-            Letter sent = letter(text);
-            sent.subject = sent.senderName = u"N"_s;
-            messages << composer.compose(sent, {});
-            expected << expectedOf(u"N"_s, u"plain"_s + QLatin1String(encoding), read + u"\r\n"_s);
+            add(u"N"_s, text, u"N"_s, read, u"plain"_s + QLatin1String(encoding));
         };
         body({}, {}, "7bit");
         body(u"a\rb\nc\r\nd\n\re"_s, u"a\r\nb\r\nc\r\nd\r\n\r\ne"_s, "7bit");
@@ -136,14 +125,11 @@ private slots:
         AttachmentParts attachments;
         QCOMPARE(attachments.load(paths.join(u';'), pace), QString());
         QVERIFY(!attachments.parts().contains("\n."));
-        const QByteArray message =
-            Composer().compose(letter(u"Grüße"_s), attachments) + attachments.parts();
-        const QStringList expected{u"Grüße"_s,
-                                   u"application/pdf"_s,
-                                   names[0],
-                                   QString::fromLatin1(bytes.toBase64()),
-                                   u"application/octet-stream"_s,
-                                   names[1],
+        const Letter letter{u"N"_s, "a@example.org", "b@example.net", u"S"_s, false, u"Grüße"_s};
+        const QByteArray message = Composer().compose(letter, attachments) + attachments.parts();
+        const QString content = QString::fromLatin1(bytes.toBase64());
+        const QStringList expected{u"Grüße"_s,   u"application/pdf"_s,          names[0],
+                                   content,      u"application/octet-stream"_s, names[1],
                                    u"DQouDQo="_s};
         QCOMPARE(readBack({message}).first().sliced(6), expected);
 
