@@ -77,7 +77,7 @@ bool hasOutcomes(const JobRow &job)
 QString outcomes(const JobRow &job)
 {
     const QLocale locale;
-    return JobListPanel::tr("%1 have had its email, to %2 it failed.")
+    return JobListPanel::tr("%1 have had its email, and %2 failed.")
         .arg(locale.toString(job.number(JobCell::Success)),
              locale.toString(job.number(JobCell::Failed)));
 }

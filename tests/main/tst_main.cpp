@@ -282,7 +282,7 @@ private slots:
                      answer ? u"0"_s : u"294"_s);
         }
         QVERIFY(desk.op.asked.last().startsWith(
-            u"Job Manager|Reset Job 2 - Autumn\n\n294 have had its email, to 6 it failed."_s));
+            u"Job Manager|Reset Job 2 - Autumn\n\n294 have had its email, and 6 failed."_s));
         press(desk.window, "Reset"); // which loses nothing now
         for (const bool answer : {false, true}) {
             QCOMPARE(desk.names(), u"Bob's Autumn Spring"_s);
