@@ -36,8 +36,8 @@ protected:
     void setUp(const Parts &parts, std::vector<ListColumn> columns, int numberColumn,
                const QIcon &icon);
 
-    /// Lists the records that the search bar asks for. A failure is told and leaves no rows: the
-    /// old ones would look like what was asked for.
+    /// Lists the records that the search bar asks for. A failure leaves none: the old ones would
+    /// look like what was asked for.
     virtual void list_refresh() = 0;
     /// What a double click on a record, or Return, does.
     virtual void enterSelected() = 0;

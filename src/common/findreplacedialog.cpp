@@ -4,6 +4,9 @@
 
 #include "findreplace.h"
 
+#include <QEvent>
+#include <QWindow>
+
 FindReplaceDialog::FindReplaceDialog(TextTarget &target, Operator &op, QWidget *owner)
     : QDialog(owner)
     , m_ui(std::make_unique<Ui::FindReplaceDialog>())
@@ -39,9 +42,14 @@ void FindReplaceDialog::openAs(Mode mode)
         adjustSize();
     }
     m_ui->optDown->setChecked(true);
+    QWidget *owner = parentWidget();
+    if (!testAttribute(Qt::WA_Moved)) // beside the text rather than over it
+        move(owner->geometry().right() - width(), owner->geometry().top());
+    owner->windowHandle()->installEventFilter(this);
     show();
     raise();
     activateWindow();
+    m_ui->cmdFindNext->setDefault(true); // and not the button that closed the dialog
     m_ui->txtFind->setFocus();
     m_ui->txtFind->selectAll();
 }
@@ -55,6 +63,15 @@ void FindReplaceDialog::findAgain(bool up)
     SearchTerms again = terms();
     again.up = up;
     findNext(m_target, m_op, again);
+}
+
+/// A modal owner is put above this dialog by some desktops, though the dialog belongs to it.
+bool FindReplaceDialog::eventFilter(QObject *watched, QEvent *event)
+{
+    if (isVisible() &&
+        (event->type() == QEvent::MouseButtonPress || event->type() == QEvent::FocusIn))
+        raise();
+    return QDialog::eventFilter(watched, event);
 }
 
 SearchTerms FindReplaceDialog::terms() const

@@ -32,6 +32,9 @@ public:
     /// Finds what was looked for last, without the dialog where there is such a text.
     void findAgain(bool up);
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     SearchTerms terms() const;
     void updateButtons();

@@ -98,7 +98,7 @@ void ConsoleView::beginPass(const JobRow &)
 
 void ConsoleView::showProgress(const RunProgress &progress)
 {
-    if (std::exchange(m_isConnecting, false))
+    if (!progress.server.isEmpty() && std::exchange(m_isConnecting, false))
         printMessage((progress.rerun == 0 ? QStringLiteral("Connecting to ")
                                           : QStringLiteral("Resend fail emails, connecting to ")) +
                      progress.server + QStringLiteral(" ..."));

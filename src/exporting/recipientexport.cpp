@@ -78,8 +78,7 @@ RecipientExport::Result RecipientExport::exportList(qint64 listId, ExportFilter 
 {
     return run(destination, [&](RecordTarget &target) -> Ending {
         Connection list(m_folder.listConnectionString(listId));
-        const qint64 total =
-            list.number(QStringLiteral("select count(*) from email") + condition(filter));
+        const qint64 total = countRecipients(list, condition(filter));
         RecipientReader reader(list, condition(filter));
         RecipientRecord record;
         copy(target, record, total, QStringLiteral("Exporting record : "),

@@ -71,7 +71,7 @@ void frmemail::connectCommands()
     grid->installEventFilter(this);
     grid->setContextMenuPolicy(Qt::ActionsContextMenu);
     grid->addActions({m_ui->Add, m_ui->Edit, m_ui->Delete, m_ui->Update, m_ui->Undo});
-    connect(grid, &RecipientGrid::failed, this,
+    connect(&grid->recipients(), &RecipientModel::failed, this,
             [this](const QString &description) { m_op.tell(description); });
     connect(grid->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             &frmemail::showPosition);

@@ -155,7 +155,7 @@ void frmMgrList::deleteSelected()
                       tr("Delete ")))
             return;
         try {
-            if (m_catalogue.remove(list.id))
+            if (m_catalogue.remove(list.id, m_commands.isInUse))
                 removeDeleted(list.id);
             else
                 m_op.tell(tr("You cannot delete this maillist, becase it is being used in other "

@@ -16,6 +16,7 @@ class frmMgrList;
 
 /// What the list catalogue starts in other windows, each shown until it is left.
 struct ListCommands {
+    ListCatalogue::InUse isInUse;
     std::function<void()> create;
     std::function<void(const MailList &list)> import;
     std::function<void(const MailList &list)> exportList;

@@ -1,5 +1,7 @@
 #include "listcatalogue.h"
 
+#include "recipientrecords.h"
+
 #include "connection.h"
 #include "recordset.h"
 #include "sqltext.h"
@@ -96,12 +98,12 @@ void ListCatalogue::rename(qint64 listId, const QString &name, const QString &ty
                 .arg(quoted(name), quoted(type), QString::number(listId)));
 }
 
-bool ListCatalogue::remove(qint64 listId) const
+bool ListCatalogue::remove(qint64 listId, const InUse &isInUse) const
 {
     Connection system(m_folder.systemConnectionString());
     // One transaction, so that no job begins to use the list between the question and the answer.
     Transaction transaction(system);
-    if (system.number(QStringLiteral("select count(*) from mjob where listid=%1").arg(listId)) > 0)
+    if (isInUse(system, listId))
         return false;
     system.execute(QStringLiteral("delete from mlist where listid =%1").arg(listId));
     transaction.commit();
@@ -124,7 +126,7 @@ std::vector<MailList> ListCatalogue::select(const QString &condition) const
 qint64 ListCatalogue::countRecipients(qint64 listId, const RecipientQuery &query) const
 {
     Connection list(m_folder.listConnectionString(listId));
-    return list.number(QStringLiteral("select count(*) from email") + query.condition());
+    return ::countRecipients(list, query.condition());
 }
 
 qint64 ListCatalogue::add(const QString &name, const QString &type,

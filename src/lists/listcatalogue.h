@@ -8,6 +8,8 @@
 #include <functional>
 #include <vector>
 
+class Connection;
+
 /// A row of the catalogue, as it is shown.
 struct MailList {
     qint64 id = 0;
@@ -24,6 +26,8 @@ class ListCatalogue
 public:
     /// In the order of the search box.
     enum SearchField { ListName, Type, EmailAddress };
+    /// Whether a job uses the list; asked on the connection that removes it.
+    using InUse = std::function<bool(Connection &system, qint64 listId)>;
     /// Is told why a list was left out of a search.
     using Tell = std::function<void(const QString &description)>;
 
@@ -44,8 +48,8 @@ public:
     void rename(qint64 listId, const QString &name, const QString &type) const;
     /// How many recipients the list's database holds, whatever count is stored.
     qint64 countRecipients(qint64 listId, const RecipientQuery &query = {}) const;
-    /// False, and nothing is removed, when a job uses the list. A missing database is passed over.
-    bool remove(qint64 listId) const;
+    /// False, and nothing is removed, when the list is in use. A missing database is passed over.
+    bool remove(qint64 listId, const InUse &isInUse) const;
 
 private:
     std::vector<MailList> select(const QString &condition) const;

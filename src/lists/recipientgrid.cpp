@@ -33,7 +33,6 @@ RecipientGrid::RecipientGrid(QWidget *parent)
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 8);
     verticalHeader()->hide();
-    connect(&m_recipients, &RecipientModel::failed, this, &RecipientGrid::failed);
     connect(horizontalHeader(), &QHeaderView::sectionResized, this,
             [this] { m_hasOwnWidths = m_hasOwnWidths || !m_isSettingWidths; });
 }

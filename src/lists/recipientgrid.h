@@ -30,10 +30,6 @@ public:
     void commitEditor();
     void discardEditor();
 
-signals:
-    /// Reading rows failed after load() had returned.
-    void failed(const QString &description);
-
 protected:
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;

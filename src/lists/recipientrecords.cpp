@@ -44,6 +44,28 @@ bool isPlain(std::string_view address)
 
 } // namespace
 
+void requireList(Connection &list)
+{
+    if (list.number(QStringLiteral("select count(*) from sqlite_master where name = 'email'")) == 0)
+        throw StorageError(0, QStringLiteral("Quillbright"),
+                           QStringLiteral("The file %1 is not a maillist.").arg(list.path()));
+}
+
+qint64 countRecipients(Connection &list, const QString &condition)
+{
+    return list.number(QStringLiteral("select count(*) from email ") + condition);
+}
+
+Statement outcomeStatement(Connection &list)
+{
+    return Statement(list, QStringLiteral("update email set status=?, remark=? where mid=?"));
+}
+
+void forgetOutcomes(Connection &list)
+{
+    list.execute(QStringLiteral("update email set status=null"));
+}
+
 RecipientReader::RecipientReader(Connection &list, const QString &condition)
     : m_list(list)
     , m_rows(list.prepare(QStringLiteral("select email, fname, lname, title, contact, company, "

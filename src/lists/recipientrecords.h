@@ -18,6 +18,17 @@
 /// a million of them pass through without being looked at.
 using RecipientRecord = std::array<std::string, 7>;
 
+/// Throws StorageError where the connection is on a database that is no maillist.
+void requireList(Connection &list);
+
+/// How many recipients `condition` selects, " where ..." or empty. Throws StorageError.
+qint64 countRecipients(Connection &list, const QString &condition = {});
+
+/// Writes what became of a recipient: run("S" or "F", why it failed, recipient's number).
+Statement outcomeStatement(Connection &list);
+/// Nobody counts as sent to or failed any more; the reasons stay. Throws StorageError.
+void forgetOutcomes(Connection &list);
+
 /// Reads the seven fields of a list's recipients one after the other, by increasing number. Its
 /// connection must outlive it. What is added to the list meanwhile through another connection is
 /// not read.

@@ -20,7 +20,7 @@ MaillistPanel::MaillistPanel(Operator &op, QWidget *parent)
     connect(m_ui->txtSEmail, &QLineEdit::returnPressed, m_ui->cmdRefList, &QToolButton::click);
     connect(m_ui->cmdBrowse, &QPushButton::clicked, this, &MaillistPanel::editRequested);
     connect(m_ui->cmdCopy, &QPushButton::clicked, this, &MaillistPanel::exportRequested);
-    connect(m_ui->DataGrid1, &RecipientGrid::failed, this,
+    connect(&m_ui->DataGrid1->recipients(), &RecipientModel::failed, this,
             [this](const QString &description) { m_operator.tell(description); });
     for (QPushButton *button : {m_ui->cmdBrowse, m_ui->cmdCopy}) {
         auto *action = new QAction(button->icon(), button->text(), this);

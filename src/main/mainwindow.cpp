@@ -21,6 +21,7 @@
 
 #include <QCloseEvent>
 #include <QDesktopServices>
+#include <QScrollArea>
 #include <QUrl>
 
 namespace
@@ -29,6 +30,17 @@ namespace
 using namespace std::chrono_literals;
 
 const QString homepage = QStringLiteral("https://quillbright.example/");
+
+/// The page with scroll bars where there is no room for it, as on a small screen.
+QWidget *scrolled(QWidget *page)
+{
+    auto *area = new QScrollArea;
+    area->setFrameShape(QFrame::NoFrame);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setWidgetResizable(true);
+    area->setWidget(page);
+    return area;
+}
 
 enum Tab { General, Details, Maillist, Preview };
 
@@ -67,9 +79,11 @@ void Main::addPanels()
     m_preview->setObjectName(QStringLiteral("fmPreview"));
     m_preview->addToolbar([this] { showPreview(); });
     m_ui->TabStrip1->addTab(m_message->body(), tr("General"));
-    m_ui->TabStrip1->addTab(m_message->header(), tr("Details"));
-    m_ui->TabStrip1->addTab(m_maillist, tr("Maillist"));
-    m_ui->TabStrip1->addTab(m_preview, tr("Preview"));
+    m_ui->TabStrip1->addTab(scrolled(m_message->header()), tr("Details"));
+    m_ui->TabStrip1->addTab(scrolled(m_maillist), tr("Maillist"));
+    m_ui->TabStrip1->addTab(scrolled(m_preview), tr("Preview"));
+    setTabOrder(m_jobs, m_ui->cmdEditMail);
+    m_jobs->setFocus();
     m_ui->splitter->handle(1)->setObjectName(QStringLiteral("Picture2"));
     // On a larger window the selected job gets the larger part of what there is more.
     m_ui->splitter->setStretchFactor(0, 1);
@@ -266,6 +280,7 @@ Main::Repeat Main::askToRepeat(const JobRow &job)
 void Main::pauseRun()
 {
     m_run->requestPause();
+    showJob(m_jobs->selectedJob());
 }
 
 void Main::enableCommands(bool enabled)
@@ -326,7 +341,7 @@ void Main::showTab()
         m_maillist->Load_db(list);
     else if (m_ui->TabStrip1->currentIndex() == Preview)
         m_preview->Load_prev_db(list, m_message->message().format, m_message->message().body);
-    else if (!m_run->isRunning())
+    if (!m_run->isRunning() && (!job || m_ui->TabStrip1->currentIndex() != Preview))
         m_screen->setText(RunScreen::Current, {});
 }
 

@@ -17,6 +17,7 @@
 #include "listdialogs.h"
 
 #include "jobrow.h"
+#include "jobstore.h"
 #include "messagestore.h"
 #include "operator.h"
 #include "programfolder.h"
@@ -168,6 +169,7 @@ void Windows::exportRecipients(const QString &listConnectionString, const Recipi
 ListCommands Windows::listCommands()
 {
     return {
+        .isInUse = &isListInUse,
         .create = [this] { createList(); },
         .import = [this](const MailList &list) { importWindow().importInto(list.id, list.name); },
         .exportList =
@@ -200,6 +202,7 @@ ListCommands Windows::listCommands()
 MessageCommands Windows::messageCommands()
 {
     return {
+        .isInUse = &isMessageInUse,
         .create = [this] { return createMessage(); },
         .edit =
             [this](qint64 number, const QString &caption) {

@@ -59,7 +59,6 @@ void frmMgrMsg::connectCommands()
     });
 }
 
-/// A failure leaves the rows as they are.
 void frmMgrMsg::list_refresh()
 {
     SortableList *list = m_ui->ListView1;
@@ -73,11 +72,11 @@ void frmMgrMsg::list_refresh()
         list->setRows(std::move(rows));
         list->setEmptyText(text.isEmpty()
                                ? tr("There are no messages yet. \"New\" writes the first one.")
-                               : tr("No message matches the search. Search for an empty text to "
-                                    "see every message."));
+                               : tr("No message matches the search. Empty its text to see all "
+                                    "messages."));
     } catch (const StorageError &) {
-        if (text.isEmpty())
-            list->setEmptyText(tr("The messages could not be read."));
+        list->setRows({});
+        list->setEmptyText(tr("The messages could not be read."));
     }
 }
 
@@ -116,7 +115,7 @@ void frmMgrMsg::deleteSelected()
         if (!m_op.ask(tr("Delete : %1").arg(row.cells[Subject]), tr("Delete ")))
             return;
         try {
-            if (deleteMessage(m_folder, row.number))
+            if (deleteMessage(m_folder, row.number, m_commands.isInUse))
                 removeDeleted(row.number);
             else
                 m_op.tell(tr("You cannot delete this email, becase it is being used in other "

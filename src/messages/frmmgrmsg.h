@@ -1,5 +1,7 @@
 #pragma once
 
+#include "messagestore.h"
+
 #include "cataloguewindow.h"
 
 #include <functional>
@@ -15,6 +17,7 @@ class frmMgrMsg;
 
 /// What the message catalogue starts in other windows.
 struct MessageCommands {
+    MessageInUse isInUse;
     /// Shows the editor for a new message; true when one was stored.
     std::function<bool()> create;
     /// Shows the editor for a stored message under `caption`; true when it was saved.

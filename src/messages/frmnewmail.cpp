@@ -2,6 +2,7 @@
 
 #include "ui_frmnewmail.h"
 
+#include "bodyedit.h"
 #include "bodyfile.h"
 #include "connection.h"
 #include "operator.h"
@@ -31,7 +32,7 @@ frmNewMail::frmNewMail(const ProgramFolder &folder, Operator &op, const HtmlView
     m_browser->setAccessibleName(tr("Email preview"));
     m_ui->previewLayout->addWidget(m_browser);
     // From the subject Tab goes on to the body, past the tools.
-    setTabOrder(m_ui->txtSubject, m_source->focusProxy());
+    setTabOrder(m_ui->txtSubject, &m_source->text());
     m_ui->TabStrip1->addTab(tr("S&ource"));
     m_ui->TabStrip1->addTab(tr("&Preview"));
     m_ui->TabStrip1->addTab(tr("&Attachment"));
@@ -126,7 +127,7 @@ void frmNewMail::setFields(const JobMessage &message)
     m_ui->combFormat->setCurrentText(isText ? QStringLiteral("TEXT") : QStringLiteral("HTML"));
     for (size_t i = 0; i < m_attachments.size(); ++i)
         m_attachments[i]->setText(message.attachments[i]);
-    m_source->setBody(message.body);
+    m_source->text().setBody(message.body);
     m_shown = fields();
 }
 
@@ -138,7 +139,7 @@ JobMessage frmNewMail::fields() const
                        .replyAddress = m_ui->txtReplymail->text(),
                        .format = m_ui->combFormat->currentText(),
                        .attachments = {},
-                       .body = m_source->body()};
+                       .body = m_source->text().body()};
     for (size_t i = 0; i < m_attachments.size(); ++i)
         message.attachments[i] = m_attachments[i]->text();
     return message;
@@ -152,7 +153,6 @@ bool frmNewMail::run()
 
 void frmNewMail::done(int result)
 {
-    m_source->closeFind();
     saveWindowLayout(*this);
     QDialog::done(result);
 }
@@ -163,7 +163,7 @@ void frmNewMail::reject()
     const int answer =
         fields() == m_shown
             ? Discard
-            : m_op.choose(tr("The email has changes that are not stored."), tr("Email Manager"),
+            : m_op.choose(tr("The email has changes that are not saved yet."), tr("Email Manager"),
                           {tr("&Save"), tr("&Discard"), tr("Cancel")}, Save);
     if (answer == Save)
         save();
@@ -236,7 +236,7 @@ void frmNewMail::renderPreview(const QString &errorPrefix)
 {
     const QString page = m_folder.file(QStringLiteral("source.htm"));
     try {
-        writeScratchPage(page, m_source->body());
+        writeScratchPage(page, m_source->text().body());
     } catch (const StorageError &e) {
         m_op.tell(e.report(errorPrefix), tr("Error"));
         return;
@@ -255,11 +255,11 @@ void frmNewMail::browse(size_t attachment)
 /// Puts another body in the place of what was written; false when the person would rather not.
 bool frmNewMail::replaceBody(const QString &body)
 {
-    if (!m_source->body().isEmpty() &&
+    if (!m_source->text().body().isEmpty() &&
         !m_op.ask(tr("Replace the body that is there? Undo brings it back."), tr("Email Manager")))
         return false;
     const WaitPointer pointer; // a long body takes its time to be laid out
-    m_source->setBody(body);
+    m_source->text().setBody(body);
     return true;
 }
 

@@ -139,12 +139,12 @@ void duplicateMessage(const ProgramFolder &folder, qint64 number)
             .arg(number));
 }
 
-bool deleteMessage(const ProgramFolder &folder, qint64 number)
+bool deleteMessage(const ProgramFolder &folder, qint64 number, const MessageInUse &isInUse)
 {
     Connection system(folder.systemConnectionString());
     // No job may take the message between the look and the deletion.
     Transaction transaction(system);
-    if (system.number(QStringLiteral("select count(*) from mjob where msgid=%1").arg(number)) > 0)
+    if (isInUse(system, number))
         return false;
     system.execute(QStringLiteral("delete from mmsg where msgid =%1").arg(number));
     transaction.commit();

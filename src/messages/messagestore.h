@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <array>
+#include <functional>
 #include <vector>
 
 class Connection;
@@ -60,5 +61,7 @@ MessageHead messageHead(const ProgramFolder &folder, qint64 number);
 /// Adds a copy of the whole message with "Copy of " before its subject. Throws StorageError.
 void duplicateMessage(const ProgramFolder &folder, qint64 number);
 
-/// Deletes the message, unless a job sends it: then returns false. Throws StorageError.
-bool deleteMessage(const ProgramFolder &folder, qint64 number);
+/// Whether a job sends the message; asked on the connection that deletes it.
+using MessageInUse = std::function<bool(Connection &system, qint64 number)>;
+/// Deletes the message, unless it is in use: then returns false. Throws StorageError.
+bool deleteMessage(const ProgramFolder &folder, qint64 number, const MessageInUse &isInUse);

@@ -49,9 +49,8 @@ SourceEditor::SourceEditor(Operator &op, QWidget *parent)
     addStatusPanels();
 
     BodyEdit *body = m_ui->txtSource;
-    setFocusProxy(body);
     body->installEventFilter(this);
-    connect(body, &BodyEdit::findRequested, this, &SourceEditor::find);
+    connect(body, &BodyEdit::findRequested, m_ui->Find, &QAction::trigger);
     connect(body, &QPlainTextEdit::textChanged, this, &SourceEditor::GetCurrentLine);
     connect(body, &QPlainTextEdit::cursorPositionChanged, this, &SourceEditor::GetCurrentLine);
     connect(m_keyStates, &KeyStates::changed, this, &SourceEditor::showKeyStates);
@@ -61,20 +60,16 @@ SourceEditor::SourceEditor(Operator &op, QWidget *parent)
 
 SourceEditor::~SourceEditor() = default;
 
-QString SourceEditor::body() const
+BodyEdit &SourceEditor::text() const
 {
-    return m_ui->txtSource->body();
+    return *m_ui->txtSource;
 }
 
-void SourceEditor::setBody(const QString &body)
-{
-    m_ui->txtSource->setBody(body);
-}
-
-void SourceEditor::closeFind()
+void SourceEditor::hideEvent(QHideEvent *event)
 {
     if (m_find)
         m_find->reject();
+    QWidget::hideEvent(event);
 }
 
 void SourceEditor::connectToolbar()
@@ -85,8 +80,10 @@ void SourceEditor::connectToolbar()
     connect(m_ui->Cut, &QAction::triggered, body, &BodyEdit::cut);
     connect(m_ui->Copy, &QAction::triggered, body, &BodyEdit::copy);
     connect(m_ui->Paste, &QAction::triggered, body, &BodyEdit::paste);
-    connect(m_ui->Find, &QAction::triggered, this, &SourceEditor::find);
-    connect(m_ui->Replace, &QAction::triggered, this, &SourceEditor::replace);
+    connect(m_ui->Find, &QAction::triggered, this,
+            [this] { findDialog().openAs(FindReplaceDialog::Mode::Find); });
+    connect(m_ui->Replace, &QAction::triggered, this,
+            [this] { findDialog().openAs(FindReplaceDialog::Mode::Replace); });
     connect(m_ui->Undo, &QAction::triggered, body, &BodyEdit::Undo);
     connect(m_ui->Redo, &QAction::triggered, body, &BodyEdit::Redo);
     for (QAction *action : {m_ui->Cut, m_ui->Copy}) {
@@ -177,16 +174,6 @@ void SourceEditor::addStatusPanels()
     m_panels[InsPanel]->setText(tr("INS"));
     m_panels[InsPanel]->setToolTip(tr("Lit while typing inserts; the Insert key changes to "
                                       "overwriting and back"));
-}
-
-void SourceEditor::find()
-{
-    findDialog().openAs(FindReplaceDialog::Mode::Find);
-}
-
-void SourceEditor::replace()
-{
-    findDialog().openAs(FindReplaceDialog::Mode::Replace);
 }
 
 FindReplaceDialog &SourceEditor::findDialog()

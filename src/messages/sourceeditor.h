@@ -5,6 +5,7 @@
 #include <array>
 #include <memory>
 
+class BodyEdit;
 class FindReplaceDialog;
 class KeyStates;
 class Operator;
@@ -25,10 +26,7 @@ public:
     explicit SourceEditor(Operator &op, QWidget *parent = nullptr);
     ~SourceEditor() override;
 
-    /// Lines end with CR LF.
-    QString body() const;
-    void setBody(const QString &body);
-    void closeFind();
+    BodyEdit &text() const;
 
 signals:
     /// The body is to come from a file, or from a web address.
@@ -37,14 +35,13 @@ signals:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
 
 private:
     void connectToolbar();
     void addFields();
     void fillFonts();
     void addStatusPanels();
-    void find();
-    void replace();
     FindReplaceDialog &findDialog();
     void applyFont();
     void GetCurrentLine();

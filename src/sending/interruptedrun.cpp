@@ -4,6 +4,7 @@
 
 #include "connection.h"
 #include "programfolder.h"
+#include "recipientrecords.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -68,8 +69,7 @@ void recordKept(const ProgramFolder &folder, Connection &list, qint64 listId)
         const QString &mid = outcome[1];
         Transaction transaction(list);
         ensureTable(list);
-        list.execute(u"update email set status=%1, remark=%2 where mid=%3"_s.arg(
-            quoted(outcome[2]), quoted(outcome[3]), mid));
+        outcomeStatement(list).run(outcome[2], outcome[3], mid.toLongLong());
         list.execute(u"update sending set last_mid=%1 where jobid=%2"_s.arg(mid, job));
         transaction.commit();
     }
@@ -141,19 +141,12 @@ void RunMarker::clear(Connection &list, qint64 jobId)
     list.execute(u"delete from sending where jobid = %1"_s.arg(jobId));
 }
 
-void requireList(Connection &list)
-{
-    if (!hasTable(list, u"email"_s))
-        throw StorageError(0, u"Quillbright"_s,
-                           u"The file %1 is not a maillist."_s.arg(list.path()));
-}
-
 OutcomeWriter::OutcomeWriter(const ProgramFolder &folder, Connection &list, const JobRow &job,
                              bool advances)
     : m_jobId(advances ? job.number(JobCell::Id) : 0)
     , m_room(roomFile(folder, job.number(JobCell::MaillistId)))
     , m_begin(list, u"begin immediate"_s)
-    , m_update(list, u"update email set status=?, remark=? where mid=?"_s)
+    , m_update(outcomeStatement(list))
     , m_advance(list, u"update sending set last_mid = ? where jobid = ?"_s)
     , m_commit(list, u"commit"_s)
     , m_rollback(list, u"rollback"_s)

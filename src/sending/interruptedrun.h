@@ -47,9 +47,6 @@ void end(Connection &list, const JobRow &ended);
 void clear(Connection &list, qint64 jobId);
 } // namespace RunMarker
 
-/// Throws StorageError where the database is not one of a list.
-void requireList(Connection &list);
-
 /// Commits the outcome of one recipient after the other, and with it how far the run has come.
 ///
 /// It keeps a little room on the disk beside the list database, for the outcome that the database

@@ -3,7 +3,10 @@
 #include "interruptedrun.h"
 
 #include "connection.h"
+#include "listcatalogue.h"
+#include "messagestore.h"
 #include "programfolder.h"
+#include "recipientrecords.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -12,54 +15,40 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-QString timeCell(const QString &stored)
-{
-    return stored.trimmed().isEmpty() ? u"0000/00/00 00:00:00"_s : stored;
-}
+/// In the order of the cells.
+constexpr std::array columns = {"jobname", "jobid",   "progress",   "total",    "unsent",
+                                "success", "failure", "start_time", "end_time", "listname",
+                                "listid",  "subject", "msgid",      "last_mid"};
 
 JobRow jobRow(const Record &record)
 {
     JobRow row;
-    row[JobCell::Name] = record.text(u"jobname"_s);
-    row[JobCell::Id] = record.text(u"jobid"_s);
-    row[JobCell::Progress] = record.text(u"progress"_s);
-    row[JobCell::Total] = record.text(u"total"_s);
-    row[JobCell::Unsent] = record.text(u"unsent"_s);
-    row[JobCell::Success] = record.text(u"success"_s);
-    row[JobCell::Failed] = record.text(u"failure"_s);
-    row[JobCell::Start] = timeCell(record.text(u"start_time"_s));
-    row[JobCell::End] = timeCell(record.text(u"end_time"_s));
-    row[JobCell::Maillist] = record.text(u"listname"_s);
-    row[JobCell::MaillistId] = record.text(u"listid"_s);
-    row[JobCell::Subject] = record.text(u"subject"_s);
-    row[JobCell::EmailId] = record.text(u"msgid"_s);
-    row[JobCell::LastSentId] = record.text(u"last_mid"_s);
-    return row;
-}
-
-/// `select` gives the number and the name.
-std::vector<JobChoice> choices(const ProgramFolder &folder, const QString &select)
-{
-    Connection system(folder.systemConnectionString());
-    std::vector<JobChoice> result;
-    for (Recordset rows(system, select); !rows.atEnd(); rows.moveNext()) {
-        const QString number = rows.current().value(0).value_or(QString());
-        result.push_back(
-            {number.toLongLong(), number + u'-' + rows.current().value(1).value_or(QString())});
+    for (size_t cell = 0; cell < columns.size(); ++cell)
+        row[JobCell(cell)] = record.text(QLatin1String(columns[cell]));
+    for (const JobCell cell : {JobCell::Start, JobCell::End}) {
+        if (row[cell].trimmed().isEmpty())
+            row[cell] = u"0000/00/00 00:00:00"_s;
     }
-    return result;
+    return row;
 }
 
 } // namespace
 
 std::vector<JobChoice> listChoices(const ProgramFolder &folder)
 {
-    return choices(folder, u"select listid, listname from mlist order by listid"_s);
+    std::vector<JobChoice> choices;
+    for (const MailList &list : ListCatalogue(folder).lists())
+        choices.push_back({list.id, QString::number(list.id) + u'-' + list.name});
+    return choices;
 }
 
 std::vector<JobChoice> messageChoices(const ProgramFolder &folder)
 {
-    return choices(folder, u"select msgid, subject from mmsg order by msgid"_s);
+    std::vector<JobChoice> choices;
+    for (const MessageHead &message : findMessages(folder))
+        choices.push_back(
+            {message.number, QString::number(message.number) + u'-' + message.subject});
+    return choices;
 }
 
 QString jobTimeStamp(const QDateTime &time)
@@ -134,6 +123,16 @@ void deleteJob(const ProgramFolder &folder, qint64 jobId)
     system.execute(u"delete from  mjob where jobid=%1"_s.arg(jobId));
 }
 
+bool isListInUse(Connection &system, qint64 listId)
+{
+    return system.number(u"select count(*) from mjob where listid=%1"_s.arg(listId)) > 0;
+}
+
+bool isMessageInUse(Connection &system, qint64 msgid)
+{
+    return system.number(u"select count(*) from mjob where msgid=%1"_s.arg(msgid)) > 0;
+}
+
 void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 {
     Connection system(folder.systemConnectionString());
@@ -148,11 +147,12 @@ void storeJobRow(const ProgramFolder &folder, const JobRow &row)
 
 void recountRecipients(Connection &list, JobRow &row)
 {
-    const QString count = u"select count(*) from email "_s;
-    row.setNumber(JobCell::Total, list.number(count));
-    row.setNumber(JobCell::Unsent, list.number(count + u"where status is null "_s));
-    row.setNumber(JobCell::Success, list.number(count + u"where status='S' "_s));
-    row.setNumber(JobCell::Failed, list.number(count + u"where status='F' "_s));
+    JobRow counted = row;
+    counted.setNumber(JobCell::Total, countRecipients(list));
+    counted.setNumber(JobCell::Unsent, countRecipients(list, u"where status is null "_s));
+    counted.setNumber(JobCell::Success, countRecipients(list, u"where status='S' "_s));
+    counted.setNumber(JobCell::Failed, countRecipients(list, u"where status='F' "_s));
+    row = counted;
 }
 
 void resetJob(const ProgramFolder &folder, JobRow &row)
@@ -168,8 +168,8 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();
     Transaction transaction(list);
-    reset.setNumber(JobCell::Total, list.number(u"select count(*) from email "_s));
-    list.execute(u"update email set status=null"_s);
+    reset.setNumber(JobCell::Total, countRecipients(list));
+    forgetOutcomes(list);
     RunMarker::end(list, reset);
     transaction.commit();
     forgetKept(folder, listId);

@@ -44,6 +44,10 @@ void renameJob(const ProgramFolder &folder, qint64 jobId, const QString &name);
 /// Deletes the job. What it has sent stays recorded in its list. Throws StorageError.
 void deleteJob(const ProgramFolder &folder, qint64 jobId);
 
+/// Whether a job names the list, or the message. Throws StorageError.
+bool isListInUse(Connection &system, qint64 listId);
+bool isMessageInUse(Connection &system, qint64 msgid);
+
 /// Writes the row's state, times, counters and resume point to `mjob`. Throws StorageError.
 void storeJobRow(const ProgramFolder &folder, const JobRow &row);
 

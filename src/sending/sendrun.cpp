@@ -11,6 +11,7 @@
 #include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
+#include "recipientrecords.h"
 #include "sendmail.h"
 #include "settings.h"
 #include "unsubscribelist.h"
@@ -119,7 +120,7 @@ bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
         return true;
     m_view.showRow(stored);
     const bool isRepeat = !m_progress.failedOnly && repeatOf(m_folder, stored);
-    const QString text = u"Job [%1] was changed by another program since it was shown here. Now it "
+    const QString text = u"Job [%1] has changed since it was shown here. Now it "
                          "is %2: of %3 recipients %4 have had the email, and %5 failed.%6"_s;
     const QStringList buttons = {u"Start"_s, u"Cancel"_s};
     return m_operator.choose(
@@ -192,14 +193,14 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
 {
     JobRow &row = m_progress.row;
     const bool failedOnly = m_progress.failedOnly;
-    Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
+    Connection list(listDatabase);
     requireList(list);
 
     row[JobCell::Progress] = u"Sending"_s;
     row[JobCell::Start] = jobTimeStamp(m_clock.now());
     const QString failures = u" where status='F' "_s;
-    m_progress.selected =
-        list.number(u"select count(*) from email "_s + (failedOnly ? failures : QString()));
+    m_progress.selected = countRecipients(list, failedOnly ? failures : QString());
     row.setNumber(JobCell::Total, m_progress.selected);
     Keyset recipients(listDatabase, u"*"_s,
                       failedOnly ? failures : u" where mid > "_s + row[JobCell::LastSentId]);
@@ -213,9 +214,6 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     list.execute(u"pragma busy_timeout=%1"_s.arg(shortWait.count()));
 
     const MergeFields fields(message.body);
-    m_progress.server = shownMailHost(settings.smtpServer);
-    m_elapsed.start();
-    show(RunProgress::Phase::Connecting);
     connectTransport(message, settings);
     const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
     SendLog log(m_folder, m_clock);
@@ -261,12 +259,13 @@ void SendRun::record(OutcomeWriter &outcomes, qint64 mid, bool success)
             const bool isKept = outcomes.keep(mid, status, m_progress.reason);
             if (waited >= patience) {
                 m_unrecorded =
-                    (isKept ? u"That %1 %2 could not be recorded in the maillist. It "
-                              "is recorded when the job is started again."_s
-                            : u"That %1 %2 could not be recorded anywhere, and the "
-                              "job begins with this recipient when it is started "
-                              "again."_s)
-                        .arg(m_progress.address, success ? u"got the email"_s : u"failed"_s);
+                    u"That %1 %2 could not be recorded in the maillist. It is recorded when the "
+                    "job is started again."_s;
+                if (!isKept)
+                    m_unrecorded = u"That %1 %2 could not be recorded anywhere. The job begins "
+                                   "with this recipient when it is started again."_s;
+                m_unrecorded = m_unrecorded.arg(m_progress.address,
+                                                success ? u"got the email"_s : u"failed"_s);
                 throw;
             }
         }
@@ -309,6 +308,9 @@ void SendRun::endPass(bool isStored)
 
 void SendRun::connectTransport(const JobMessage &message, const Settings &settings)
 {
+    m_progress.server = shownMailHost(settings.smtpServer);
+    m_elapsed.start();
+    show(RunProgress::Phase::Connecting);
     m_mail.Host = settings.smtpServer;
     m_mail.SenderAddress = message.senderAddress;
     m_mail.SenderName = message.senderName;
@@ -388,31 +390,24 @@ void SendRun::show()
 void SendRun::stopOnError(const JobRow &before, const StorageError &error)
 {
     JobRow &row = m_progress.row;
-    if (row[JobCell::Progress] == "Sending"_L1) {
-        const JobRow reached = std::exchange(row, before);
-        if (m_progress.pass.sent() > 0) {
-            row[JobCell::Progress] = u"Paused"_s;
-            row[JobCell::Start] = reached[JobCell::Start];
-            row[JobCell::End] = jobTimeStamp(m_clock.now());
-            row[JobCell::LastSentId] = reached[JobCell::LastSentId];
-            storeStopped(row);
+    const bool isEnded = row[JobCell::Progress] != "Sending"_L1; // and was not stored
+    if (!isEnded && m_progress.pass.sent() == 0) {
+        row = before;
+    } else if (!isEnded) {
+        row[JobCell::Progress] = u"Paused"_s;
+        row[JobCell::Total] = before[JobCell::Total];
+        row[JobCell::End] = jobTimeStamp(m_clock.now());
+        try {
+            Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
+            recountRecipients(list, row);
+            storeJobRow(m_folder, row);
+        } catch (const StorageError &) {
+            // The next start of the job finds the rest in the list.
         }
     }
     endPass(false);
-    m_operator.tell(error.report() + (m_unrecorded.isEmpty() ? QString() : u"\r\n"_s) +
-                        m_unrecorded,
-                    u"Error"_s);
-}
-
-/// As far as the databases let it; the next start of the job finds the rest in the list.
-void SendRun::storeStopped(JobRow &row)
-{
-    try {
-        JobRow counted = row;
-        Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
-        recountRecipients(list, counted);
-        row = counted;
-        storeJobRow(m_folder, row);
-    } catch (const StorageError &) {
-    }
+    QString text = error.report();
+    if (!m_unrecorded.isEmpty())
+        text += u"\r\n"_s + m_unrecorded;
+    m_operator.tell(text, u"Error"_s);
 }

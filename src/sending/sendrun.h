@@ -79,7 +79,6 @@ private:
     void show(RunProgress::Phase phase);
     void show();
     void stopOnError(const JobRow &before, const StorageError &error);
-    void storeStopped(JobRow &row);
     bool isRerunWanted();
 
     const ProgramFolder &m_folder;

@@ -33,7 +33,7 @@ TestSend::Obstacle TestSend::check(const JobMessage &message, const QString &add
     // A domain without a dot is right for a server nearby.
     const qsizetype at = address.lastIndexOf(QLatin1Char('@'));
     if (at < 1 || at == address.size() - 1) {
-        m_operator.tell(QStringLiteral("\"%1\" is no email address. One looks like "
+        m_operator.tell(QStringLiteral("\"%1\" is not an email address. Enter one like "
                                        "name@example.org.")
                             .arg(address));
         return Obstacle::NoAddress;

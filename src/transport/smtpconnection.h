@@ -43,6 +43,8 @@ struct SmtpLogin {
     bool wanted = false;
     QString user;
     QString password;
+
+    bool operator==(const SmtpLogin &) const = default;
 };
 
 /// A logged-in session with a mail server, on which commands are sent and replies are read.

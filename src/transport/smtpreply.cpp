@@ -33,6 +33,8 @@ SmtpReply::Step SmtpReply::add(QByteArrayView line)
 
 void SmtpReply::hide(const QByteArrayList &secrets)
 {
+    if (secrets.isEmpty())
+        return;
     QString words = QString::fromUtf8(m_words);
     for (const QByteArray &secret : secrets)
         words.replace(QString::fromUtf8(secret), QStringLiteral("***"), Qt::CaseInsensitive);

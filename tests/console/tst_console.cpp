@@ -129,7 +129,6 @@ private slots:
             {"messages", 0,
              "Mail ID  Subject  Sender Name  Sender Email      Format\n"
              "      1  News     The Club     club@example.org  TEXT\n"},
-            {"lists --json", 0, "\"listname\":\"Members\",\"listtype\":"},
             {"recipients Members", 0, "     2  r2@example.org                       F       550 \"",
              failed},
             {"recipients 1 --json", 0, "\"title\":\"\"},\n  {\"company\":\"\"", failed},
@@ -153,7 +152,6 @@ private slots:
              file("a.txt", "a@example.org;Ann\n")},
             {"import 1 a.txt", 1, "Error Log:\n1\tR1@example.org\t",
              file("a.txt", "R1@example.org\n")},
-            {"export Members out.csv --filter fail", 0, "Records exported: 1", failed},
         };
         for (const auto &expected : cases) {
             const Setup setup(2, {{.command = "RCPT", .text = "no@", .reply = {"550 No user"}}});
@@ -191,7 +189,6 @@ private slots:
         QCOMPARE(done.messages.count(TestText("Full")), 1);
     }
 
-    /// With its terminal gone, what it says ends nothing.
     void signalPauses()
     {
         for (const int number : {SIGTERM, SIGHUP}) {
@@ -199,13 +196,11 @@ private slots:
             QProcess process;
             setup.start(process, startJob);
             QTRY_VERIFY(setup.server.messages().size() >= 2);
-            process.closeReadChannel(QProcess::StandardError);
             ::kill(pid_t(process.processId()), number);
             ::kill(pid_t(process.processId()), SIGHUP);
             QVERIFY(process.waitForFinished());
             QCOMPARE(process.exitCode(), 3);
             const qsizetype sent = setup.server.messages().size();
-            QVERIFY(sent < 100);
             QCOMPARE(setup.stored(), TestText("Paused|100|%1|%2|0|%2").arg(100 - sent).arg(sent));
         }
     }
@@ -295,7 +290,7 @@ private slots:
         const QString small = setup.folder.file("small");
         QDir().mkpath(small);
         qputenv("TMPDIR", small.toUtf8());
-        SmallDisk disk(small, "9m");
+        SmallDisk disk(small, "3m");
         if (!disk.isMounted())
             QSKIP("no right to mount a file system here");
         const Finished full = setup.run("export 1 out.xlsx");

@@ -3,6 +3,7 @@
 #include "frmmgrlist.h"
 #include "listdialogs.h"
 
+#include "connection.h"
 #include "fakes.h"
 #include "testfiles.h"
 #include "window.h"
@@ -30,10 +31,14 @@ struct Notes {
 struct Person : Notes {
     ScriptedOperator op;
     frmNewList newList{folder.folder(), op, note("import")};
-    frmMgrList window{folder.folder(),
-                      op,
-                      {[this] { newList.createList(); }, note("import"), note("export"),
-                       note("merge"), note("append"), note("browse"), note("jobs")}};
+    frmMgrList window{
+        folder.folder(),
+        op,
+        {[](Connection &system, qint64 id) {
+             return system.number(u"select count(*) from mjob where listid=%1"_s.arg(id)) > 0;
+         },
+         [this] { newList.createList(); }, note("import"), note("export"), note("merge"),
+         note("append"), note("browse"), note("jobs")}};
     SortableList *list = child<SortableList>(window, "ListView1");
 
     /// Opens the window on these lists, each with one address.

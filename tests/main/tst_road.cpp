@@ -9,10 +9,10 @@
 #include "frmmgrlist.h"
 #include "frmmgrmsg.h"
 #include "frmnewjob.h"
-#include "frmnewlist.h"
 #include "frmnewmail.h"
 #include "frmpinfo.h"
 #include "frmsend.h"
+#include "listdialogs.h"
 #include "testfiles.h"
 #include "webhtmlview.h"
 

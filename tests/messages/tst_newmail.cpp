@@ -1,6 +1,8 @@
+#include "bodyfile.h"
 #include "fakes.h"
 #include "frmnewmail.h"
 #include "recordinghtmlview.h"
+#include "storageerror.h"
 #include "testfiles.h"
 #include "window.h"
 
@@ -9,35 +11,25 @@
 #include <QStackedWidget>
 #include <QTabBar>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 class TestNewMail final : public QObject
 {
     Q_OBJECT
 
-    void fillIn() const
-    {
-        type(*m_window, "txtSendername", "O'Brien");
-        type(*m_window, "txtSendermail", "o'brien@example.org");
-        type(*m_window, "txtSubject", "Bob's \"%1\" news");
-    }
-    void press(const TestText &button) const { ::press(*m_window, button); }
-    void choose(int tab) const { child<QTabBar>(*m_window, "TabStrip1")->setCurrentIndex(tab); }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) const
     {
         QTest::keyClick(QApplication::focusWidget(), key, modifiers);
     }
-    QString body() const { return m_source->toPlainText(); }
-    QStringList stored(const TestText &columns) const
-    {
-        return m_folder->rows(u"select %1 from mmsg"_s.arg(columns));
-    }
+    QString body() const { return m_source.toPlainText(); }
     /// Does `steps` in the editor of a stored message, or of a new one; whether it was stored.
-    bool use(qint64 number, const std::function<void()> &steps) const
+    bool use(qint64 number, const std::function<void()> &steps)
     {
         bool isStored = false;
         during<frmNewMail>(
-            [&] { isStored = number ? m_window->editMessage(number) : m_window->createMessage(); },
+            [&] { isStored = number ? m_window.editMessage(number) : m_window.createMessage(); },
             [&](frmNewMail &window) {
                 QVERIFY(QTest::qWaitForWindowActive(&window));
                 steps();
@@ -45,157 +37,153 @@ class TestNewMail final : public QObject
         return isStored;
     }
 
-    std::unique_ptr<TestFolder> m_folder;
-    std::unique_ptr<ScriptedOperator> m_op;
+    TestFolder m_folder;
+    ScriptedOperator m_op;
     RecordingHtmlView *m_view = nullptr;
     std::optional<QString> m_fetched;
-    std::unique_ptr<frmNewMail> m_window;
-    QPlainTextEdit *m_source = nullptr;
-    QComboBox *m_format = nullptr;
+    frmNewMail m_window{m_folder.folder(), m_op, RecordingHtmlView::factory(m_view),
+                        [this] { return m_fetched; }};
+    QPlainTextEdit &m_source = *child<QPlainTextEdit>(m_window, "txtSource");
+    QTabBar &m_tabs = *child<QTabBar>(m_window, "TabStrip1");
+    QComboBox &m_format = *child<QComboBox>(m_window, "combFormat");
 
 private slots:
-    void init()
-    {
-        m_folder = std::make_unique<TestFolder>();
-        m_op = std::make_unique<ScriptedOperator>();
-        m_window = std::make_unique<frmNewMail>(m_folder->folder(), *m_op,
-                                                RecordingHtmlView::factory(m_view),
-                                                [this] { return m_fetched; });
-        m_source = child<QPlainTextEdit>(*m_window, "txtSource");
-        m_format = child<QComboBox>(*m_window, "combFormat");
-    }
-
     void storesWhatWasWritten()
     {
-        m_op->files = std::queue<QString>({u"/tmp/it's.pdf"_s, {}});
-        m_folder->refuse("update on mmsg");
+        m_op.files = std::queue<QString>({u"/tmp/it's.pdf"_s, {}});
+        m_folder.refuse("update on mmsg");
         QVERIFY(use(0, [this] {
-            for (const auto &[box, message] : {std::pair("txtSubject", "Subject cannot be empty !"),
-                                               {"txtSendername", "Sender Name cannot be empty !"},
-                                               {"txtSendermail", "Sender Email cannot be empty !"},
-                                               {"txtSendermail", "Invalid Sender Email !"}}) {
-                press("cmdOK");
-                QCOMPARE(m_op->told.last(), u"Email Manager|"_s + QLatin1String(message));
-                QVERIFY(child(*m_window, box)->hasFocus());
-                type(*m_window, box, "x");
+            const TestText needed[][3] = {
+                {"txtSubject", "Bob's \"%1\" news", "Subject cannot be empty !"},
+                {"txtSendername", "O'Brien", "Sender Name cannot be empty !"},
+                {"txtSendermail", "example.org", "Sender Email cannot be empty !"},
+                {"txtSendermail", "o'brien@example.org", "Invalid Sender Email !"}};
+            for (const auto &[box, value, missing] : needed) {
+                press(m_window, "cmdOK");
+                QCOMPARE(m_op.told.last(), u"Email Manager|"_s + missing);
+                QVERIFY(child(m_window, box)->hasFocus());
+                type(m_window, box, value);
             }
-            fillIn();
-            choose(2);
-            press("cmdAtt03");
-            press("cmdAtt03"); // cancelled
-            choose(0);
-            QTest::keyClicks(m_source, u"It's"_s);
-            press("cmdOK");
-            QVERIFY(m_op->told.last().endsWith(u" was generated by SQLite\rno room"_s));
-            QCOMPARE(stored("*"), QStringList());
-            m_folder->allow("update on mmsg");
-            press("cmdOK");
+            m_tabs.setCurrentIndex(2);
+            press(m_window, "cmdAtt03");
+            press(m_window, "cmdAtt03"); // cancelled
+            m_tabs.setCurrentIndex(0);
+            QTest::keyClicks(&m_source, u"It's"_s);
+            press(m_window, "cmdOK");
+            QVERIFY(m_op.told.last().endsWith(u" was generated by SQLite\rno room"_s));
+            QCOMPARE(m_folder.rows("select * from mmsg"), QStringList());
+            m_folder.allow("update on mmsg");
+            press(m_window, "cmdOK");
         }));
-        const TestText all = "sendername, senderemail, replyemail, subject, format, attach01, "
-                             "attach02, attach03, source, encode, priority";
-        const QString first =
-            u"O'Brien|o'brien@example.org||Bob's \"%1\" news|TEXT|||/tmp/it's.pdf|It's|null|null"_s;
-        QCOMPARE(stored(all), QStringList(first));
-        // Another one begins empty, but with the text's history.
-        QVERIFY(use(0, [this] {
-            QCOMPARE(child<QLineEdit>(*m_window, "txtAtt03")->text() + body(), QString());
-            QTest::keyClick(m_source, Qt::Key_Z, Qt::ControlModifier);
-            fillIn();
-            press("cmdOK");
+        // Edited, it keeps what the window does not show, and other messages are left alone.
+        m_folder.addMessage("Other", "x");
+        m_folder.execute("update mmsg set encode='e', priority='p', format=null where msgid=1");
+        QVERIFY(use(1, [this] {
+            QCOMPARE(m_window.windowTitle() + m_format.currentText(), u"Edit EmailHTML"_s);
+            type(m_window, "txtReplymail", "r");
+            press(m_window, "cmdOK");
         }));
-        // Edited, it keeps what the window does not show.
-        m_folder->execute("update mmsg set encode='e', priority='p', format=null where msgid=2");
-        QVERIFY(use(2, [this] {
-            QCOMPARE(m_window->windowTitle() + m_format->currentText(), u"Edit EmailHTML"_s);
-            type(*m_window, "txtReplymail", "r");
-            press("cmdOK");
-        }));
-        QCOMPARE(
-            stored(all),
-            QStringList(
-                {first, u"O'Brien|o'brien@example.org|r|Bob's \"%1\" news|HTML||||It's|e|p"_s}));
-        use(2, [this] {
-            m_folder->execute("delete from mmsg");
-            press("cmdOK");
+        QCOMPARE(m_folder.rows("select * from mmsg").join(u' '),
+                 u"1|O'Brien|o'brien@example.org|HTML|r|e|p|Bob's \"%1\" news|||/tmp/it's.pdf|It's "
+                 "2|The Club|club@example.org|TEXT|null|null|null|Other|null|null|null|x"_s);
+        use(1, [this] {
+            m_folder.execute("delete from mmsg");
+            press(m_window, "cmdOK");
         });
-        QVERIFY(m_op->told.last().endsWith(u"There is no message 2 any more."_s));
-        QVERIFY(!m_window->editMessage(2));
-        QCOMPARE(m_op->told.last(), u"Error|Get_Msg :  Error # 0 was generated by Quillbright\r"
-                                    "There is no message 2."_s);
+        QVERIFY(m_op.told.last().endsWith(u"There is no message 1 any more."_s));
+        QVERIFY(!m_window.editMessage(1));
+        QVERIFY(m_op.told.last().startsWith(u"Error|Get_Msg :  Error # 0"_s));
     }
 
     void leavingAsksWhatIsToBecomeOfChanges()
     {
-        const qint64 number = m_folder->addMessage("News", "a\nb");
+        const qint64 number = m_folder.addMessage("News", "a\nb");
         QVERIFY(!use(number, [this] { key(Qt::Key_Escape); })); // nothing to ask about
         QVERIFY(!use(number, [this] {
-            QTest::keyClicks(m_source, u"x"_s);
-            m_op->choices =
+            QTest::keyClicks(&m_source, u"x"_s);
+            m_op.choices =
                 std::queue<QString>({u"Cancel"_s, u"Cancel"_s, u"&Save"_s, u"&Discard"_s});
             key(Qt::Key_Escape);
-            m_window->close();
-            type(*m_window, "txtSubject", "");
-            press("cmdCancel"); // without a subject it cannot be saved
-            QVERIFY(m_window->isVisible());
-            press("cmdCancel");
+            m_window.close();
+            type(m_window, "txtSubject", "");
+            press(m_window, "cmdCancel"); // without a subject it cannot be saved
+            QVERIFY(m_window.isVisible());
+            press(m_window, "cmdCancel");
         }));
-        QCOMPARE(stored("subject, source"), QStringList(u"News|a\nb"_s));
-        m_op->choices.push(u"&Save"_s);
-        QVERIFY(use(number, [this] { type(*m_window, "txtSubject", "Other"); }));
-        QCOMPARE(stored("subject, source"), QStringList(u"Other|a\nb"_s));
-        QCOMPARE(m_op->asked.last(), u"Email Manager|The email has changes that are not stored.|"
-                                     "&Save*|&Discard|Cancel"_s);
+        QCOMPARE(m_folder.rows("select subject, source from mmsg"), QStringList(u"News|a\nb"_s));
+        m_op.choices.push(u"&Save"_s);
+        QVERIFY(use(number, [this] { type(m_window, "txtSubject", "Other"); }));
+        QCOMPARE(m_folder.rows("select subject, source from mmsg"), QStringList(u"Other|a\nb"_s));
+        QCOMPARE(m_op.asked.last(), u"Email Manager|The email has changes that are not saved yet.|"
+                                    "&Save*|&Discard|Cancel"_s);
     }
 
     void tabGoesRound()
     {
+        m_op.choices.push(u"&Discard"_s);
         use(0, [this] {
-            auto *subject = child<QLineEdit>(*m_window, "txtSubject");
-            QTest::keyClicks(m_source, u"\t"_s);
-            m_source->setFocus();
+            auto *subject = child<QLineEdit>(m_window, "txtSubject");
+            QCOMPARE(subject->text() + body(), QString()); // every new message begins empty
+            QTest::keyClicks(&m_source, u"\t"_s);
+            m_source.setFocus();
             key(Qt::Key_Backtab, Qt::ShiftModifier);
             QVERIFY(subject->hasFocus());
             key(Qt::Key_Tab);
-            QVERIFY(m_source->hasFocus());
+            QVERIFY(m_source.hasFocus());
             key(Qt::Key_Tab, Qt::ControlModifier);
-            QVERIFY(child(*m_window, "cmdOK")->hasFocus());
+            QVERIFY(child(m_window, "cmdOK")->hasFocus());
             for (int i = 0; i < 30 && !subject->hasFocus(); ++i)
                 key(Qt::Key_Tab);
             QVERIFY(subject->hasFocus());
             QCOMPARE(body(), u"\t"_s);
-            m_op->choices.push(u"&Discard"_s);
         });
+    }
+
+    void readsBodyFiles()
+    {
+        const std::pair<QByteArray, QString> files[] = {
+            {"", {}},
+            {"a\r\nb\nc\rd\r\r\n\n", u"a\r\nb\r\nc\r\nd\r\n\r\n\r\n"_s},
+            {"\xef\xbb\xbf\xc3\xa4", u"ä\r\n"_s},
+            {{"\xff\xfe\xe4\0\r\0\n\0\x3d\xd8\x80\xde", 12}, u"ä\r\n\U0001f680\r\n"_s}};
+        for (const auto &[content, text] : files)
+            QCOMPARE(readBodyFile(writeFile(m_folder.file("body"), content)), text);
+        // Nor waits for one that never comes.
+        const QString pipe = m_folder.file("pipe");
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        const QString large = writeFile(m_folder.file("large"));
+        QVERIFY(QFile::resize(large, 16 * 1024 * 1024 + 1));
+        for (const QString &path : {u"/tmp"_s, u"/missing"_s, pipe, large})
+            QVERIFY_EXCEPTION_THROWN(readBodyFile(path), StorageError);
     }
 
     void importsAndPreviews()
     {
-        const QString path = writeFile(m_folder->file("page.htm"), "<b>\n\xe2\x82\xac");
-        const auto page = [this] { return readFile(m_folder->file("source.htm")); };
-        m_op->files = std::queue<QString>({path, m_folder->folder().path(), path});
+        const QString path = writeFile(m_folder.file("page.htm"), "<b>\n\xe2\x82\xac");
+        const auto page = [this] { return readFile(m_folder.file("source.htm")); };
+        m_op.files = std::queue<QString>({path, path});
+        m_op.choices.push(u"&Discard"_s);
         use(0, [&] {
-            choose(1);
-            QVERIFY(m_source->isVisible()); // the preview of a text is the text
-            press("cmdOpen");
-            QCOMPARE(page(), "none");
-            QCOMPARE(m_format->currentText(), u"TEXT"_s);
-            press("cmdOpen"); // a folder
-            QCOMPARE(m_op->told.size(), 1);
-            m_format->setCurrentText(u"HTML"_s);
+            m_tabs.setCurrentIndex(1);
+            QVERIFY(m_source.isVisible()); // the preview of a text is the text
+            press(m_window, "cmdOpen");
+            QVERIFY(!page().contains("<b>"));
+            QCOMPARE(m_format.currentText(), u"TEXT"_s);
+            m_format.setCurrentText(u"HTML"_s);
             QVERIFY(m_view->isVisible());
             QCOMPARE(page(), "\xef\xbb\xbf<b>\r\n\xe2\x82\xac\r\n\r\n");
             // A body that is there goes only when the person agrees.
-            m_op->answers = std::queue<bool>({false, false, true});
-            press("cmdOpen");
-            press("cmdWeb"); // cancelled there
+            m_op.answers = std::queue<bool>({false, false, true});
+            press(m_window, "cmdOpen");
+            press(m_window, "cmdWeb"); // cancelled there
             m_fetched = u"<i>"_s;
-            press("cmdWeb");
+            press(m_window, "cmdWeb");
             QCOMPARE(body(), u"<b>\n\u20ac\n"_s);
-            m_format->setCurrentText(u"TEXT"_s);
-            press("cmdWeb");
-            QCOMPARE(body() + m_format->currentText(), u"<i>HTML"_s);
+            m_format.setCurrentText(u"TEXT"_s);
+            press(m_window, "cmdWeb");
+            QCOMPARE(body() + m_format.currentText(), u"<i>HTML"_s);
             QVERIFY(page().contains("<i>"));
-            QCOMPARE(m_view->shown.last(), m_folder->file("source.htm"));
-            m_op->choices.push(u"&Discard"_s);
+            QCOMPARE(m_view->shown.last(), m_folder.file("source.htm"));
         });
     }
 };

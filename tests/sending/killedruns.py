@@ -10,12 +10,10 @@ import pathlib
 import random
 import re
 import shutil
-import signal
 import sqlite3
 import subprocess
 import sys
 import tempfile
-import time
 
 console, catcher, pristine = sys.argv[1:4]
 kills, recipients, seconds = int(sys.argv[4]), int(sys.argv[5]), float(sys.argv[6])
@@ -25,15 +23,15 @@ with tempfile.TemporaryDirectory() as name:
     (folder / "data").mkdir()
     shutil.copy(pathlib.Path(pristine) / "sys.mdb", folder)
     shutil.copy(pathlib.Path(pristine) / "mtemplate.mdb", folder / "data/m1.mdb")
-    with sqlite3.connect(folder / "data/m1.mdb") as members:
-        members.executemany("insert into email (email) values (?)",
-                            ((f"r{i}@example.org",) for i in range(recipients)))
+    members = sqlite3.connect(folder / "data/m1.mdb")
+    members.executemany("insert into email (email) values (?)",
+                        ((f"r{i}@example.org",) for i in range(recipients)))
+    members.commit()
     members.close()
-    system = sqlite3.connect(folder / "sys.mdb")
-    with system:
-        system.execute("insert into mlist (listname) values ('Members')")
-        system.execute("insert into mmsg (subject, senderemail, source) values ('S', 'a@b.c', 'B')")
-        system.execute("insert into mjob (jobname, listid, msgid) values ('J', 1, 1)")
+    system = sqlite3.connect(folder / "sys.mdb", isolation_level=None)
+    system.executescript("""insert into mlist (listname) values ('Members');
+        insert into mmsg (subject, senderemail, source) values ('S', 'a@b.c', 'B');
+        insert into mjob (jobname, listid, msgid) values ('J', 1, 1);""")
 
     server = subprocess.Popen([catcher, "--out", str(folder / "mail")],
                               stdout=subprocess.PIPE, text=True)
@@ -43,25 +41,18 @@ with tempfile.TemporaryDirectory() as name:
     settings.write_text(f"[General]\nSMTP=127.0.0.1:{port}\n")
     environment = dict(os.environ, XDG_CONFIG_HOME=str(folder / "config"))
 
-    def start():
-        return subprocess.Popen([console, "start", "1", "--folder", name, "--batch-pause", "0"],
-                                env=environment, stdout=subprocess.DEVNULL,
-                                stderr=subprocess.PIPE, text=True)
-
+    command = [console, "start", "1", "--folder", name, "--batch-pause", "0"]
+    quiet = dict(env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     done = 0
-    while done < kills:
-        run = start()
-        time.sleep(random.uniform(0, seconds))
-        if run.poll() is not None:
-            print(run.returncode, run.stderr.read())
-            break
-        run.send_signal(signal.SIGKILL)
-        run.wait()
-        done += 1
-        if system.execute("select progress from mjob").fetchone()[0] == "Complete":
-            break
-    else:
-        start().wait()
+    while system.execute("select progress from mjob").fetchone()[0] != "Complete":
+        run = subprocess.Popen(command, **quiet)
+        try:
+            if run.wait(random.uniform(0, seconds) if done < kills else None) not in (0, 3):
+                break
+        except subprocess.TimeoutExpired:
+            run.kill()
+            run.wait()
+            done += 1
     server.terminate()
     server.wait()
     order = [int(re.search(rb"X-Envelope-To: r(\d+)@", mail.read_bytes())[1])

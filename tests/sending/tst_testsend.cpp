@@ -1,249 +1,118 @@
-#include "frmsend.h"
-
 #include "fakes.h"
-#include "testfolder.h"
+#include "frmsend.h"
+#include "window.h"
 
-#include <QApplication>
 #include <QLabel>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
 
-namespace
-{
+using namespace Qt::StringLiterals;
 
-const QString address = QStringLiteral("me@example.org");
-
-/// The window as a person has it before them, with a message and a server set.
-struct Desk {
-    Desk()
-    {
-        settings.values.smtpServer = QStringLiteral("mail.example.org");
-        message = folder.addMessage("News", "Hi %%FIRSTNAME%%");
-    }
-
-    template <typename T>
-    T *find(const char *name) const
-    {
-        return window.findChild<T *>(QLatin1String(name));
-    }
-    QString status() const { return find<QLabel>("lbStatus")->text(); }
-    void press(const char *button) const
-    {
-        QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton);
-    }
-    void sendTo(const QString &typed) const
-    {
-        find<QLineEdit>("txtEmail")->selectAll();
-        QTest::keyClicks(find<QLineEdit>("txtEmail"), typed);
-        press("cmdSend");
-    }
-    bool isWaiting() const
-    {
-        return window.cursor().shape() == Qt::WaitCursor &&
-               !find<QPushButton>("cmdSend")->isEnabled() &&
-               !find<QPushButton>("cmdCancel")->isEnabled();
-    }
-    /// Shows the window and does `acts` in it; true when it had been left by itself.
-    bool use(const std::function<void()> &acts)
-    {
-        bool isLeft = false;
-        QTimer::singleShot(0, &window, [&] {
-            if (QTest::qWaitForWindowActive(&window))
-                acts();
-            isLeft = !window.isVisible();
-            window.hide();
-        });
-        window.sendTest(message, mail);
-        return isLeft;
-    }
-    bool send()
-    {
-        return use([this] { sendTo(address); });
-    }
-
-    TestFolder folder;
-    FakeSettings settings;
-    ScriptedOperator op;
-    FakeSendMail mail;
-    int optionsShown = 0;
-    qint64 message = 0;
-    frmSend window{folder.folder(), settings, op, [this] { ++optionsShown; }};
-};
-
-/// The program is told to end.
-void quit()
-{
-    QEvent event(QEvent::Quit);
-    QApplication::sendEvent(qApp, &event);
-}
-
-} // namespace
+const QString address = u"me@localhost"_s;
 
 class TestTestSend final : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void sendsAsStored();
-    void valuesFollowTheMessage();
-    void refuses_data();
-    void refuses();
-    void aFailureKeepsTheWindow();
-    void showsWhatTheComponentSays();
-    void onlyItsButtonsLeaveIt();
-};
-
-void TestTestSend::sendsAsStored()
-{
-    Desk desk;
-    desk.mail.AddressCheck = 1;
-    desk.mail.UserName = QStringLiteral("kept");
-    QVERIFY(desk.send());
-    QCOMPARE(desk.mail.calls, QStringList({QStringLiteral("Send"), QStringLiteral("Disconnect")}));
-    QCOMPARE(desk.mail.Host, QStringLiteral("mail.example.org"));
-    QCOMPARE(desk.mail.SenderName + desk.mail.SenderAddress,
-             QStringLiteral("The Clubclub@example.org"));
-    QCOMPARE(desk.mail.Recipient, address);
-    QCOMPARE(desk.mail.Body, QStringLiteral("Hi %%FIRSTNAME%%"));
-    QCOMPARE(desk.mail.AddressCheck, 1);
-    QVERIFY(!desk.mail.Authenticate && desk.mail.UserName == QStringLiteral("kept"));
-    QCOMPARE(desk.op.told, QStringList(QStringLiteral("|Send success !")));
-
-    // Every use begins anew.
-    desk.folder.execute("update mmsg set subject='Changed'");
-    desk.settings.values.requireLogon = true;
-    desk.settings.values.account = QStringLiteral("ann");
-    desk.settings.values.password = QStringLiteral("pw");
-    desk.use([&] {
-        QCOMPARE(desk.find<QLineEdit>("txtEmail")->text() + desk.status(), QString());
-        desk.sendTo(address);
-    });
-    QCOMPARE(desk.mail.Subject, QStringLiteral("Changed"));
-    QVERIFY(desk.mail.Authenticate);
-    QCOMPARE(desk.mail.UserName + desk.mail.Password, QStringLiteral("annpw"));
-}
-
-void TestTestSend::valuesFollowTheMessage()
-{
-    Desk desk;
-    const QString first = desk.folder.file("sys.mdb");
-    const QString third = desk.folder.file("mtemplate.mdb");
-    for (const auto &[format, isHtml] :
-         {std::pair("'TEXT'", false), {"'text'", true}, {"null", true}}) {
-        desk.folder.execute(
-            QStringLiteral("update mmsg set format=%1, attach01='%2', attach02='', attach03='%3'")
-                .arg(QLatin1String(format), first, third));
-        QVERIFY(desk.send());
-        QVERIFY2(desk.mail.HtmlBody == isHtml, format);
-        QCOMPARE(desk.mail.Attachments, first + QLatin1Char(';') + third);
+    void sendTo(const QString &typed) const
+    {
+        type(m_window, "txtEmail", typed);
+        press(m_window, "cmdSend");
     }
-}
+    QString status() const { return child<QLabel>(m_window, "lbStatus")->text(); }
+    /// Shows the window and does `acts` in it; true when it had been left by itself.
+    bool use(const std::function<void()> &acts)
+    {
+        bool isLeft = false;
+        const WhenShown<frmSend> shown([&](frmSend &) {
+            acts();
+            isLeft = !m_window.isVisible();
+            m_window.hide();
+        });
+        m_window.sendTest(1, m_mail);
+        return isLeft;
+    }
 
-void TestTestSend::refuses_data()
-{
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("server");
-    QTest::addColumn<QString>("attachment");
-    QTest::addColumn<QString>("message");
-    // Each row lacks what the later ones lack, too: the first fault is the one that is told.
-    const auto row = [](const char *name, const QString &typed, const char *server,
-                        const char *attachment, const char *message) {
-        QTest::newRow(name) << typed << QString::fromLatin1(server)
-                            << QString::fromLatin1(attachment) << QString::fromLatin1(message);
-    };
-    row("no address", {}, "", "/gone.pdf", "|Please enter email address !");
-    row("no server", address, "", "/gone.pdf",
-        "|Please enter the SMTP server address in the Option window and send again !");
-    row("no file", address, "localhost", "/gone.pdf", "|Attachment not found : /gone.pdf !");
-    row("a folder attached", address, "localhost", "/tmp", "|Attachment not found : /tmp !");
-}
+    TestFolder m_folder;
+    FakeSettings m_settings;
+    ScriptedOperator m_op;
+    FakeSendMail m_mail;
+    frmSend m_window{m_folder.folder(), m_settings, m_op,
+                     [this] { m_settings.values.smtpServer = u"mail.example.org"_s; }};
 
-void TestTestSend::refuses()
-{
-    QFETCH(QString, typed);
-    QFETCH(QString, server);
-    QFETCH(QString, attachment);
-    QFETCH(QString, message);
-    Desk desk;
-    desk.settings.values.smtpServer = server;
-    desk.folder.execute(QStringLiteral("update mmsg set attach02='%1'").arg(attachment));
-    QVERIFY(!desk.use([&] { desk.sendTo(typed); }));
-    QCOMPARE(desk.op.told, QStringList(message));
-    QCOMPARE(desk.optionsShown, !typed.isEmpty() && server.isEmpty() ? 1 : 0);
-    QCOMPARE(desk.mail.calls, QStringList());
-}
+private slots:
+    void refuses()
+    {
+        m_folder.addMessage("News", "Hi %%FIRSTNAME%%");
+        m_folder.execute("update mmsg set attach02='/tmp'");
+        const std::pair<QString, QString> refusals[] = {
+            {{}, u"Please enter email address !"_s},
+            {u"h"_s, u"\"h\" is not an email address. Enter one like name@example.org."_s},
+            {address,
+             u"Please enter the SMTP server address in the Option window and send again !"_s},
+            {address, u"Attachment not found : /tmp !"_s}};
+        for (const auto &[typed, why] : refusals) {
+            QVERIFY(!use([&] { sendTo(typed); }));
+            QCOMPARE(m_op.told.last(), u'|' + why);
+        }
+        QCOMPARE(m_mail.calls, QStringList());
+    }
 
-void TestTestSend::aFailureKeepsTheWindow()
-{
-    Desk desk;
-    desk.mail.failures.insert(address,
-                              QStringLiteral("550 \"No\" ") + QString(400, QLatin1Char('x')));
-    QVERIFY(desk.use([&] {
-        desk.sendTo(address);
-        QVERIFY(desk.window.isVisible());
-        QCOMPARE(desk.op.told,
-                 QStringList(QStringLiteral("|550 No ") + QString(255 - 7, QLatin1Char('x'))));
-        QCOMPARE(desk.mail.calls.last(), QStringLiteral("Disconnect"));
-        desk.mail.whileSending = [](const QString &) { throw std::runtime_error("It broke"); };
-        desk.sendTo(address);
-        QVERIFY(desk.window.isVisible() && !desk.isWaiting());
-        QCOMPARE(desk.op.told.last(), QStringLiteral("|It broke"));
-        // Another try, and the failures are forgotten.
-        desk.mail.failures.clear();
-        desk.mail.whileSending = nullptr;
-        desk.sendTo(address);
-    }));
-    QCOMPARE(desk.op.told.last(), QStringLiteral("|Send success !"));
-    desk.message = 77;
-    desk.window.sendTest(77, desk.mail);
-    QCOMPARE(desk.op.told.last(), QStringLiteral("Error|Error # 0 was generated by Quillbright\r"
-                                                 "There is no message 77."));
-}
+    void sendsAsStored()
+    {
+        const QString file = m_folder.file("sys.mdb");
+        m_settings.values.account = u"ann"_s;
+        for (const auto &[format, isHtml] :
+             {std::pair("'TEXT'", false), {"'text'", true}, {"null", true}}) {
+            m_folder.execute(u"update mmsg set format=%1, attach01='%2', attach02='', "
+                             "attach03='%2'"_s.arg(QLatin1String(format), file));
+            QVERIFY(use([this] { sendTo(address); }));
+            QVERIFY2(m_mail.HtmlBody == isHtml, format);
+            QCOMPARE(m_mail.Authenticate, m_settings.values.requireLogon);
+            QCOMPARE(m_mail.UserName, isHtml ? u"ann"_s : QString());
+            m_settings.values.requireLogon = true;
+        }
+        QCOMPARE(m_mail.Recipient + m_mail.Host + m_mail.SenderName + m_mail.Body +
+                     m_mail.Attachments,
+                 address + u"mail.example.orgThe ClubHi %%FIRSTNAME%%"_s + file + u';' + file);
+        QCOMPARE(m_op.told.last(), u"|Send success !"_s);
+        QVERIFY(use([this] { press(m_window, "cmdCancel"); })); // begun anew
+        QCOMPARE(status(), QString());
+        QCOMPARE(m_mail.calls.join(u' '), u"Send Disconnect "_s.repeated(3).trimmed());
+    }
 
-void TestTestSend::showsWhatTheComponentSays()
-{
-    Desk desk;
-    desk.mail.whileSending = [&](const QString &) {
-        emit desk.mail.Status(QStringLiteral("<b>Connecting"));
-        QCOMPARE(desk.status(), QStringLiteral("<b>Connecting"));
-        QVERIFY(desk.isWaiting());
-        // Nothing leaves the window while it sends, not even the program's end.
-        QTest::keyClick(&desk.window, Qt::Key_Escape);
-        desk.press("cmdCancel");
-        quit();
-        QVERIFY(desk.window.isVisible());
-    };
-    desk.mail.failures[address] = QStringLiteral("550 no such user");
-    QVERIFY(desk.use([&] {
-        desk.sendTo(address);
-        // The end of the program was put off, and is no reason to leave any more.
-        QTest::keyClick(&desk.window, Qt::Key_Escape);
-        QVERIFY(desk.window.isVisible());
-        desk.mail.failures.clear();
-        desk.sendTo(address);
-    }));
-    QCOMPARE(desk.mail.calls.last(), QStringLiteral("Disconnect"));
-    // What the component says to others is not for this window any more.
-    emit desk.mail.Status(QStringLiteral("A run goes on"));
-    emit desk.mail.SendFailed(QStringLiteral("Not mine"));
-    QCOMPARE(desk.status(), QStringLiteral("Send Success !"));
-    QCOMPARE(desk.op.told.size(), 2);
-}
-
-void TestTestSend::onlyItsButtonsLeaveIt()
-{
-    Desk desk;
-    QVERIFY(desk.use([&] {
-        QTest::keyClick(&desk.window, Qt::Key_Escape);
-        desk.window.close();
-        QVERIFY(desk.window.isVisible());
-        desk.press("cmdCancel");
-    }));
-    QCOMPARE(desk.mail.calls, QStringList());
-    QVERIFY(desk.use(quit));
-}
+    /// A failure keeps the window; what became of the message stays in it.
+    void tellsTheOutcome()
+    {
+        m_mail.whileSending = [&](const QString &) {
+            emit m_mail.Status(u"<b>Connecting"_s);
+            QCOMPARE(status(), u"<b>Connecting"_s);
+            QEvent quit(QEvent::Quit); // put off until the end
+            QApplication::sendEvent(qApp, &quit);
+            QTest::keyClick(&m_window, Qt::Key_Escape);
+            press(m_window, "cmdCancel");
+            QVERIFY(m_window.isVisible());
+        };
+        m_mail.failures[address] = u"550 \"No\" "_s + QString(400, u'x');
+        QVERIFY(!use([this] { sendTo(address); }));
+        QCOMPARE(m_op.told.last(), u"|550 No "_s + QString(248, u'x'));
+        m_mail.failures.clear();
+        m_mail.whileSending = [](const QString &) { throw std::runtime_error("It broke"); };
+        QVERIFY(!use([this] { sendTo(address); }));
+        QCOMPARE(m_op.told.last(), u"|It broke"_s);
+        m_mail.whileSending = nullptr;
+        QVERIFY(use([this] {
+            QTest::keyClick(&m_window, Qt::Key_Escape);
+            QVERIFY(m_window.isVisible());
+            // The component's farewell comes after the outcome, and is not it.
+            connect(&m_mail, &SendMail::SendSuccesful, &m_window,
+                    [this] { emit m_mail.Status(u"Disconnected"_s); });
+            sendTo(address);
+        }));
+        QCOMPARE(status(), u"Send Success !"_s);
+        m_folder.execute("delete from mmsg");
+        m_window.sendTest(1, m_mail);
+        QVERIFY(m_op.told.last().endsWith(u"There is no message 1."_s));
+    }
+};
 
 QTEST_MAIN(TestTestSend)
 #include "tst_testsend.moc"

@@ -75,11 +75,10 @@ private slots:
               "'a%c' like 'a\\%c' escape '\\' and not 'abc' like 'a\\%c' escape '\\'",
               "'a😀c' like 'a_c' and not '' like '_'", "null like '%' is null", "12 like '%2'"})
             QVERIFY2(folder.row(u"select "_s + QString::fromUtf8(truth)) == u"1"_s, truth);
-        // Between these two zones it is never the same day.
-        for (const char *zone : {"Etc/GMT+12", "Etc/GMT-14"}) {
-            qputenv("TZ", zone);
-            QCOMPARE(folder.row("select date()"), QDate::currentDate().toString(Qt::ISODate));
-        }
+        const QByteArray farFromHere =
+            QDateTime::currentDateTimeUtc().time().hour() < 12 ? "GMT+12" : "GMT-14";
+        qputenv("TZ", "Etc/" + farFromHere); // where it is another day than in Greenwich
+        QCOMPARE(folder.row("select date()"), QDate::currentDate().toString(Qt::ISODate));
         qunsetenv("TZ");
     }
 
@@ -162,8 +161,9 @@ private slots:
             ;
         QVERIFY(failureOf(insert).startsWith(u"The disk that holds"_s));
         filler.remove();
+        insert(); // which leaves no log behind
         QProcess::execute(u"mount"_s, {u"-o"_s, u"remount,ro"_s, folder.file("data")});
-        QCOMPARE(folder.row("select email from email", list), u"a@example.org"_s);
+        QCOMPARE(folder.row("select count(*) from email", list), u"2"_s);
         QVERIFY(failureOf(insert).endsWith(u"may not be written to."_s));
     }
 

@@ -1,9 +1,6 @@
-#include "smtpsendmail.h"
+#include "smtpsession.h"
 
-#include "addresscheck.h"
-
-#include <QScopedValueRollback>
-
+#include <algorithm>
 #include <span>
 
 namespace
@@ -30,105 +27,46 @@ QByteArray dotStuffed(QByteArray message)
 
 } // namespace
 
-SmtpSendMail::SmtpSendMail(Yield &yield, QObject *parent, const Smtp::Times &times)
-    : SendMail(parent)
-    , m_connection(yield, times)
+SmtpSession::SmtpSession(Yield &yield, const Smtp::Times &times)
+    : m_connection(yield, times)
 {
 }
 
-SmtpSendMail::Account SmtpSendMail::currentAccount() const
+QString SmtpSession::open(const SmtpAccount &account)
 {
-    if (!Authenticate)
-        return {Host, false, {}, {}};
-    return {Host, true, UserName, Password};
-}
-
-bool SmtpSendMail::Connect()
-{
-    if (m_busy)
-        return false;
-    const QScopedValueRollback busy(m_busy, true);
-    const QString fault = ensureSession();
-    emit Status(fault.isEmpty() ? QStringLiteral("Connected") : fault);
-    return fault.isEmpty();
-}
-
-void SmtpSendMail::Disconnect()
-{
-    if (m_busy || !m_connection.isOpen())
-        return;
-    const QScopedValueRollback busy(m_busy, true);
+    if (isOpenFor(account))
+        return {};
     m_connection.quit();
-    emit Status(QStringLiteral("Disconnected"));
-}
-
-void SmtpSendMail::Send()
-{
-    if (m_busy) {
-        emit SendFailed(QStringLiteral("Another message is still being sent"));
-        return;
-    }
-    const QScopedValueRollback busy(m_busy, true);
-    const QString fault = sendOne();
-    if (fault.isEmpty()) {
-        emit SendSuccesful();
-    } else {
-        emit Status(fault);
-        emit SendFailed(fault);
-    }
-}
-
-QString SmtpSendMail::ensureSession()
-{
-    const Account account = currentAccount();
-    if (m_connection.isOpen()) {
-        if (account == m_account)
-            return {};
-        m_connection.quit();
-    }
     MailHost host;
-    if (const QString fault = readMailHost(Host, host); !fault.isEmpty())
+    if (const QString fault = readMailHost(account.host, host); !fault.isEmpty())
         return fault;
-    if (account.authenticate && account.userName.isEmpty())
+    if (account.login.wanted && account.login.user.isEmpty())
         return QStringLiteral("The login at %1 needs an account name").arg(host.name);
-    emit Status(QStringLiteral("Connecting to %1 ...").arg(host.name));
-    if (!m_connection.open(host, {account.authenticate, account.userName, account.password}))
+    emit connecting(host.name);
+    if (!m_connection.open(host, account.login))
         return m_connection.fault();
     m_account = account;
     m_leftover = false;
     return {};
 }
 
-QString SmtpSendMail::sendOne()
+bool SmtpSession::isOpenFor(const SmtpAccount &account) const
 {
-    const auto rules = AddressCheck == 1 ? AddressRules::Shape : AddressRules::Always;
-    if (const QString fault = addressFault(Recipient, rules); !fault.isEmpty())
-        return QStringLiteral("The recipient address %1").arg(fault);
-    if (const QString fault = addressFault(SenderAddress, AddressRules::Always); !fault.isEmpty())
-        return QStringLiteral("The sender address %1").arg(fault);
-    if (const QString fault = m_attachments.load(Attachments, m_connection.pace());
-        !fault.isEmpty())
-        return fault;
-
-    const QByteArray sender = wireAddress(SenderAddress);
-    const QByteArray recipient = wireAddress(Recipient);
-    const QByteArray message = dotStuffed(m_composer.compose(
-        {SenderName, sender, recipient, Subject, HtmlBody, Body}, m_attachments));
-    m_connection.pace().step();
-    return transmit(sender, recipient, message);
+    return m_connection.isOpen() && account == m_account;
 }
 
-QString SmtpSendMail::transmit(const QByteArray &sender, const QByteArray &recipient,
-                               const QByteArray &message)
+QString SmtpSession::deliver(const SmtpAccount &account, const SmtpEnvelope &envelope,
+                             const QByteArray &message, const QByteArray &parts)
 {
+    const QByteArray stuffed = dotStuffed(message);
     for (;;) {
-        const bool openBefore = m_connection.isOpen() && currentAccount() == m_account;
-        if (const QString fault = ensureSession(); !fault.isEmpty())
+        const bool openBefore = isOpenFor(account);
+        if (const QString fault = open(account); !fault.isEmpty())
             return fault;
         QString fault;
-        switch (begin(sender, recipient, fault)) {
+        switch (begin(envelope, fault)) {
         case Start::Accepted:
-            return sendData(message);
+            return sendData(stuffed, parts);
         case Start::Failed:
             return fault;
         case Start::Stale:
@@ -141,10 +79,9 @@ QString SmtpSendMail::transmit(const QByteArray &sender, const QByteArray &recip
 
 /// Sends the commands before the message, all at once when the server allows it: most of the time
 /// of a small message is waiting for replies.
-SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArray &recipient,
-                                        QString &fault)
+SmtpSession::Start SmtpSession::begin(const SmtpEnvelope &envelope, QString &fault)
 {
-    const bool utf8 = isBeyondAscii(sender) || isBeyondAscii(recipient);
+    const bool utf8 = isBeyondAscii(envelope.sender) || isBeyondAscii(envelope.recipient);
     if (utf8 && !m_connection.offersUtf8()) {
         fault = QStringLiteral("%1 does not take addresses with letters beyond ASCII before the @")
                     .arg(m_connection.serverName());
@@ -153,8 +90,8 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
     using namespace Smtp;
     const std::pair<Step, QByteArray> all[] = {
         {Reset, "RSET\r\n"},
-        {Mail, "MAIL FROM:<" + sender + (utf8 ? "> BODY=8BITMIME SMTPUTF8\r\n" : ">\r\n")},
-        {Rcpt, "RCPT TO:<" + recipient + ">\r\n"},
+        {Mail, "MAIL FROM:<" + envelope.sender + (utf8 ? "> BODY=8BITMIME SMTPUTF8\r\n" : ">\r\n")},
+        {Rcpt, "RCPT TO:<" + envelope.recipient + ">\r\n"},
         {Data, "DATA\r\n"},
     };
     const auto commands = std::span(all).subspan(m_leftover ? 0 : 1);
@@ -202,23 +139,23 @@ SmtpSendMail::Start SmtpSendMail::begin(const QByteArray &sender, const QByteArr
 
 /// A server that has refused the recipient may still ask for the message when DATA was sent along.
 /// It gets an empty one, which is for nobody.
-void SmtpSendMail::endUnwantedMessage()
+void SmtpSession::endUnwantedMessage()
 {
     m_connection.write(".\r\n");
     m_connection.read(Smtp::End);
 }
 
-QString SmtpSendMail::sendData(const QByteArray &message)
+QString SmtpSession::sendData(const QByteArray &message, const QByteArray &parts)
 {
     const QByteArray end = ".\r\n";
-    const qsizetype total = message.size() + m_attachments.parts().size() + end.size();
+    const qsizetype total = message.size() + parts.size() + end.size();
     qsizetype done = 0;
     bool written = true;
-    if (m_attachments.isEmpty()) {
+    if (parts.isEmpty()) {
         written = writeWithProgress(message + end, done, total);
     } else {
         // The parts can be large and are the same for everybody: they are not copied.
-        for (const QByteArray &piece : {message, m_attachments.parts(), end})
+        for (const QByteArray &piece : {message, parts, end})
             written = written && writeWithProgress(piece, done, total);
     }
     if (!written)
@@ -233,7 +170,7 @@ QString SmtpSendMail::sendData(const QByteArray &message)
     return reply.isPositive() ? QString() : reply.text();
 }
 
-bool SmtpSendMail::writeWithProgress(QByteArrayView bytes, qsizetype &done, qsizetype total)
+bool SmtpSession::writeWithProgress(QByteArrayView bytes, qsizetype &done, qsizetype total)
 {
     for (qsizetype at = 0; at < bytes.size(); at += bytesInWrite) {
         const qsizetype size = std::min(bytesInWrite, bytes.size() - at);
@@ -241,7 +178,7 @@ bool SmtpSendMail::writeWithProgress(QByteArrayView bytes, qsizetype &done, qsiz
             return false;
         m_connection.pace().step();
         done += size;
-        emit Progress(static_cast<int>(done * 100 / total));
+        emit progressed(static_cast<int>(done * 100 / total));
     }
     return true;
 }
