@@ -15,11 +15,7 @@ constexpr qint64 blockSize = 256 * 1024;
 TextLines::TextLines(const QString &path)
     : m_file(path)
 {
-    if (isNoFile(path))
-        cannotRead(path, QStringLiteral("it is not a file."));
-    if (!m_file.open(QIODevice::ReadOnly))
-        cannotRead(path, m_file.errorString());
-
+    openToRead(m_file);
     const QByteArray start = m_file.peek(3);
     const bool hasUtf8Mark = start.startsWith("\xef\xbb\xbf");
     if (start.startsWith("\xff\xfe") || start.startsWith("\xfe\xff"))

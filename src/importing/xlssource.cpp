@@ -75,11 +75,8 @@ QString shown(const WorkbookRecords::Cell &cell, bool from1904)
 
 XlsSource::XlsSource(const QString &path)
 {
-    if (isNoFile(path))
-        cannotRead(path, QStringLiteral("it is not a file."));
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        cannotRead(path, file.errorString());
+    openToRead(file);
     if (!file.peek(4).startsWith("\xd0\xcf\x11\xe0"))
         cannotRead(path, QStringLiteral("it is not an .xls workbook."));
     const WorkbookRecords records(path);

@@ -4,7 +4,6 @@
 #include "textdecoding.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 namespace
 {
@@ -16,14 +15,10 @@ constexpr qint64 maximumSize = 16 * 1024 * 1024;
 
 QString readBodyFile(const QString &path)
 {
-    // A pipe or a device would keep the window waiting.
-    if (isNoFile(path))
-        cannotRead(path, QStringLiteral("It is not a file"));
-    if (QFileInfo(path).size() > maximumSize)
-        cannotRead(path, QStringLiteral("It is larger than 16 MB"));
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        cannotRead(path, file.errorString());
+    openToRead(file);
+    if (file.size() > maximumSize)
+        cannotRead(path, QStringLiteral("It is larger than 16 MB"));
     const QByteArray content = file.readAll();
     if (file.error() != QFileDevice::NoError)
         cannotRead(path, file.errorString());

@@ -1,5 +1,6 @@
 #include "storageerror.h"
 
+#include <QFile>
 #include <QFileInfo>
 
 StorageError::StorageError(int number, const QString &source, const QString &description)
@@ -20,6 +21,14 @@ bool isNoFile(const QString &path)
 {
     const QFileInfo info(path);
     return info.exists() && !info.isFile();
+}
+
+void openToRead(QFile &file)
+{
+    if (isNoFile(file.fileName())) // a pipe or a device would keep the window waiting
+        cannotRead(file.fileName(), QStringLiteral("it is not a file."));
+    if (!file.open(QIODevice::ReadOnly))
+        cannotRead(file.fileName(), file.errorString());
 }
 
 void cannotRead(const QString &path, const QString &reason)

@@ -4,6 +4,8 @@
 
 #include <exception>
 
+class QFile;
+
 /// What every failing storage operation throws.
 class StorageError : public std::exception
 {
@@ -35,6 +37,8 @@ private:
 
 /// Whether something is there that is no file: a folder, a pipe, a device.
 bool isNoFile(const QString &path);
+/// Opens a file that is one; throws StorageError.
+void openToRead(QFile &file);
 /// They throw StorageError, a failure of the file system: what could not be done with the file, and
 /// why.
 [[noreturn]] void cannotRead(const QString &path, const QString &reason);
