@@ -6,8 +6,6 @@
 #include "frmmgrlist.h"
 #include "frmnewjob.h"
 #include "frmpreview.h"
-#include "listdialogs.h"
-#include "plaintooltip.h"
 #include "testfiles.h"
 
 #include <QCheckBox>
@@ -51,23 +49,6 @@ private slots:
         QCOMPARE(desk.folder.row("select jobname, listid, msgid from mjob where jobid = 3"),
                  u"Bob's ''mailing'' |2|1"_s);
         QCOMPARE(desk.text("lbJob"), u"Selected Job : 3 - Bob's ''mailing'' "_s);
-        {
-            const WhenShown<frmNewJob> editor([](frmNewJob &window) {
-                QCOMPARE(child<QLineEdit>(window, "txtJobName")->text(), QString());
-                const auto *lists = child<QComboBox>(window, "combMlist");
-                QCOMPARE(lists->currentText(), u"--Select Maillist--"_s);
-                const WhenShown<frmNewList> list([](frmNewList &made) {
-                    type(made, "Text1", "<b>New</b>");
-                    press(made, "Command3");
-                });
-                press(window, "cmdList");
-                QCOMPARE(lists->currentText(), u"3-<b>New</b>"_s);
-                QCOMPARE(lists->toolTip(), plainToolTip(lists->currentText())); // markup stays text
-                press(window, "cmdCancel");
-            });
-            press(desk.window, "Add");
-        }
-        QCOMPARE(desk.names(), u"Bob's ''mailing''  B A"_s);
         desk.clickRow(1);
         const WhenShown<frmNewJob> editor([](frmNewJob &window) {
             QCOMPARE(child<QLineEdit>(window, "txtJobName")->text() +
