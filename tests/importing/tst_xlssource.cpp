@@ -99,24 +99,6 @@ private slots:
         }
     }
 
-    void rendersFormats()
-    {
-        QLocale::setDefault(QLocale(QLocale::German));
-        const std::pair<const char *, const char *> formats[] = {
-            {"yyyy-mm-dd hh:mm:ss", "2024-02-01 15:04:05"},
-            {"d/m/yy h:m:s", "1/2/24 15:4:5"},
-            {"dddd, d. mmmm yyyy", "Donnerstag, 1. Februar 2024"},
-            {"[$-409]d-mmm-yy", "1-Feb-24"},
-            {"hh:mm a/p", "03:04 p"},
-            {"YYYY\\-MM\\-DD\"T\"mm:ss;@", "2024-02-01T04:05"},
-            {"[h]:mm", "unknown"}};
-        for (const auto &[format, shown] : formats)
-            QCOMPARE(shownAs(format, QDateTime(QDate(2024, 2, 1), QTime(15, 4, 5), Qt::UTC))
-                         .value_or("unknown"),
-                     QString(shown));
-        initTestCase();
-    }
-
     void readsTheSheetItOpensOn()
     {
         const QString first = "2|first@a.example|first";
