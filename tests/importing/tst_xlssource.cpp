@@ -1,6 +1,5 @@
 // Workbooks of the binary kind, as files: what the reader makes of their cells.
 
-#include "dateformat.h"
 #include "storageerror.h"
 #include "testfiles.h"
 #include "xlssource.h"
