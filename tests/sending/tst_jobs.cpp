@@ -5,7 +5,6 @@
 #include "recordset.h"
 #include "testfolder.h"
 
-#include <QLocale>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -87,14 +86,12 @@ private slots:
     void mergesFields()
     {
         const char *all = "'a@x.org','Ann','Lee','Dr','555','ACME','note'";
-        const QByteArray today =
-            QLocale::system().toString(QDate(2026, 11, 16), QLocale::ShortFormat).toUtf8();
         const struct {
             const char *recipient, *body, *merged;
         } cases[] = {
             {all, "%%EMAIL%% %%FIRSTNAME%% %%LASTNAME%% %%TITLE%% %%CONTACT%% %%COMPANY%% %%MEMO%%",
              "a@x.org Ann Lee Dr 555 ACME note"},
-            {all, "%%FIRSTNAME%%%%FIRSTNAME%% %%SEND_DATE%%", nullptr},
+            {all, "%%FIRSTNAME%%%%FIRSTNAME%%", "AnnAnn"},
             {all, "%%firstname%% %% FIRSTNAME %% 100%%", "%%firstname%% %% FIRSTNAME %% 100%%"},
             {"a@x.org", "Dear %%FIRSTNAME%%!", "Dear !"}, // null
             {"' a@x.org ','<b>&'", "<%%EMAIL%%>%%FIRSTNAME%%", "< a@x.org ><b>&"},
@@ -109,10 +106,8 @@ private slots:
             const qint64 list = folder.addList("L", {each.recipient});
             Connection connection(folder.folder().listConnectionString(list));
             const Recordset rows(connection, u"select * from email"_s);
-            QCOMPARE(MergeFields(QString::fromUtf8(each.body))
-                         .personalise(rows.current(), QDate(2026, 11, 16))
-                         .toUtf8(),
-                     each.merged ? QByteArray(each.merged) : "AnnAnn " + today);
+            QCOMPARE(MergeFields(QString::fromUtf8(each.body)).personalise(rows.current(), {}),
+                     QString::fromUtf8(each.merged));
         }
     }
 };

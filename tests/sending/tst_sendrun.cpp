@@ -152,6 +152,12 @@ private slots:
         QCOMPARE(job.mail.sent.size(), 2);
         QVERIFY(job.mail.Authenticate);
         QCOMPARE(job.mail.UserName + job.mail.Password, u"mesecret"_s);
+        // So it does when the run was cut off after the job was stored.
+        job.folder.refuse("delete on sending", 1);
+        QCOMPARE(job.start(), Result::Complete);
+        job.folder.allow("delete on sending", 1);
+        QCOMPARE(job.start(), Result::Complete);
+        QCOMPARE(job.mail.sent.size(), 2);
         job.folder.execute("delete from email", 1);
         QCOMPARE(job.start(), Result::Complete);
         QCOMPARE(job.stored(), u"Complete|0|0|0|0|0"_s);
@@ -226,21 +232,18 @@ private slots:
 
     void reasonsAreStoredOnOneLine()
     {
-        Job job(4);
+        Job job(2);
         const QString many(200, u'x');
-        job.mail.failures = {{u"r1"_s, u"550 \"bob\" can't"_s},
-                             {u"r2"_s, u"550 one\r\ntwo"_s},
-                             {u"r3"_s, u"\"\"\""_s + many}};
+        job.mail.failures[u"r1"_s] = u"550 \"bob\" can't\r\n"_s + many;
         job.mail.whileSending = [&](const QString &recipient) {
-            if (recipient == u"r4"_s) // the whole text is stored then
+            if (recipient == u"r2"_s) // the whole text is stored then
                 throw std::runtime_error((u"broken\r\n\"pipe\" "_s + many).toStdString());
         };
         job.op.answers.push(false);
         job.start();
-        QCOMPARE(job.outcomes(),
-                 QStringList({u"1F550 bob can't"_s, u"2F550 one  two"_s, u"3F"_s + many.first(124),
-                              u"4Fbroken  \"pipe\" "_s + many}));
-        QCOMPARE(job.mail.sent.size(), 8); // an error is rerun like a refusal
+        QCOMPARE(job.outcomes(), QStringList({u"1F550 bob can't  "_s + many.first(109),
+                                              u"2Fbroken  \"pipe\" "_s + many}));
+        QCOMPARE(job.mail.sent.size(), 4); // an error is rerun like a refusal
     }
 
     void unsubscribedAreNeverMailed()

@@ -319,20 +319,6 @@ private slots:
         QCOMPARE(row[6], "G2=" + QString(32'767, 'x'));
         QVERIFY(setup.op.told.last().contains("2 longer values were cut"));
     }
-
-    void replacesWorkbooksBehindLinks()
-    {
-        Setup setup;
-        const QString file = writeFile(setup.folder.file("file.xlsx"));
-        const auto rights =
-            QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
-        QFile::setPermissions(file, rights);
-        QVERIFY(QFile::link("file.xlsx", setup.book));
-        QCOMPARE(setup.run("out.xlsx"), Result::Complete);
-        QVERIFY(QFileInfo(setup.book).isSymLink());
-        QCOMPARE(cells(file).size(), 5);
-        QCOMPARE(QFile::permissions(file), rights);
-    }
 };
 
 QTEST_MAIN(TestExport)

@@ -1,6 +1,5 @@
 // Workbooks of the binary kind, as files: what the reader makes of their cells.
 
-#include "dateformat.h"
 #include "storageerror.h"
 #include "testfiles.h"
 #include "xlssource.h"
@@ -97,24 +96,6 @@ private slots:
             QCOMPARE(read[0].section('|', 7), longText);
             QCOMPARE(read[1], QString("3|b@a.example||42|0.1|441174960011|TRUE|Grüße"));
         }
-    }
-
-    void rendersFormats()
-    {
-        QLocale::setDefault(QLocale(QLocale::German));
-        const std::pair<const char *, const char *> formats[] = {
-            {"yyyy-mm-dd hh:mm:ss", "2024-02-01 15:04:05"},
-            {"d/m/yy h:m:s", "1/2/24 15:4:5"},
-            {"dddd, d. mmmm yyyy", "Donnerstag, 1. Februar 2024"},
-            {"[$-409]d-mmm-yy", "1-Feb-24"},
-            {"hh:mm a/p", "03:04 p"},
-            {"YYYY\\-MM\\-DD\"T\"mm:ss;@", "2024-02-01T04:05"},
-            {"[h]:mm", "unknown"}};
-        for (const auto &[format, shown] : formats)
-            QCOMPARE(shownAs(format, QDateTime(QDate(2024, 2, 1), QTime(15, 4, 5), Qt::UTC))
-                         .value_or("unknown"),
-                     QString(shown));
-        initTestCase();
     }
 
     void readsTheSheetItOpensOn()
