@@ -123,17 +123,19 @@ private slots:
         const auto *grid = desk.find<QAbstractItemView>("DataGrid1");
         const auto *start = child<QAction>(*desk.find<QWidget>("Toolbar1"), "Start");
         QVERIFY(!start->isEnabled() && !source->isVisible()); // but the start page
-        desk.clickRow(0);
-        const QString page = desk.folder.file("mview.htm");
-        QCOMPARE(readFile(page), "\xef\xbb\xbfHello\r\n");
         desk.clickRow(1);
         QVERIFY(source->isVisible());
         QCOMPARE(source->toPlainText() + files->text(), "<b>x</b>/a;/c;");
+        desk.clickRow(0);
+        QVERIFY(!source->isVisible());
+        const QString page = desk.folder.file("mview.htm");
+        QCOMPARE(readFile(page), "\xef\xbb\xbfHello\r\n");
         // Of a message that cannot be shown or read nothing of the one before is left.
+        desk.clickRow(1);
         QVERIFY(QFile::remove(page) && QDir().mkdir(page));
         desk.clickRow(0);
         QVERIFY(desk.op.told.last().contains("by File system\rCannot write"));
-        QVERIFY(!source->isVisible() && source->toPlainText().isEmpty());
+        QCOMPARE(source->toPlainText(), QString());
         desk.clickRow(1);
         desk.showTab(2);
         QCOMPARE(grid->model()->rowCount(), 2);
@@ -143,7 +145,6 @@ private slots:
         QCOMPARE(grid->model()->rowCount(), 1);
         desk.showTab(3);
         QCOMPARE(desk.find<QPlainTextEdit>("Text1")->toPlainText(), "Dear R1");
-        QCOMPARE(desk.text("Panel3"), "Record: 1/1");
         const auto *buttons = desk.find<QWidget>("cmdPreview");
         QVERIFY(start->isEnabled() && buttons->isEnabled());
         desk.search(1, "autumn");
@@ -252,9 +253,8 @@ private slots:
             QTest::keyClick(desk.jobs(), Qt::Key_Delete);
             QCOMPARE(desk.op.asked.last(), "Job Manager|Delete Job 2 - Autumn");
         }
-        QCOMPARE(desk.names(), "Bob's Spring");
+        QCOMPARE(desk.names() + desk.text("lbJob"), "Bob's SpringWelcome - No Job Selected");
         QCOMPARE(desk.folder.rows("select jobid from mjob").join(u' '), "1 3");
-        QCOMPARE(desk.text("lbJob"), "Welcome - No Job Selected");
         press(desk.window, "Delete");
     }
 
