@@ -92,7 +92,6 @@ JobListPanel::JobListPanel(const ProgramFolder &folder, Operator &op, QWidget *p
 {
     m_ui->setupUi(this);
     SortableList *list = m_ui->lvTask;
-    setFocusProxy(list);
     list->setColumns(jobColumns());
     list->setIcons(QIcon::fromTheme(QStringLiteral("mail-message")),
                    QIcon::fromTheme(QStringLiteral("mail-mark-important")));

@@ -82,8 +82,9 @@ void Main::addPanels()
     m_ui->TabStrip1->addTab(scrolled(m_message->header()), tr("Details"));
     m_ui->TabStrip1->addTab(scrolled(m_maillist), tr("Maillist"));
     m_ui->TabStrip1->addTab(scrolled(m_preview), tr("Preview"));
-    setTabOrder(m_jobs, m_ui->cmdEditMail);
-    m_jobs->setFocus();
+    auto *list = m_jobs->findChild<QWidget *>(QStringLiteral("lvTask"));
+    setTabOrder(list, m_ui->cmdEditMail);
+    list->setFocus();
     m_ui->splitter->handle(1)->setObjectName(QStringLiteral("Picture2"));
     // On a larger window the selected job gets the larger part of what there is more.
     m_ui->splitter->setStretchFactor(0, 1);
