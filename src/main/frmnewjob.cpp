@@ -9,22 +9,8 @@
 #include "storageerror.h"
 
 #include <QListView>
-#include <QTextDocument>
 
 #include <algorithm>
-
-namespace
-{
-
-/// Shows `box`'s item as its tool tip, since long names do not fit. A name is text, also when it
-/// looks like markup.
-void showInFull(QComboBox &box)
-{
-    const QString text = box.currentText();
-    box.setToolTip(plainToolTip(text));
-}
-
-} // namespace
 
 frmNewJob::frmNewJob(const ProgramFolder &folder, Operator &op, Create createList,
                      Create createMail, QWidget *parent)
@@ -41,7 +27,9 @@ frmNewJob::frmNewJob(const ProgramFolder &folder, Operator &op, Create createLis
         auto *view = new QListView(box);
         view->setUniformItemSizes(true);
         box->setView(view);
-        connect(box, &QComboBox::currentIndexChanged, this, [box] { showInFull(*box); });
+        // Long names do not fit.
+        connect(box, &QComboBox::currentTextChanged, this,
+                [box](const QString &text) { box->setToolTip(plainToolTip(text)); });
     }
     connect(m_ui->cmdOK, &QPushButton::clicked, this, &frmNewJob::save);
     connect(m_ui->cmdCancel, &QPushButton::clicked, this, &frmNewJob::reject);

@@ -1,7 +1,5 @@
 #include "frmpreview.h"
 
-#include "recordkeys.h"
-
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLabel>
@@ -71,21 +69,7 @@ bool frmPreview::handle(const QKeyEvent &key)
         return true;
     }
     const std::optional<RecordMove> move = recordMove(key);
-    if (!move)
-        return false;
-    switch (*move) {
-    case RecordMove::First:
-        m_preview->first();
-        break;
-    case RecordMove::Previous:
-        m_preview->previous();
-        break;
-    case RecordMove::Next:
-        m_preview->next();
-        break;
-    case RecordMove::Last:
-        m_preview->last();
-        break;
-    }
-    return true;
+    if (move)
+        m_preview->move(*move);
+    return move.has_value();
 }

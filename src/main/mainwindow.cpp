@@ -1,5 +1,8 @@
 #include "mainwindow.h"
 
+#include "frmnewjob.h"
+#include "frmnewmail.h"
+#include "frmpinfo.h"
 #include "frmsplash.h"
 #include "joblistpanel.h"
 #include "maillistpanel.h"
@@ -121,7 +124,7 @@ void Main::addToolbar()
         {"Resend Fail", tr("Resend fail email of the selected job"), "mail-send",
          [this] { startRun(true); }},
         {nullptr, {}, nullptr, {}},
-        {"Options", {}, "configure", [this] { m_windows->showOptions(); }},
+        {"Options", {}, "configure", [this] { m_windows->options().exec(); }},
         {"Help", {}, "help-contents", [this] { m_ui->mmHHelp->trigger(); }},
     };
     for (const Button &button : buttons) {
@@ -160,7 +163,7 @@ void Main::connectCommands()
         openPage(QUrl::fromLocalFile(m_seams.folder.file(QStringLiteral("help\\index.html"))));
     });
     onTriggered(m_ui->mmHHomepage, [this] { openPage(QUrl(homepage)); });
-    onTriggered(m_ui->mnHOptions, [this] { m_windows->showOptions(); });
+    onTriggered(m_ui->mnHOptions, [this] { m_windows->options().exec(); });
     m_jobs->addCommands(
         {m_ui->mmJStart, m_ui->mmJSendFail, m_ui->mmJReset, m_ui->mnEEditJob, m_ui->mnEDeleteJob});
 }
@@ -187,7 +190,8 @@ void Main::connectPanels()
         enableCommands(!running);
         enableJobCommands(!running && m_jobs->selectedJob());
     });
-    connect(m_screen.get(), &RunScreen::optionsWanted, this, [this] { m_windows->showOptions(); });
+    connect(m_screen.get(), &RunScreen::optionsWanted, this,
+            [this] { m_windows->options().exec(); });
     connect(&Timer2, &QTimer::timeout, this, [this] {
         if (m_jobs->isFilled() && m_jobs->count() == 0)
             newJob();
@@ -231,14 +235,14 @@ void Main::recoverRuns()
 
 void Main::newJob()
 {
-    m_jobs->selectNew([this] { return m_windows->createJob(); });
+    m_jobs->selectNew([this] { return m_windows->jobEditor().createJob(); });
 }
 
 void Main::editJob()
 {
     withSelectedJob([this](const JobRow &job) {
         const int row = m_jobs->selectedRow();
-        if (!m_windows->editJob(job))
+        if (!m_windows->jobEditor().editJob(job))
             return;
         m_jobs->list_refresh();
         m_jobs->selectRow(row);
@@ -367,7 +371,7 @@ void Main::editMessage()
 {
     withSelectedJob([this](const JobRow &job) {
         const qint64 messageId = job.number(JobCell::EmailId);
-        if (m_windows->editMessage(messageId))
+        if (m_windows->messageEditor().editMessage(messageId))
             m_message->loadMessage(messageId);
     });
 }

@@ -21,10 +21,13 @@ PreviewWidget::PreviewWidget(const ProgramFolder &folder, Operator &op, const Cl
     m_fields = {m_ui->txtFields0, m_ui->txtFields1, m_ui->txtFields2, m_ui->txtFields3,
                 m_ui->txtFields4, m_ui->txtFields5, m_ui->txtFields6};
     m_ui->verticalLayout->addWidget(m_body, 1);
-    connect(m_ui->cmdFirst, &QPushButton::clicked, this, &PreviewWidget::first);
-    connect(m_ui->cmdPrevious, &QPushButton::clicked, this, &PreviewWidget::previous);
-    connect(m_ui->cmdNext, &QPushButton::clicked, this, &PreviewWidget::next);
-    connect(m_ui->cmdLast, &QPushButton::clicked, this, &PreviewWidget::last);
+    const auto moves = [this](QPushButton *button, RecordMove to) {
+        connect(button, &QPushButton::clicked, this, [this, to] { move(to); });
+    };
+    moves(m_ui->cmdFirst, RecordMove::First);
+    moves(m_ui->cmdPrevious, RecordMove::Previous);
+    moves(m_ui->cmdNext, RecordMove::Next);
+    moves(m_ui->cmdLast, RecordMove::Last);
 }
 
 PreviewWidget::~PreviewWidget() = default;
@@ -45,10 +48,10 @@ void PreviewWidget::addToolbar(const std::function<void()> &preview)
     };
     add("Preview", "document-preview", tr("Preview in its own window"), preview);
     bar->addSeparator();
-    add("First", "go-first", tr("First Record"), &PreviewWidget::first);
-    add("Prior", "go-previous", tr("Prior Record"), &PreviewWidget::previous);
-    add("Next", "go-next", tr("Next Record"), &PreviewWidget::next);
-    add("Last", "go-last", tr("Last Record"), &PreviewWidget::last);
+    add("First", "go-first", tr("First Record"), [this] { move(RecordMove::First); });
+    add("Prior", "go-previous", tr("Prior Record"), [this] { move(RecordMove::Previous); });
+    add("Next", "go-next", tr("Next Record"), [this] { move(RecordMove::Next); });
+    add("Last", "go-last", tr("Last Record"), [this] { move(RecordMove::Last); });
     addBesideButtons(bar);
 }
 
@@ -68,30 +71,27 @@ void PreviewWidget::Load_prev_db(const QString &listConnectionString, const QStr
         m_operator.tell(failure);
 }
 
-void PreviewWidget::first()
+void PreviewWidget::move(RecordMove to)
 {
-    attempt([this] { m_preview.first(); });
-}
-
-void PreviewWidget::previous()
-{
-    attempt([this] {
-        if (!m_preview.previous())
+    attempt([this, to] {
+        bool isMoved = true;
+        switch (to) {
+        case RecordMove::First:
+            m_preview.first();
+            break;
+        case RecordMove::Previous:
+            isMoved = m_preview.previous();
+            break;
+        case RecordMove::Next:
+            isMoved = m_preview.next();
+            break;
+        case RecordMove::Last:
+            m_preview.last();
+            break;
+        }
+        if (!isMoved)
             QApplication::beep();
     });
-}
-
-void PreviewWidget::next()
-{
-    attempt([this] {
-        if (!m_preview.next())
-            QApplication::beep();
-    });
-}
-
-void PreviewWidget::last()
-{
-    attempt([this] { m_preview.last(); });
 }
 
 template <typename Step>

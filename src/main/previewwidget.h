@@ -2,6 +2,7 @@
 
 #include "bodyview.h"
 #include "recipientpreview.h"
+#include "recordkeys.h"
 
 #include <array>
 #include <memory>
@@ -37,11 +38,7 @@ public:
     /// Puts the tab's toolbar there; it begins with the command that opens the preview's window.
     void addToolbar(const std::function<void()> &preview);
 
-public slots:
-    void first();
-    void previous();
-    void next();
-    void last();
+    void move(RecordMove to);
 
 signals:
     /// After a load and after every move; `position` from 1, or 0 of 0.

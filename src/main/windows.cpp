@@ -71,43 +71,11 @@ Windows::Windows(const MainSeams &seams, JobListPanel &jobs, std::function<SendM
 {
 }
 
-Windows::~Windows()
-{
-    m_mgrList.reset();
-    m_newList.reset();
-    m_newMail.reset();
-    m_mgrMsg.reset();
-    m_import.reset();
-    m_newJob.reset();
-    m_options.reset();
-    m_export.reset();
-    m_exportData.reset();
-    m_imWebFile.reset();
-    m_send.reset();
-    m_merge.reset();
-    m_append.reset();
-    m_browser.reset();
-    m_preview.reset();
-}
+Windows::~Windows() = default;
 
 Settings Windows::current() const
 {
     return options().current();
-}
-
-void Windows::showOptions()
-{
-    options().exec();
-}
-
-bool Windows::createJob()
-{
-    return jobEditor().createJob();
-}
-
-bool Windows::editJob(const JobRow &job)
-{
-    return jobEditor().editJob(job);
 }
 
 void Windows::showPreview(const JobRow &job, const JobMessage &message)
@@ -136,16 +104,6 @@ bool Windows::createList()
         importWindow().importInto(listId, name);
     };
     return made(m_newList, m_seams.folder, m_seams.op, import, &m_owner).createList() != 0;
-}
-
-bool Windows::createMessage()
-{
-    return messageEditor().createMessage();
-}
-
-bool Windows::editMessage(qint64 messageId, const QString &caption)
-{
-    return messageEditor().editMessage(messageId, caption);
 }
 
 void Windows::browseList(qint64 listId, const QString &listName, const QString &address)
@@ -203,10 +161,10 @@ MessageCommands Windows::messageCommands()
 {
     return {
         .isInUse = &isMessageInUse,
-        .create = [this] { return createMessage(); },
+        .create = [this] { return messageEditor().createMessage(); },
         .edit =
             [this](qint64 number, const QString &caption) {
-                const bool isSaved = editMessage(number, caption);
+                const bool isSaved = messageEditor().editMessage(number, caption);
                 // The next editing from the list begins with an editor, and a history, of its own.
                 m_newMail.reset();
                 return isSaved;
@@ -214,7 +172,8 @@ MessageCommands Windows::messageCommands()
         .sendTest =
             [this](qint64 number) {
                 made(
-                    m_send, m_seams.folder, *this, m_seams.op, [this] { showOptions(); }, &m_owner)
+                    m_send, m_seams.folder, *this, m_seams.op, [this] { options().exec(); },
+                    &m_owner)
                     .sendTest(number, m_mail());
             },
         .findJobs =
@@ -233,7 +192,7 @@ frmNewJob &Windows::jobEditor()
 {
     return made(
         m_newJob, m_seams.folder, m_seams.op, [this] { return createList(); },
-        [this] { return createMessage(); }, &m_owner);
+        [this] { return messageEditor().createMessage(); }, &m_owner);
 }
 
 frmNewMail &Windows::messageEditor()

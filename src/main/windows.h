@@ -39,11 +39,10 @@ public:
 
     /// What the boxes of the Options window hold.
     Settings current() const override;
-    void showOptions();
 
-    /// The job editor for a new job; true when one was stored.
-    bool createJob();
-    bool editJob(const JobRow &job);
+    frmPinfo &options() const;
+    frmNewJob &jobEditor();
+    frmNewMail &messageEditor();
 
     /// The preview of a job's message, for its list's recipients.
     void showPreview(const JobRow &job, const JobMessage &message);
@@ -52,10 +51,6 @@ public:
     void showMessageManager();
     /// True when a list was made.
     bool createList();
-    /// True when a message was made.
-    bool createMessage();
-    /// True when the message was stored; `caption` is the window's, where it is not its usual one.
-    bool editMessage(qint64 messageId, const QString &caption = {});
     /// `address`: what to search the recipients' addresses for; empty for all of them.
     void browseList(qint64 listId, const QString &listName, const QString &address = {});
     /// The recipients of a list that the query selects.
@@ -64,9 +59,6 @@ public:
 private:
     ListCommands listCommands();
     MessageCommands messageCommands();
-    frmPinfo &options() const;
-    frmNewJob &jobEditor();
-    frmNewMail &messageEditor();
     frmImport &importWindow();
 
     const MainSeams m_seams;
@@ -75,20 +67,20 @@ private:
     QWidget &m_owner;
     SettingsStore m_store;
 
-    // In the order in which they are unloaded when the object goes.
-    std::unique_ptr<frmMgrList> m_mgrList;
-    std::unique_ptr<frmNewList> m_newList;
-    std::unique_ptr<frmNewMail> m_newMail;
-    std::unique_ptr<frmMgrMsg> m_mgrMsg;
-    std::unique_ptr<frmImport> m_import;
-    std::unique_ptr<frmNewJob> m_newJob;
-    mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
-    std::unique_ptr<frmExport> m_export;
-    std::unique_ptr<frmExportData> m_exportData;
-    std::unique_ptr<frmImWebFile> m_imWebFile;
-    std::unique_ptr<frmSend> m_send;
-    std::unique_ptr<frmMerge> m_merge;
-    std::unique_ptr<frmMerge> m_append;
-    std::unique_ptr<frmemail> m_browser;
+    // The last one goes first when the object does.
     std::unique_ptr<frmPreview> m_preview;
+    std::unique_ptr<frmemail> m_browser;
+    std::unique_ptr<frmMerge> m_append;
+    std::unique_ptr<frmMerge> m_merge;
+    std::unique_ptr<frmSend> m_send;
+    std::unique_ptr<frmImWebFile> m_imWebFile;
+    std::unique_ptr<frmExportData> m_exportData;
+    std::unique_ptr<frmExport> m_export;
+    mutable std::unique_ptr<frmPinfo> m_options; // loaded by the first who reads a setting
+    std::unique_ptr<frmNewJob> m_newJob;
+    std::unique_ptr<frmImport> m_import;
+    std::unique_ptr<frmMgrMsg> m_mgrMsg;
+    std::unique_ptr<frmNewMail> m_newMail;
+    std::unique_ptr<frmNewList> m_newList;
+    std::unique_ptr<frmMgrList> m_mgrList;
 };
