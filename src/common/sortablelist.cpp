@@ -233,6 +233,8 @@ void SortableList::keyPressEvent(QKeyEvent *event)
     const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     if (isEnter && selectedRow() >= 0)
         emit rowEntered(selectedRow());
+    else if (selectedRow() < 0 && (event->key() == Qt::Key_Down || event->key() == Qt::Key_Home))
+        selectRow(0); // the view holds it for the current one, and would pass it by
     else
         QTreeView::keyPressEvent(event);
 }
