@@ -98,6 +98,7 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
         while (!m_abort && source.next()) {
             if (source.isDamaged()) {
                 ++m_counts.damaged;
+                inserter.settle(); // the log names the lines in their order
                 m_log += refusalLine(source.number(), source.record(),
                                      QStringLiteral("This line has bytes that are no character in "
                                                     "its encoding; \ufffd stands for each.")) +
