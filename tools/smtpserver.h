@@ -67,9 +67,7 @@ public:
     explicit SmtpServer(ServerOptions options = {});
     /// Closes every connection and ends the threads.
     ~SmtpServer();
-
-    SmtpServer(const SmtpServer &) = delete;
-    SmtpServer &operator=(const SmtpServer &) = delete;
+    Q_DISABLE_COPY(SmtpServer)
 
     /// The port it listens on; 0 when it could not listen.
     quint16 port() const;

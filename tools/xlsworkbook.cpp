@@ -28,6 +28,12 @@ public:
         return *this;
     }
     Bytes &u16(unsigned value) { return u8(value & 0xff).u8(value >> 8 & 0xff); }
+    Bytes &u16(std::initializer_list<unsigned> values)
+    {
+        for (const unsigned value : values)
+            u16(value);
+        return *this;
+    }
     Bytes &u32(unsigned value) { return u16(value & 0xffff).u16(value >> 16); }
     Bytes &number(double value)
     {
@@ -61,7 +67,7 @@ private:
 
 QByteArray beginning(unsigned kind)
 {
-    return Bytes().u16(0x0600).u16(kind).u16(0x0dbb).u16(0x07cc).u32(0).u32(6).record(0x0809);
+    return Bytes().u16({0x0600, kind, 0x0dbb, 0x07cc}).u32(0).u32(6).record(0x0809);
 }
 
 QByteArray ending()
@@ -72,7 +78,7 @@ QByteArray ending()
 QByteArray cellRecords(const XlsWorkbook::Cell &cell)
 {
     Bytes bytes;
-    bytes.u16(cell.row).u16(cell.column);
+    bytes.u16({cell.row, cell.column});
     const auto formatOf = [](XlsWorkbook::Format format) { return firstCellFormat + format; };
     if (const auto *text = std::get_if<QString>(&cell.value)) {
         bytes.u16(formatOf(cell.format)).u16(unsigned(text->size())).text(*text);
@@ -87,7 +93,7 @@ QByteArray cellRecords(const XlsWorkbook::Cell &cell)
     if (number)
         bytes.number(*number);
     else
-        bytes.u32(0).u16(0).u16(0xffff); // a text, which follows in a record of its own
+        bytes.u32(0).u16({0, 0xffff}); // a text, which follows in a record of its own
     // The formula itself is the sum 1+1 always: nobody calculates the file anew.
     bytes.u16(0).u32(0).u16(7).u8(0x1e).u16(1).u8(0x1e).u16(1).u8(0x03);
     QByteArray records = bytes.record(0x0006);
@@ -100,7 +106,7 @@ QByteArray cellRecords(const XlsWorkbook::Cell &cell)
 
 QByteArray dimensions(unsigned rows, unsigned columns)
 {
-    return Bytes().u32(0).u32(rows).u16(0).u16(columns).u16(0).record(0x0200);
+    return Bytes().u32(0).u32(rows).u16({0, columns, 0}).record(0x0200);
 }
 
 QByteArray sheetStream(const std::vector<XlsWorkbook::Cell> &cells, bool isChart, bool isShown)
@@ -116,7 +122,7 @@ QByteArray sheetStream(const std::vector<XlsWorkbook::Cell> &cells, bool isChart
         stream += cellRecords(cell);
     // Grid, headings, zeros and default colours; selected and shown.
     stream +=
-        Bytes().u16(0x00b6 | (isShown ? 0x0600 : 0)).u16(0).u16(0).u32(64).zeros(8).record(0x023e);
+        Bytes().u16({0x00b6u | (isShown ? 0x0600u : 0u), 0, 0}).u32(64).zeros(8).record(0x023e);
     return stream + ending();
 }
 
@@ -148,27 +154,14 @@ QByteArray XlsWorkbook::globals(const std::vector<unsigned> &offsets) const
 {
     QByteArray stream = beginning(0x0005);
     if (m_encrypted)
-        stream += Bytes().u16(0).u16(0x1234).u16(0x5678).record(0x002f);
+        stream += Bytes().u16({0, 0x1234, 0x5678}).record(0x002f);
     stream += Bytes().u16(1200).record(0x0042);
-    stream += Bytes()
-                  .u16(0)
-                  .u16(0)
-                  .u16(0x4000)
-                  .u16(0x2000)
-                  .u16(0x38)
-                  .u16(m_opensOn)
-                  .u16(0)
-                  .u16(1)
-                  .u16(600)
-                  .record(0x003d);
+    stream += Bytes().u16({0, 0, 0x4000, 0x2000, 0x38, m_opensOn, 0, 1, 600}).record(0x003d);
     const QString font = QStringLiteral("Arial");
     // Font 4 does not exist in the format, so the fifth of them ends what every reader expects.
     for (int i = 0; i < 5; ++i)
         stream += Bytes()
-                      .u16(200)
-                      .u16(0)
-                      .u16(0x7fff)
-                      .u16(400)
+                      .u16({200, 0, 0x7fff, 400})
                       .zeros(6)
                       .u8(unsigned(font.size()))
                       .text(font)
@@ -176,10 +169,9 @@ QByteArray XlsWorkbook::globals(const std::vector<unsigned> &offsets) const
     const QString iso = QStringLiteral("yyyy\\-mm\\-dd");
     stream += Bytes().u16(164).u16(unsigned(iso.size())).text(iso).record(0x041e);
     for (unsigned i = 0; i < firstCellFormat; ++i)
-        stream += Bytes().u16(0).u16(0).u16(0xfff5).u16(0x0020).zeros(12).record(0x00e0);
+        stream += Bytes().u16({0, 0, 0xfff5, 0x0020}).zeros(12).record(0x00e0);
     for (const unsigned number : formatNumbers)
-        stream +=
-            Bytes().u16(0).u16(number).u16(0x0001).u16(0x0020).u16(4).zeros(10).record(0x00e0);
+        stream += Bytes().u16({0, number, 0x0001, 0x0020, 4}).zeros(10).record(0x00e0);
     stream += Bytes().u16(0x8000).u8(0).u8(0xff).record(0x0293);
     for (size_t i = 0; i < m_sheets.size(); ++i)
         stream += Bytes()

@@ -54,11 +54,6 @@ void ButtonDialog::hideEvent(QHideEvent *event)
     QDialog::hideEvent(event);
 }
 
-WorkDialog::WorkDialog(QWidget *parent)
-    : QDialog(parent)
-{
-}
-
 void WorkDialog::reject()
 {
     if (!m_isWorking)

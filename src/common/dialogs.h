@@ -51,7 +51,7 @@ class WorkDialog : public QDialog
     Q_OBJECT
 
 public:
-    explicit WorkDialog(QWidget *parent = nullptr);
+    using QDialog::QDialog;
 
     void reject() override;
 

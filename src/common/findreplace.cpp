@@ -2,6 +2,7 @@
 
 #include "operator.h"
 
+#include <QRegularExpression>
 #include <QStringMatcher>
 
 #include <algorithm>
@@ -21,14 +22,8 @@ QString shortened(const QString &text)
 /// Without the blanks around it; other white space is part of a word.
 QString trimmedBlanks(const QString &text)
 {
-    constexpr QLatin1Char blank(' ');
-    qsizetype first = 0;
-    qsizetype last = text.size();
-    while (first < last && text[first] == blank)
-        ++first;
-    while (last > first && text[last - 1] == blank)
-        --last;
-    return text.sliced(first, last - first);
+    static const QRegularExpression blanks(QStringLiteral("\\A +| +\\z"));
+    return QString(text).remove(blanks);
 }
 
 QString padded(const QString &text)

@@ -145,26 +145,6 @@ void SortableList::setRows(std::vector<ListRow> rows)
         emit rowSelected(-1);
 }
 
-int SortableList::count() const
-{
-    return m_rows.rowCount();
-}
-
-const ListRow &SortableList::row(int row) const
-{
-    return m_rows.row(row);
-}
-
-int SortableList::rowOf(qint64 number) const
-{
-    return m_rows.rowOf(number);
-}
-
-void SortableList::setCells(int row, const QStringList &cells)
-{
-    m_rows.setCells(row, cells);
-}
-
 void SortableList::removeRow(int row)
 {
     // The view would select a neighbour, and the next command would act on what nobody chose.

@@ -35,13 +35,13 @@ public:
     /// Replaces all rows, sorted as the list is. The selected record stays selected where it is
     /// among them.
     void setRows(std::vector<ListRow> rows);
-    int count() const;
+    int count() const { return m_rows.rowCount(); }
     /// `row` from 0 to count() - 1, as shown.
-    const ListRow &row(int row) const;
+    const ListRow &row(int row) const { return m_rows.row(row); }
     /// Where the record is; -1 where it is not listed.
-    int rowOf(qint64 number) const;
+    int rowOf(qint64 number) const { return m_rows.rowOf(number); }
     /// Changes a row where it stands; the list is not sorted again.
-    void setCells(int row, const QStringList &cells);
+    void setCells(int row, const QStringList &cells) { m_rows.setCells(row, cells); }
     /// Removes a row; afterwards no row is selected.
     void removeRow(int row);
 

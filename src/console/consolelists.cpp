@@ -21,10 +21,11 @@ MailList findList(const ProgramFolder &folder, const QString &list)
                     &MailList::name, QStringLiteral("There is no list \"%1\".").arg(list));
 }
 
-class ConsoleImportView final : public ImportView
+/// What an import or an export shows: a bar, and above it the log.
+class TransferView final : public ImportView, public ExportView
 {
 public:
-    explicit ConsoleImportView(ProgressBar &bar)
+    explicit TransferView(ProgressBar &bar)
         : m_bar(bar)
     {
     }
@@ -48,19 +49,6 @@ public:
         m_heading = QStringLiteral("");
     }
 
-private:
-    ProgressBar &m_bar;
-    QString m_heading;
-};
-
-class ConsoleExportView final : public ExportView
-{
-public:
-    explicit ConsoleExportView(ProgressBar &bar)
-        : m_bar(bar)
-    {
-    }
-
     void showStatus(const QString &, qint64 count, qint64 total) override
     {
         if (total > 0)
@@ -72,38 +60,26 @@ public:
 
 private:
     ProgressBar &m_bar;
+    QString m_heading;
 };
 
 ExitStatus exitStatus(RecipientImport::Result result, qint64 failures)
 {
-    switch (result) {
-    case RecipientImport::Result::Complete:
+    using Result = RecipientImport::Result;
+    if (result == Result::Complete)
         return failures > 0 ? CompleteWithFailures : Complete;
-    case RecipientImport::Result::Aborted:
+    if (result == Result::Aborted)
         return Paused;
-    case RecipientImport::Result::NoFile:
-    case RecipientImport::Result::BadFile:
-        return Refused;
-    case RecipientImport::Result::ListFailed:
-        break;
-    }
-    return StorageFailure;
+    return result == Result::ListFailed ? StorageFailure : Refused;
 }
 
 ExitStatus exitStatus(RecipientExport::Result result)
 {
-    switch (result) {
-    case RecipientExport::Result::Complete:
-        return Complete;
-    case RecipientExport::Result::Aborted:
-        return Paused;
-    case RecipientExport::Result::NoFile:
-        return Refused;
-    case RecipientExport::Result::TargetFailed:
-    case RecipientExport::Result::ListFailed:
-        break;
-    }
-    return StorageFailure;
+    using Result = RecipientExport::Result;
+    return result == Result::Complete  ? Complete
+           : result == Result::Aborted ? Paused
+           : result == Result::NoFile  ? Refused
+                                       : StorageFailure;
 }
 
 } // namespace
@@ -164,7 +140,7 @@ ExitStatus importList(const ProgramFolder &folder, const QString &list, const QS
     ProgressBar bar;
     SignalYield yield(bar);
     ConsoleOperator op(0, bar);
-    ConsoleImportView view(bar);
+    TransferView view(bar);
     DesktopSpreadsheet spreadsheet;
     RecipientImport import(folder, spreadsheet, op, view, yield);
     yield.onSignal(stopping, [&import] { import.abort(); });
@@ -179,7 +155,7 @@ ExitStatus exportList(const ProgramFolder &folder, const QString &list, const QS
     ProgressBar bar;
     SignalYield yield(bar);
     ConsoleOperator op(0, bar);
-    ConsoleExportView view(bar);
+    TransferView view(bar);
     DesktopSpreadsheet spreadsheet;
     RecipientExport exporter(folder, spreadsheet, op, view, yield);
     yield.onSignal(stopping, [&exporter] { exporter.abort(); });

@@ -1,29 +1,24 @@
 #include "frmexport.h"
 
-#include "exportscreen.h"
 #include "ui_frmexport.h"
 
 #include "frametitle.h"
 
 frmExport::frmExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                      Yield &yield, QWidget *parent)
-    : WorkDialog(parent)
-    , m_ui(setUp<Ui::frmExport>(*this))
-    , m_screen(std::make_unique<ExportScreen>(
-          ExportScreen::Widgets{
-              m_ui->lbStatus,
-              m_ui->ProgressBar1,
-              m_ui->txtFile,
-              m_ui->cmdFile,
-              m_ui->Command1,
-              {m_ui->FrameFilter, m_ui->FrameOption, m_ui->cmdExport, m_ui->cmdClose}},
-          op))
-    , m_export(folder, spreadsheet, op, *m_screen, yield)
+    : ExportDialog(folder, spreadsheet, op, yield, parent)
+    , m_ui(std::make_unique<Ui::frmExport>())
 {
+    m_ui->setupUi(this);
+    setUp({m_ui->lbStatus,
+           m_ui->ProgressBar1,
+           m_ui->txtFile,
+           m_ui->cmdFile,
+           m_ui->cmdExport,
+           m_ui->Command1,
+           m_ui->cmdClose,
+           {m_ui->FrameFilter, m_ui->FrameOption}});
     connect(m_ui->chkExcel, &QCheckBox::toggled, this, &frmExport::enableFile);
-    connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExport::runExport);
-    connect(m_ui->Command1, &QPushButton::clicked, this, &frmExport::abortWork);
-    connect(m_ui->cmdClose, &QPushButton::clicked, this, &frmExport::reject);
 }
 
 frmExport::~frmExport() = default;
@@ -48,22 +43,16 @@ void frmExport::enableFile()
     const bool isText = !m_ui->chkExcel->isChecked();
     if (!isText)
         m_ui->txtFile->clear();
-    m_screen->setNeedsFile(isText);
+    setNeedsFile(isText);
 }
 
 void frmExport::runExport()
 {
-    if (!m_screen->mayReplace())
-        return;
     const ExportFilter filter = m_ui->OptionSucc->isChecked()   ? ExportFilter::Success
                                 : m_ui->OptionFail->isChecked() ? ExportFilter::Fail
                                                                 : ExportFilter::All;
     const bool isWorkbook = m_ui->chkExcel->isChecked();
-    m_screen->setRunning(true);
-    setWorking(true);
     m_export.exportList(m_listId, filter,
                         {isWorkbook ? ExportDestination::Workbook : ExportDestination::TextFile,
                          m_ui->txtFile->text(), m_ui->CombSep->currentText(), m_listName});
-    m_screen->setRunning(false);
-    setWorking(false);
 }

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "dialogs.h"
-#include "recipientexport.h"
+#include "exportdialog.h"
 
 #include <memory>
-
-class ExportScreen;
 
 namespace Ui
 {
@@ -14,7 +11,7 @@ class frmExport;
 
 /// The window that exports a whole list, or its failed recipients, or the others. It is made once
 /// and hidden between uses.
-class frmExport final : public WorkDialog
+class frmExport final : public ExportDialog
 {
     Q_OBJECT
 
@@ -27,17 +24,12 @@ public:
     /// Shows the window for a list.
     void exportList(qint64 listId, const QString &listName);
 
-protected:
-    void abortWork() override { m_export.abort(); }
-
 private:
     void SetAttribute(qint64 listId, const QString &listName);
-    void runExport();
+    void runExport() override;
     void enableFile();
 
     std::unique_ptr<Ui::frmExport> m_ui;
-    std::unique_ptr<ExportScreen> m_screen;
-    RecipientExport m_export;
     qint64 m_listId = 0;
     QString m_listName;
 };

@@ -1,6 +1,5 @@
 #include "frmexportdata.h"
 
-#include "exportscreen.h"
 #include "ui_frmexportdata.h"
 
 #include "keyset.h"
@@ -8,23 +7,19 @@
 
 frmExportData::frmExportData(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
                              Yield &yield, QWidget *parent)
-    : WorkDialog(parent)
-    , m_ui(setUp<Ui::frmExportData>(*this))
-    , m_op(op)
-    , m_screen(std::make_unique<ExportScreen>(
-          ExportScreen::Widgets{m_ui->lbStatus,
-                                m_ui->ProgressBar1,
-                                m_ui->txtFile,
-                                m_ui->cmdFile,
-                                m_ui->cmdCancel,
-                                {m_ui->FrameOptions, m_ui->cmdExport, m_ui->Command1}},
-          op))
-    , m_export(folder, spreadsheet, op, *m_screen, yield)
+    : ExportDialog(folder, spreadsheet, op, yield, parent)
+    , m_ui(std::make_unique<Ui::frmExportData>())
 {
+    m_ui->setupUi(this);
+    setUp({m_ui->lbStatus,
+           m_ui->ProgressBar1,
+           m_ui->txtFile,
+           m_ui->cmdFile,
+           m_ui->cmdExport,
+           m_ui->cmdCancel,
+           m_ui->Command1,
+           {m_ui->FrameOptions}});
     connectOptions();
-    connect(m_ui->cmdExport, &QPushButton::clicked, this, &frmExportData::runExport);
-    connect(m_ui->cmdCancel, &QPushButton::clicked, this, &frmExportData::abortWork);
-    connect(m_ui->Command1, &QPushButton::clicked, this, &frmExportData::reject);
 }
 
 frmExportData::~frmExportData() = default;
@@ -32,21 +27,15 @@ frmExportData::~frmExportData() = default;
 /// A workbook and the clipboard exclude each other; neither needs a file.
 void frmExportData::connectOptions()
 {
-    connect(m_ui->chkExcel, &QCheckBox::toggled, this, [this](bool isChecked) {
-        if (isChecked)
-            m_ui->chkMem->setChecked(false);
-        enableFile();
-    });
-    connect(m_ui->chkMem, &QCheckBox::toggled, this, [this](bool isChecked) {
-        if (isChecked)
-            m_ui->chkExcel->setChecked(false);
-        enableFile();
-    });
-}
-
-void frmExportData::enableFile()
-{
-    m_screen->setNeedsFile(!m_ui->chkExcel->isChecked() && !m_ui->chkMem->isChecked());
+    const auto exclude = [this](const QCheckBox *box, QCheckBox *other) {
+        connect(box, &QCheckBox::toggled, this, [this, other](bool isChecked) {
+            if (isChecked)
+                other->setChecked(false);
+            setNeedsFile(!m_ui->chkExcel->isChecked() && !m_ui->chkMem->isChecked());
+        });
+    };
+    exclude(m_ui->chkExcel, m_ui->chkMem);
+    exclude(m_ui->chkMem, m_ui->chkExcel);
 }
 
 void frmExportData::exportRecords(const QString &listConnectionString, const RecipientQuery &query)
@@ -57,18 +46,6 @@ void frmExportData::exportRecords(const QString &listConnectionString, const Rec
 }
 
 void frmExportData::runExport()
-{
-    if (!m_screen->mayReplace())
-        return;
-    m_screen->setRunning(true);
-    setWorking(true);
-    writeRecords();
-    m_screen->setRunning(false);
-    setWorking(false);
-    m_ui->lbStatus->clear();
-}
-
-void frmExportData::writeRecords()
 {
     const auto kind = m_ui->chkMem->isChecked()     ? ExportDestination::Clipboard
                       : m_ui->chkExcel->isChecked() ? ExportDestination::Workbook

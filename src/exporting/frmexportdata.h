@@ -1,12 +1,9 @@
 #pragma once
 
-#include "dialogs.h"
-#include "recipientexport.h"
+#include "exportdialog.h"
 #include "recipientquery.h"
 
 #include <memory>
-
-class ExportScreen;
 
 namespace Ui
 {
@@ -15,7 +12,7 @@ class frmExportData;
 
 /// The window that exports or copies the recipients that a grid shows. It is made once and hidden
 /// between uses.
-class frmExportData final : public WorkDialog
+class frmExportData final : public ExportDialog
 {
     Q_OBJECT
 
@@ -28,19 +25,11 @@ public:
     /// Shows the window for the recipients of a list that the query selects, in its order.
     void exportRecords(const QString &listConnectionString, const RecipientQuery &query);
 
-protected:
-    void abortWork() override { m_export.abort(); }
-
 private:
     void connectOptions();
-    void enableFile();
-    void runExport();
-    void writeRecords();
+    void runExport() override;
 
     std::unique_ptr<Ui::frmExportData> m_ui;
-    Operator &m_op;
-    std::unique_ptr<ExportScreen> m_screen;
-    RecipientExport m_export;
     QString m_listConnectionString;
     RecipientQuery m_query;
 };

@@ -61,18 +61,6 @@ QString outOf(qint64 count, qint64 total)
 
 } // namespace
 
-RecipientExport::RecipientExport(const ProgramFolder &folder, Spreadsheet &spreadsheet,
-                                 Operator &op, ExportView &view, Yield &yield,
-                                 std::chrono::milliseconds paintEvery)
-    : m_folder(folder)
-    , m_spreadsheet(spreadsheet)
-    , m_operator(op)
-    , m_view(view)
-    , m_yield(yield)
-    , m_paintEvery(paintEvery)
-{
-}
-
 RecipientExport::Result RecipientExport::exportList(qint64 listId, ExportFilter filter,
                                                     const ExportDestination &destination)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pace.h"
+#include "recipienttransfer.h"
 #include "recordtarget.h"
 
 #include <QStringList>
@@ -8,11 +8,7 @@
 #include <functional>
 #include <memory>
 
-class Operator;
-class ProgramFolder;
 class Keyset;
-class Spreadsheet;
-class Yield;
 
 /// Which recipients of a list are exported.
 enum class ExportFilter { All, Success, Fail };
@@ -43,7 +39,7 @@ public:
 
 /// Writes recipients to a file, a workbook or the clipboard. An aborted export leaves what was
 /// written until then; a failed one leaves no file, or the one that was there.
-class RecipientExport
+class RecipientExport final : public RecipientTransfer<ExportView>
 {
 public:
     enum class Result {
@@ -54,11 +50,7 @@ public:
         ListFailed,   ///< the list's database cannot be read
     };
 
-    /// `paintEvery`: how often the view is shown something and events run; zero is after each
-    /// record.
-    RecipientExport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
-                    ExportView &view, Yield &yield,
-                    std::chrono::milliseconds paintEvery = Interval::frame);
+    using RecipientTransfer::RecipientTransfer;
 
     /// The seven fields of every recipient that the filter selects. Failures are told.
     Result exportList(qint64 listId, ExportFilter filter, const ExportDestination &destination);
@@ -66,8 +58,6 @@ public:
     /// names come first in a text where `withNames` is set. Failures are told.
     Result exportRecords(Keyset &rows, const QStringList &columns, bool withNames,
                          const ExportDestination &destination);
-    /// Ends an export after the record it is on.
-    void abort() { m_abort = true; }
 
     /// How many records were written.
     qint64 count() const { return m_count; }
@@ -89,12 +79,5 @@ private:
     void save(RecordTarget &workbook);
     void show(const QString &status, qint64 total);
 
-    const ProgramFolder &m_folder;
-    Spreadsheet &m_spreadsheet;
-    Operator &m_operator;
-    ExportView &m_view;
-    Yield &m_yield;
-    const std::chrono::milliseconds m_paintEvery;
     qint64 m_count = 0;
-    bool m_abort = false;
 };

@@ -137,11 +137,6 @@ XlsxTarget::XlsxTarget(const QString &path, const QStringList &headings)
     }
 }
 
-XlsxTarget::~XlsxTarget()
-{
-    discard();
-}
-
 void XlsxTarget::expect(qint64 records)
 {
     constexpr qint64 most = LXW_ROW_MAX - 1; // the headings take a row

@@ -16,10 +16,8 @@ class XlsxTarget final : public RecordTarget
 public:
     /// Throws StorageError.
     XlsxTarget(const QString &path, const QStringList &headings);
-    ~XlsxTarget() override;
-
-    XlsxTarget(const XlsxTarget &) = delete;
-    XlsxTarget &operator=(const XlsxTarget &) = delete;
+    ~XlsxTarget() override { discard(); }
+    Q_DISABLE_COPY(XlsxTarget)
 
     void expect(qint64 records) override;
     void write(std::span<const std::string> fields) override;

@@ -9,6 +9,7 @@
 #include "recipientrecords.h"
 #include "yield.h"
 
+#include <QRegularExpression>
 #include <QScopeGuard>
 
 namespace
@@ -34,24 +35,10 @@ QString ImportCounts::summary() const
                 : lineEnd + QStringLiteral("Lines with unreadable characters : %1").arg(damaged));
 }
 
-RecipientImport::RecipientImport(const ProgramFolder &folder, Spreadsheet &spreadsheet,
-                                 Operator &op, ImportView &view, Yield &yield,
-                                 std::chrono::milliseconds paintEvery)
-    : m_folder(folder)
-    , m_spreadsheet(spreadsheet)
-    , m_operator(op)
-    , m_view(view)
-    , m_yield(yield)
-    , m_paintEvery(paintEvery)
-{
-}
-
 bool RecipientImport::isWorkbook(const QString &path)
 {
-    QString name = path;
-    while (name.endsWith(QLatin1Char(' ')))
-        name.chop(1);
-    return name.endsWith(QStringLiteral(".xls")) || name.endsWith(QStringLiteral(".XLS"));
+    static const QRegularExpression end(QStringLiteral("\\.(xls|XLS) *\\z"));
+    return end.match(path).hasMatch();
 }
 
 RecipientImport::Result RecipientImport::run(qint64 listId, const QString &path, bool asWorkbook,
@@ -63,7 +50,7 @@ RecipientImport::Result RecipientImport::run(qint64 listId, const QString &path,
     m_view.appendLog(QStringLiteral("Error Log:") + lineEnd);
     const Result result = import(listId, path, asWorkbook, separator);
     try {
-        m_recordCount = storeRecipientCount(m_folder, listId);
+        storeRecipientCount(m_folder, listId);
     } catch (const StorageError &e) {
         // A list that could not be opened a moment ago was told about already.
         if (result != Result::ListFailed)
@@ -99,10 +86,7 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
 {
     RecipientInserter inserter(list, [this](auto number, auto fields, const QString &why) {
         ++m_counts.failures;
-        QString oneLine = why;
-        oneLine.replace(QLatin1Char('\r'), QLatin1Char(' '))
-            .replace(QLatin1Char('\n'), QLatin1Char(' '));
-        m_log += refusalLine(number, fields, oneLine) + lineEnd;
+        m_log += refusalLine(number, fields, why) + lineEnd;
     });
     // However it ends, the counters say what is in the list.
     const auto settle = qScopeGuard([&] {
@@ -114,6 +98,7 @@ void RecipientImport::copy(RecipientSource &source, Connection &list)
         while (!m_abort && source.next()) {
             if (source.isDamaged()) {
                 ++m_counts.damaged;
+                inserter.settle(); // the log names the lines in their order
                 m_log += refusalLine(source.number(), source.record(),
                                      QStringLiteral("This line has bytes that are no character in "
                                                     "its encoding; \ufffd stands for each.")) +

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "pace.h"
+#include "recipienttransfer.h"
 
 #include <QString>
 #include <QStringList>
@@ -8,11 +8,7 @@
 #include <memory>
 
 class Connection;
-class Operator;
-class ProgramFolder;
 class RecipientSource;
-class Spreadsheet;
-class Yield;
 
 struct ImportCounts {
     qint64 successes = 0;
@@ -40,7 +36,7 @@ public:
 
 /// Adds the recipients of a file to a list. What the list refuses is counted and logged; what was
 /// counted when the import is aborted stays in the list.
-class RecipientImport
+class RecipientImport final : public RecipientTransfer<ImportView>
 {
 public:
     enum class Result {
@@ -51,10 +47,7 @@ public:
         ListFailed, ///< the list's database cannot be read or written
     };
 
-    /// `paintEvery`: how often the view is shown something and events run; zero is after each line.
-    RecipientImport(const ProgramFolder &folder, Spreadsheet &spreadsheet, Operator &op,
-                    ImportView &view, Yield &yield,
-                    std::chrono::milliseconds paintEvery = Interval::frame);
+    using RecipientTransfer::RecipientTransfer;
 
     /// Whether the file of this name is read as a workbook.
     static bool isWorkbook(const QString &path);
@@ -62,12 +55,8 @@ public:
     /// Imports into list `listId` and stores the list's new count. `separator` is an entry of the
     /// separator box; a workbook has no use for it. Failures are told, not thrown.
     Result run(qint64 listId, const QString &path, bool asWorkbook, const QString &separator);
-    /// Ends a run after the line it is on.
-    void abort() { m_abort = true; }
 
     const ImportCounts &counts() const { return m_counts; }
-    /// How many recipients the list had after the last run.
-    qint64 recordCount() const { return m_recordCount; }
 
 private:
     Result import(qint64 listId, const QString &path, bool asWorkbook, const QString &separator);
@@ -75,14 +64,6 @@ private:
     void show(double progress);
     void tellFailure(const QString &description);
 
-    const ProgramFolder &m_folder;
-    Spreadsheet &m_spreadsheet;
-    Operator &m_operator;
-    ImportView &m_view;
-    Yield &m_yield;
-    const std::chrono::milliseconds m_paintEvery;
     ImportCounts m_counts;
     QString m_log; // what the view was not shown yet
-    qint64 m_recordCount = 0;
-    bool m_abort = false;
 };

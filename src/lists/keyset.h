@@ -24,9 +24,7 @@ public:
     Keyset(const QString &listConnectionString, const QString &columns,
            const QString &condition = {}, const QString &order = {}, qsizetype atFirst = all);
     ~Keyset();
-
-    Keyset(const Keyset &) = delete;
-    Keyset &operator=(const Keyset &) = delete;
+    Q_DISABLE_COPY(Keyset)
 
     /// Reads up to `count` more keys. Throws StorageError, after which there are no more.
     void readKeys(qsizetype count);

@@ -35,11 +35,6 @@ ListCatalogue::ListCatalogue(const ProgramFolder &folder)
 {
 }
 
-std::vector<MailList> ListCatalogue::lists() const
-{
-    return select({});
-}
-
 std::vector<MailList> ListCatalogue::search(SearchField field, const QString &text,
                                             const Tell &tell) const
 {

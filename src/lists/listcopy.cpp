@@ -112,9 +112,7 @@ ListCopy::Result ListCopy::copyAll(const Texts &texts, const std::vector<Source>
 void ListCopy::copyList(const Texts &texts, const Source &source, Connection &target)
 {
     RecipientInserter inserter(target, [this](auto number, auto fields, const QString &why) {
-        QString oneLine = why;
-        oneLine.replace(QLatin1Char('\n'), QLatin1Char(' ')).remove(QLatin1Char('\r'));
-        m_log += refusalLine(number, fields, oneLine) + lineEnd;
+        m_log += refusalLine(number, fields, why) + lineEnd;
     });
     Interval painting(m_paintEvery);
     RecipientRecord record;

@@ -49,11 +49,6 @@ void RecipientGrid::load(const QString &listConnectionString, const RecipientQue
     setColumnWidths();
 }
 
-void RecipientGrid::setEmptyListText(const QString &text)
-{
-    m_emptyListText = text;
-}
-
 QByteArray RecipientGrid::saveColumns() const
 {
     return m_hasOwnWidths ? horizontalHeader()->saveState() : QByteArray();

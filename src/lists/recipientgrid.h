@@ -17,7 +17,7 @@ public:
     void load(const QString &listConnectionString, const RecipientQuery &query);
     RecipientModel &recipients() { return m_recipients; }
     /// Shown in place of rows when the list has none.
-    void setEmptyListText(const QString &text);
+    void setEmptyListText(const QString &text) { m_emptyListText = text; }
 
     /// The column widths as they are, for restoreColumns() of a later run; empty while they follow
     /// the grid's own.

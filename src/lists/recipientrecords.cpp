@@ -91,7 +91,7 @@ QString refusalLine(qint64 number, std::span<const std::string> fields, const QS
     QStringList cells{QString::number(number)};
     for (const std::string &field : fields)
         cells += QString::fromStdString(field).replace(QLatin1Char('\''), QStringLiteral("''"));
-    cells += why;
+    cells += QString(why).remove(u'\r').replace(u'\n', u' ');
     return cells.join(QLatin1Char('\t'));
 }
 

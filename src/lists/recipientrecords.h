@@ -35,9 +35,7 @@ public:
     /// `condition`: " where ..." or empty. Throws StorageError.
     explicit RecipientReader(Connection &list, const QString &condition = {});
     ~RecipientReader();
-
-    RecipientReader(const RecipientReader &) = delete;
-    RecipientReader &operator=(const RecipientReader &) = delete;
+    Q_DISABLE_COPY(RecipientReader)
 
     /// False at the end; a null field reads as empty. Throws StorageError.
     bool next(RecipientRecord &record);
@@ -48,7 +46,7 @@ private:
 };
 
 /// The line that an error log has for a record that a list refused, without its end: `number`, the
-/// fields as a statement would hold them, and why, parted by tabs.
+/// fields as a statement would hold them, and why, on one line, parted by tabs.
 QString refusalLine(qint64 number, std::span<const std::string> fields, const QString &why);
 
 /// Adds recipients to a list, many to a commit. A mailbox that is there in another spelling is
@@ -69,9 +67,7 @@ public:
     /// `list` must outlive it.
     RecipientInserter(Connection &list, Refused refused);
     ~RecipientInserter();
-
-    RecipientInserter(const RecipientInserter &) = delete;
-    RecipientInserter &operator=(const RecipientInserter &) = delete;
+    Q_DISABLE_COPY(RecipientInserter)
 
     /// Adds a recipient now or with those that follow.
     void add(qint64 number, const RecipientRecord &record);

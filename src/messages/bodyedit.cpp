@@ -45,11 +45,6 @@ void BodyEdit::setBody(const QString &body)
     m_isChanged = false;
 }
 
-void BodyEdit::Undo()
-{
-    restore(m_ring.undo());
-}
-
 void BodyEdit::Redo()
 {
     if (const auto state = m_ring.redo())
@@ -112,11 +107,6 @@ void BodyEdit::setText(const QString &text)
         setPlainText(text);
 }
 
-qsizetype BodyEdit::selectionStart() const
-{
-    return textCursor().selectionStart();
-}
-
 qsizetype BodyEdit::selectionLength() const
 {
     const QTextCursor cursor = textCursor();
@@ -130,16 +120,6 @@ void BodyEdit::select(qsizetype start, qsizetype length)
     cursor.setPosition(int(start + length), QTextCursor::KeepAnchor);
     setTextCursor(cursor);
     ensureCursorVisible();
-}
-
-void BodyEdit::replaceSelection(const QString &text)
-{
-    insertPlainText(text);
-}
-
-void BodyEdit::takeFocus()
-{
-    setFocus();
 }
 
 /// Tab is typed, as in every letter; Shift+Tab goes back to the subject.

@@ -21,16 +21,16 @@ public:
     QString body() const;
     void setBody(const QString &body);
 
-    void Undo();
+    void Undo() { restore(m_ring.undo()); }
     void Redo();
 
     QString text() const override;
     void setText(const QString &text) override;
-    qsizetype selectionStart() const override;
+    qsizetype selectionStart() const override { return textCursor().selectionStart(); }
     qsizetype selectionLength() const override;
     void select(qsizetype start, qsizetype length) override;
-    void replaceSelection(const QString &text) override;
-    void takeFocus() override;
+    void replaceSelection(const QString &text) override { insertPlainText(text); }
+    void takeFocus() override { setFocus(); }
 
 signals:
     void findRequested();

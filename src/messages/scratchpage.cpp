@@ -11,6 +11,5 @@ void writeScratchPage(const QString &path, const QString &body)
     makePrivate(path);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(page) != page.size() || !file.flush())
-        throw StorageError(0, QStringLiteral("File system"),
-                           QStringLiteral("Cannot write %1: %2").arg(path, file.errorString()));
+        cannotWrite(path, file.errorString());
 }

@@ -130,7 +130,6 @@ void SettingsStore::save(const Settings &settings) const
                          file.write(lines) == lines.size() && file.commit();
     saveUnsubscribeList(m_folder, settings.unsubscribed);
     if (!isSaved)
-        throw StorageError(0, QStringLiteral("File system"),
-                           QStringLiteral("The settings cannot be saved in %1: %2")
-                               .arg(file.fileName(), file.errorString()));
+        fileFailure(QStringLiteral("The settings cannot be saved in %1: %2")
+                        .arg(file.fileName(), file.errorString()));
 }

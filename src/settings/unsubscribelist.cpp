@@ -27,9 +27,8 @@ QString loadUnsubscribeList(const ProgramFolder &folder)
     if (!file.exists())
         return {};
     const auto refuse = [&file](const QString &why) {
-        throw StorageError(0, QStringLiteral("File system"),
-                           QStringLiteral("The unsubscribe list %1 cannot be read: %2")
-                               .arg(QFileInfo(file).filePath(), why));
+        fileFailure(QStringLiteral("The unsubscribe list %1 cannot be read: %2")
+                        .arg(QFileInfo(file).filePath(), why));
     };
     if (isNoFile(file.fileName())) // a pipe would be waited for
         refuse(QStringLiteral("it is not a file."));
@@ -62,14 +61,8 @@ void saveUnsubscribeList(const ProgramFolder &folder, const QString &text)
     QSaveFile file(filePath(folder));
     if (!file.open(QIODevice::WriteOnly) || file.write((text + lineBreak).toUtf8()) < 0 ||
         !file.commit())
-        throw StorageError(0, QStringLiteral("File system"),
-                           QStringLiteral("The unsubscribe list %1 cannot be saved: %2")
-                               .arg(QFileInfo(file.fileName()).filePath(), file.errorString()));
-}
-
-UnsubscribeList::UnsubscribeList(const QString &text)
-{
-    add(text);
+        fileFailure(QStringLiteral("The unsubscribe list %1 cannot be saved: %2")
+                        .arg(QFileInfo(file.fileName()).filePath(), file.errorString()));
 }
 
 void UnsubscribeList::add(const QString &text)

@@ -20,7 +20,7 @@ void saveUnsubscribeList(const ProgramFolder &folder, const QString &text);
 class UnsubscribeList
 {
 public:
-    explicit UnsubscribeList(const QString &text);
+    explicit UnsubscribeList(const QString &text) { add(text); }
     void add(const QString &text);
     bool contains(const QString &address) const;
 

@@ -22,9 +22,7 @@ public:
     /// Opens at once.
     explicit Connection(const QString &connectionString);
     ~Connection();
-
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
+    Q_DISABLE_COPY(Connection)
 
     /// `connectionString`: "Driver={...};Dbq=" + path + ";", with "\" between folders. An open
     /// connection is closed first.
@@ -64,9 +62,7 @@ class Transaction
 public:
     explicit Transaction(Connection &connection);
     ~Transaction();
-
-    Transaction(const Transaction &) = delete;
-    Transaction &operator=(const Transaction &) = delete;
+    Q_DISABLE_COPY(Transaction)
 
     void commit();
 

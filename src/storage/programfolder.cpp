@@ -19,11 +19,6 @@ QString connectionString(const QString &path)
            QLatin1Char(';');
 }
 
-[[noreturn]] void fail(const QString &text)
-{
-    throw StorageError(0, QStringLiteral("File system"), text);
-}
-
 void removeSideFiles(const QString &database)
 {
     QFile::remove(database + QStringLiteral("-wal"));
@@ -111,7 +106,7 @@ QString ProgramFolder::listDatabaseFile(qint64 listId) const
 void ProgramFolder::createListDatabase(qint64 listId) const
 {
     if (!QDir().mkpath(file(QStringLiteral("data"))))
-        fail(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
+        fileFailure(QStringLiteral("Cannot make the folder %1.").arg(file(QStringLiteral("data"))));
     makePrivate(file(QStringLiteral("data")));
     keepStranger(listId);
     copyDatabase(file(QStringLiteral("mtemplate.mdb")), listDatabaseFile(listId));
@@ -123,7 +118,8 @@ void ProgramFolder::duplicateListDatabase(qint64 from, qint64 to) const
     // Opening and closing folds in what a crash may have left in the log beside the file.
     Connection(listConnectionString(from)).close();
     if (QFileInfo(source + QStringLiteral("-wal")).size() > 0)
-        fail(QStringLiteral("The database %1 is in use, so it cannot be copied.").arg(source));
+        fileFailure(
+            QStringLiteral("The database %1 is in use, so it cannot be copied.").arg(source));
     keepStranger(to);
     copyDatabase(source, listDatabaseFile(to));
 }
@@ -144,7 +140,7 @@ void ProgramFolder::keepStranger(qint64 listId) const
     for (int number = 2; QFile::exists(kept); ++number)
         kept = path + QStringLiteral(".old%1").arg(number);
     if (!QFile::rename(path, kept))
-        fail(QStringLiteral("The file %1 is in the way, and cannot be renamed.").arg(path));
+        fileFailure(QStringLiteral("The file %1 is in the way, and cannot be renamed.").arg(path));
 }
 
 void ProgramFolder::deleteListDatabase(qint64 listId) const
@@ -152,7 +148,7 @@ void ProgramFolder::deleteListDatabase(qint64 listId) const
     const QString path = listDatabaseFile(listId);
     QFile file(path);
     if (!file.remove())
-        fail(QStringLiteral("Cannot delete %1: %2").arg(path, file.errorString()));
+        fileFailure(QStringLiteral("Cannot delete %1: %2").arg(path, file.errorString()));
     removeSideFiles(path);
 }
 
@@ -172,5 +168,5 @@ void ProgramFolder::refuseOwnFile(const QString &path) const
         isOwn = isOwn || (!own.isEmpty() && target.startsWith(own + QLatin1Char('/')));
     }
     if (isOwn)
-        fail(QStringLiteral("%1 belongs to the program; choose another file.").arg(path));
+        fileFailure(QStringLiteral("%1 belongs to the program; choose another file.").arg(path));
 }

@@ -57,9 +57,7 @@ public:
     /// Stands on the first row. Throws StorageError.
     Recordset(Connection &connection, const QString &select);
     ~Recordset();
-
-    Recordset(const Recordset &) = delete;
-    Recordset &operator=(const Recordset &) = delete;
+    Q_DISABLE_COPY(Recordset)
 
     bool atEnd() const { return !m_current; }
     /// The row it stands on; not to be called at the end.

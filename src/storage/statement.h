@@ -21,9 +21,7 @@ class Statement
 public:
     Statement(Connection &connection, const QString &sql);
     ~Statement();
-
-    Statement(const Statement &) = delete;
-    Statement &operator=(const Statement &) = delete;
+    Q_DISABLE_COPY(Statement)
 
     /// Runs it with these values, QString or qint64, for its first, second,
     /// ... "?".

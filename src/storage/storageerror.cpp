@@ -31,14 +31,17 @@ void openToRead(QFile &file)
         cannotRead(file.fileName(), file.errorString());
 }
 
+void fileFailure(const QString &description)
+{
+    throw StorageError(0, QStringLiteral("File system"), description);
+}
+
 void cannotRead(const QString &path, const QString &reason)
 {
-    throw StorageError(0, QStringLiteral("File system"),
-                       QStringLiteral("Cannot read %1: %2").arg(path, reason));
+    fileFailure(QStringLiteral("Cannot read %1: %2").arg(path, reason));
 }
 
 void cannotWrite(const QString &path, const QString &reason)
 {
-    throw StorageError(0, QStringLiteral("File system"),
-                       QStringLiteral("Cannot write %1: %2").arg(path, reason));
+    fileFailure(QStringLiteral("Cannot write %1: %2").arg(path, reason));
 }

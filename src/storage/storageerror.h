@@ -10,12 +10,11 @@ class QFile;
 class StorageError : public std::exception
 {
 public:
+    /// `source`: who reports the failure, such as "SQLite" or "File system".
     StorageError(int number, const QString &source, const QString &description);
 
     /// The database engine's (extended) result code; 0 for a failure of the file system.
     int number() const { return m_number; }
-    /// Who reported the failure: "SQLite" or "File system".
-    const QString &source() const { return m_source; }
     /// What went wrong, in words for the operator.
     const QString &description() const { return m_description; }
 
@@ -39,7 +38,9 @@ private:
 bool isNoFile(const QString &path);
 /// Opens a file that is one; throws StorageError.
 void openToRead(QFile &file);
-/// They throw StorageError, a failure of the file system: what could not be done with the file, and
-/// why.
+// These throw StorageError, a failure of the file system.
+
+[[noreturn]] void fileFailure(const QString &description);
+/// What could not be done with the file, and why.
 [[noreturn]] void cannotRead(const QString &path, const QString &reason);
 [[noreturn]] void cannotWrite(const QString &path, const QString &reason);

@@ -20,9 +20,7 @@ class CurlWebFetch final : public WebFetch
 public:
     explicit CurlWebFetch(Yield &yield, WebLimits limits = {});
     ~CurlWebFetch() override;
-
-    CurlWebFetch(const CurlWebFetch &) = delete;
-    CurlWebFetch &operator=(const CurlWebFetch &) = delete;
+    Q_DISABLE_COPY(CurlWebFetch)
 
     WebDocument fetch(const QString &address) override;
     void abort() override { m_aborted = true; }

@@ -4,7 +4,6 @@
 
 #include "domainprefix.h"
 #include "operator.h"
-#include "webfetch.h"
 
 frmImWebFile::frmImWebFile(WebFetch &fetch, Operator &op, QWidget *parent)
     : WorkDialog(parent)
@@ -26,11 +25,6 @@ std::optional<QString> frmImWebFile::importDocument()
     m_ui->txtURL->setFocus();
     m_ui->txtURL->selectAll();
     return exec() == Accepted ? std::optional(m_document) : std::nullopt;
-}
-
-void frmImWebFile::abortWork()
-{
-    m_fetch.abort();
 }
 
 void frmImWebFile::import()

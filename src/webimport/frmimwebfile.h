@@ -1,6 +1,7 @@
 #pragma once
 
 #include "dialogs.h"
+#include "webfetch.h"
 
 #include <QString>
 
@@ -8,7 +9,6 @@
 #include <optional>
 
 class Operator;
-class WebFetch;
 
 namespace Ui
 {
@@ -30,7 +30,7 @@ public:
     std::optional<QString> importDocument();
 
 protected:
-    void abortWork() override;
+    void abortWork() override { m_fetch.abort(); }
 
 private:
     void import();

@@ -91,7 +91,8 @@ def walk(environment):
     program = start(f"{build}/Quillbright/quillbright", "--folder", folder,
                     env=os.environ | {"XDG_CONFIG_HOME": f"{folder}/config"} | environment)
     window("Create Job")  # a first start leads straight there
-    main = output("xdotool", "search", "--onlyvisible", "--name", "^Quillbright$").split()[-1].decode()
+    main = wait("the main window", lambda: output("xdotool", "search", "--onlyvisible", "--name",
+                                                  "^Quillbright$").split())[-1].decode()
     wait("bars that are painted", lambda: all(map(is_light, bars(main))))
     before, _ = bars(main)
     output("xdotool", "type", "Sale")

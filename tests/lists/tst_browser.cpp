@@ -8,7 +8,6 @@
 #include <QAbstractItemModelTester>
 #include <QComboBox>
 #include <QFile>
-#include <QHeaderView>
 #include <QLabel>
 
 using namespace Qt::StringLiterals;
@@ -16,7 +15,7 @@ using namespace Qt::StringLiterals;
 namespace
 {
 
-const QString untouched = u"zoe@x.org|Zoe ann@x.org|Ann bob@x.org|Bob"_s;
+const QString untouched = "zoe@x.org|Zoe ann@x.org|Ann bob@x.org|Bob";
 
 struct Person {
     TestFolder folder;
@@ -34,16 +33,13 @@ struct Person {
         window.show();
         QVERIFY(QTest::qWaitForWindowActive(&window));
     }
-    bool load()
-    {
-        return window.Load_db(folder.folder().listConnectionString(list), u"Club"_s, list);
-    }
+    bool load() { return window.Load_db(folder.folder().listConnectionString(list), "Club", list); }
     /// "close", "click" on another record, a button's name, or a key.
     void use(const TestText &what)
     {
-        if (what == "close"_L1)
+        if (what == "close")
             window.close();
-        else if (what == "click"_L1)
+        else if (what == "click")
             QTest::mouseClick(grid->viewport(), Qt::LeftButton, {}, place(1, 4));
         else if (window.findChild<QObject *>(what))
             press(window, what);
@@ -93,7 +89,7 @@ private slots:
     void modesSwitchTheButtons()
     {
         Person person;
-        QCOMPARE(person.names() + u' ' + person.position(), u"Zoe Ann Bob Record: 1/3"_s);
+        QCOMPARE(person.names() + u' ' + person.position(), "Zoe Ann Bob Record: 1/3");
         // Nothing can be typed before "Add" or "Edit".
         QTest::mouseDClick(person.grid->viewport(), Qt::LeftButton, {}, person.place(0, 1));
         QVERIFY(!person.editor());
@@ -128,12 +124,12 @@ private slots:
             person.type(1, "Zoe O'Neil");
             QCOMPARE(person.stored(), untouched);
             person.use(how);
-            if (how == "Esc"_L1)
+            if (how == "Esc")
                 person.use(how); // the first one was the cell's
-            const bool isUndone = how == "Undo"_L1 || how == "Esc"_L1;
-            QTRY_COMPARE(person.stored().contains(u"zoe@x.org|Zoe O'Neil ann"_s), !isUndone);
-            QCOMPARE(person.cell(0, 2), isUndone ? u"Smith"_s : u"x"_s);
-            QCOMPARE(person.window.isVisible(), how != "close"_L1);
+            const bool isUndone = how == "Undo" || how == "Esc";
+            QTRY_COMPARE(person.stored().contains("zoe@x.org|Zoe O'Neil ann"), !isUndone);
+            QCOMPARE(person.cell(0, 2), isUndone ? "Smith" : "x");
+            QCOMPARE(person.window.isVisible(), how != "close");
         }
     }
 
@@ -143,18 +139,18 @@ private slots:
             Person person;
             person.use("click"); // wherever the person is, the address comes first
             press(person.window, "Add");
-            QCOMPARE(person.position(), u"Record: 4/4"_s);
-            QTest::keyClicks(QApplication::focusWidget(), u"mia@x.org\t"_s);
-            QTest::keyClicks(QApplication::focusWidget(), u"Mia"_s);
+            QCOMPARE(person.position(), "Record: 4/4");
+            QTest::keyClicks(QApplication::focusWidget(), "mia@x.org\t");
+            QTest::keyClicks(QApplication::focusWidget(), "Mia");
             QCOMPARE(person.stored(), untouched);
             person.use(how);
-            QTRY_COMPARE(person.stored(), untouched + u" mia@x.org|Mia"_s);
+            QTRY_COMPARE(person.stored(), untouched + " mia@x.org|Mia");
         }
         // Nothing typed adds nothing.
         Person person;
         for (const char *step : {"Add", "Add", "click"})
             person.use(step);
-        QTRY_COMPARE(person.position(), u"Record: 2/3"_s);
+        QTRY_COMPARE(person.position(), "Record: 2/3");
     }
 
     void refusedRowStaysAsTyped()
@@ -173,18 +169,18 @@ private slots:
             person.use(how);
             QTRY_COMPARE(person.op.told, QStringList(u'|' + why));
             QTRY_COMPARE(person.grid->currentIndex().row(), row);
-            QCOMPARE(person.cell(row, 0) + person.cell(row, 1), address + u"Mia"_s);
+            QCOMPARE(person.cell(row, 0) + person.cell(row, 1), address + "Mia");
             // It is mended where it stands.
             person.type(0, "mia@x.org");
             person.window.close();
-            QVERIFY(person.stored().contains(u"mia@x.org|Mia"_s));
+            QVERIFY(person.stored().contains("mia@x.org|Mia"));
         }
     }
 
     void changesNothingElse()
     {
         Person person;
-        const QString select = u"select memo, status, remark from email where mid=2"_s;
+        const QString select = "select memo, status, remark from email where mid=2";
         person.folder.execute("update email set status='F', remark='full' where mid=2",
                               person.list);
         QVERIFY(person.load());
@@ -192,12 +188,12 @@ private slots:
         press(person.window, "Edit");
         person.type(1, "Anne");
         press(person.window, "Update");
-        QCOMPARE(person.folder.row(select, person.list), u"null|F|full"_s);
+        QCOMPARE(person.folder.row(select, person.list), "null|F|full");
         // An emptied status means that nothing was sent yet, to the send run as well.
         press(person.window, "Edit");
         person.type(7, "");
         press(person.window, "Update");
-        QCOMPARE(person.folder.row(select, person.list), u"null|null|full"_s);
+        QCOMPARE(person.folder.row(select, person.list), "null|null|full");
     }
 
     void deletes()
@@ -206,20 +202,20 @@ private slots:
         QVERIFY(person.grid->actions().contains(child<QAction>(person.window, "Delete")));
         person.use("click");
         press(person.window, "Delete"); // at once
-        QCOMPARE(person.stored(), u"zoe@x.org|Zoe bob@x.org|Bob"_s);
+        QCOMPARE(person.stored(), "zoe@x.org|Zoe bob@x.org|Bob");
         press(person.window, "Add"); // one that is not stored yet goes, too
-        QTest::keyClicks(person.editor(), u"bob@x.org"_s);
+        QTest::keyClicks(person.editor(), "bob@x.org");
         press(person.window, "Delete");
-        QCOMPARE(person.names(), u"Zoe Bob"_s);
+        QCOMPARE(person.names(), "Zoe Bob");
         // All of them go after a question that counts those out of sight as well.
-        person.window.search(2, u"zoe"_s);
+        person.window.search(2, "zoe");
         for (const bool answer : {false, true}) {
-            QCOMPARE(person.position(), u"Record: 1/1"_s);
+            QCOMPARE(person.position(), "Record: 1/1");
             person.op.answers.push(answer);
             press(person.window, "Trunc");
         }
-        QCOMPARE(person.op.asked.last(), u"|Delete all records ?\n\nRecipients in the list: 2"_s);
-        QCOMPARE(person.position(), u"Record: 0/0"_s);
+        QCOMPARE(person.op.asked.last(), "|Delete all records ?\n\nRecipients in the list: 2");
+        QCOMPARE(person.position(), "Record: 0/0");
     }
 
     void searchesAndSorts()
@@ -240,7 +236,7 @@ private slots:
 
     void closingStoresTheCount()
     {
-        for (const auto &[words, count] : {std::pair(u"  "_s, u"3|1"_s), {u"ann"_s, u"7|null"_s}}) {
+        for (const auto &[words, count] : {std::pair(u"  "_s, "3|1"), {"ann", "7|null"}}) {
             Person person;
             person.folder.execute("update mlist set rec_count=7");
             person.window.search(2, words); // the second is a search in force
@@ -252,16 +248,12 @@ private slots:
     void failedSearchShowsNoRows()
     {
         Person person;
-        const QString file = person.folder.folder().listDatabaseFile(person.list);
-        QVERIFY(QFile::rename(file, file + u"x"_s));
+        QVERIFY(QFile::remove(person.folder.folder().listDatabaseFile(person.list)));
         for (const char *button : {"cmdSearch", "Add"}) {
             press(person.window, button);
-            QVERIFY(person.op.told.takeLast().endsWith(u"does not exist."_s));
+            QVERIFY(person.op.told.takeLast().endsWith("does not exist."));
             QCOMPARE(person.names(), QString());
         }
-        QVERIFY(QFile::rename(file + u"x"_s, file));
-        press(person.window, "Add");
-        QCOMPARE(person.position(), u"Record: 4/4"_s);
     }
 
     void longListIsReadInSteps()
@@ -277,7 +269,7 @@ private slots:
             QVERIFY(first < 40003);
             QTRY_VERIFY(person.grid->model()->rowCount() > first); // while the window lives
             press(person.window, end);
-            QCOMPARE(person.cell(40002, 0), u"r40000"_s);
+            QCOMPARE(person.cell(40002, 0), "r40000");
         }
         // The file is left alone meanwhile; a failure is told once, and not while a view paints.
         person.folder.folder().duplicateListDatabase(person.list, person.list + 1);
@@ -285,18 +277,6 @@ private slots:
         QCOMPARE(person.cell(20000, 0) + person.cell(200, 0), QString());
         QCOMPARE(person.op.told, QStringList());
         QTRY_COMPARE(person.op.told.size(), 1);
-    }
-
-    void columnsShowTheirTitles()
-    {
-        Person person;
-        const QHeaderView *header = person.grid->horizontalHeader();
-        person.window.resize(560, 320);
-        for (int column = 0; column < 9; ++column)
-            QVERIFY(header->sectionSize(column) >= header->sectionSizeHint(column));
-        person.grid->setColumnWidth(0, 99); // what a person has set stays
-        QVERIFY(person.load());
-        QCOMPARE(person.grid->columnWidth(0), 99);
     }
 };
 

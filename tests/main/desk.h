@@ -19,12 +19,11 @@ using namespace Qt::StringLiterals;
 
 /// The program on a folder and a server, with a scripted person before it.
 struct Desk {
-    /// `teller` and `makeView`: in place of the scripted person and of views that only note.
-    explicit Desk(ServerOptions options = {}, Operator *teller = nullptr,
-                  const HtmlViewFactory &makeView = {})
+    /// `makeView`: in place of views that only note.
+    explicit Desk(ServerOptions options = {}, const HtmlViewFactory &makeView = {})
         : server(std::move(options))
         , window{
-              {folder.folder(), teller ? *teller : op, clock, yield, web, spreadsheet,
+              {folder.folder(), op, clock, yield, web, spreadsheet,
                makeView ? makeView : [](QWidget *parent) { return new RecordingHtmlView(parent); },
                [this] { return std::make_unique<SmtpSendMail>(yield); }}}
     {
@@ -32,8 +31,8 @@ struct Desk {
     }
     void useServer(const QString &host) const
     {
-        QSettings(QSettings::NativeFormat, QSettings::UserScope, u"Quillbright"_s, u"Quillbright"_s)
-            .setValue(u"SMTP"_s, host);
+        QSettings(QSettings::NativeFormat, QSettings::UserScope, "Quillbright", "Quillbright")
+            .setValue("SMTP", host);
     }
     /// A job of its own list, of r1@example.org and so on, named R1 and so on, and its own message.
     void addJob(const TestText &name, int recipients, const TestText &body = "Hello") const
@@ -41,8 +40,8 @@ struct Desk {
         QStringList rows;
         for (int i = 1; i <= recipients; ++i)
             rows += u"'r%1@example.org','R%1'"_s.arg(i);
-        folder.addJob(name, folder.addList(name + u" list"_s, rows),
-                      folder.addMessage(name + u" news"_s, body));
+        folder.addJob(name, folder.addList(name + " list", rows),
+                      folder.addMessage(name + " news", body));
     }
     void open()
     {

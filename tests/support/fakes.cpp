@@ -2,9 +2,11 @@
 
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 void FakeSendMail::Send()
 {
-    calls += QStringLiteral("Send");
+    calls += u"Send"_s;
     sent.append({Recipient, Subject, Body});
     if (whileSending)
         whileSending(Recipient);
@@ -22,8 +24,7 @@ template <typename T>
 T take(std::queue<T> &answers, const QString &question)
 {
     if (answers.empty()) {
-        QTest::qFail(qPrintable(QStringLiteral("Nobody expects the question: ") + question),
-                     __FILE__, __LINE__);
+        QTest::qFail(qPrintable(u"Nobody expects the question: "_s + question), __FILE__, __LINE__);
         return {};
     }
     const T answer = answers.front();
@@ -41,7 +42,7 @@ ScriptedOperator::~ScriptedOperator()
 
 void ScriptedOperator::tell(const QString &text, const QString &title)
 {
-    told += title + QLatin1Char('|') + text;
+    told += title + u'|' + text;
 }
 
 void ScriptedOperator::warn(const QString &text, const QString &title)
@@ -52,7 +53,7 @@ void ScriptedOperator::warn(const QString &text, const QString &title)
 
 bool ScriptedOperator::ask(const QString &text, const QString &title)
 {
-    asked += title + QLatin1Char('|') + text;
+    asked += title + u'|' + text;
     return take(answers, text);
 }
 
@@ -60,14 +61,14 @@ int ScriptedOperator::choose(const QString &text, const QString &title, const QS
                              int preset)
 {
     QStringList shown = buttons;
-    shown[preset] += QLatin1Char('*');
-    asked += QStringList{title, text, shown.join(QLatin1Char('|'))}.join(QLatin1Char('|'));
+    shown[preset] += u'*';
+    asked += QStringList{title, text, shown.join(u'|')}.join(u'|');
     return int(buttons.indexOf(take(choices, text)));
 }
 
 QString ScriptedOperator::inputPassword(const QString &prompt, const QString &title)
 {
-    asked += title + QLatin1Char('|') + prompt;
+    asked += title + u'|' + prompt;
     if (whileAsked)
         whileAsked();
     return take(passwords, prompt);
@@ -75,24 +76,20 @@ QString ScriptedOperator::inputPassword(const QString &prompt, const QString &ti
 
 QStringList RecordingView::shown() const
 {
-    static const QStringList phases = {QStringLiteral("Connecting"), QStringLiteral("Sending"),
-                                       QStringLiteral("Waiting"), QStringLiteral("WaitingForList"),
-                                       QStringLiteral("Ended")};
+    static const auto phases = u"Connecting Sending Waiting WaitingForList Ended"_s.split(u' ');
+    const auto counts = [](const auto &each) {
+        return u" %1-%2"_s.arg(each.succeeded).arg(each.failed);
+    };
     QStringList lines;
     for (const RunProgress &each : progress)
-        lines += QStringLiteral("%1 %2 %3% %4-%5 %6-%7")
-                     .arg(phases[int(each.phase)], each.address)
-                     .arg(each.percent())
-                     .arg(each.pass.succeeded)
-                     .arg(each.pass.failed)
-                     .arg(each.whole.succeeded)
-                     .arg(each.whole.failed);
+        lines += u"%1 %2 %3%"_s.arg(phases[int(each.phase)], each.address).arg(each.percent()) +
+                 counts(each.pass) + counts(each.whole);
     return lines;
 }
 
 QString ScriptedOperator::openFile(const QString &title, const QString &filter,
                                    const QString &folder)
 {
-    asked += QStringList{title, filter, folder}.join(QLatin1Char('|'));
+    asked += QStringList{title, filter, folder}.join(u'|');
     return take(files, title);
 }

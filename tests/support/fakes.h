@@ -20,9 +20,7 @@ class FakeSendMail final : public SendMail
 
 public:
     struct Message {
-        QString recipient;
-        QString subject;
-        QString body;
+        QString recipient, subject, body;
     };
 
     bool Connect() override

@@ -5,20 +5,15 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-#include <initializer_list>
-
 /// A text that a test may also write as a plain literal, in UTF-8.
 struct TestText : QString {
+    using QString::QString;
     TestText() = default;
     TestText(const char *text)
         : QString(QString::fromUtf8(text))
     {
     }
     TestText(const QString &text)
-        : QString(text)
-    {
-    }
-    TestText(QLatin1String text)
         : QString(text)
     {
     }
@@ -37,7 +32,10 @@ public:
     /// Adds a list with these addresses, or more columns given as SQL values ("'a@b.c','Ann'") in
     /// the order email, fname, lname, title, contact, company, memo. Returns its number.
     qint64 addList(const TestText &name, const QStringList &rows) const;
-    qint64 addList(const TestText &name, std::initializer_list<const char *> rows) const;
+    qint64 addList(const TestText &name, std::initializer_list<TestText> rows) const
+    {
+        return addList(name, QStringList(rows.begin(), rows.end()));
+    }
     qint64 addMessage(const TestText &subject, const TestText &body,
                       const TestText &format = "TEXT") const;
     qint64 addJob(const TestText &name, qint64 listId, qint64 messageId) const;
@@ -46,7 +44,10 @@ public:
     /// null as "null".
     QStringList rows(const TestText &select, qint64 listId = 0) const;
     /// The first of them.
-    QString row(const TestText &select, qint64 listId = 0) const;
+    QString row(const TestText &select, qint64 listId = 0) const
+    {
+        return rows(select, listId).value(0);
+    }
     void execute(const TestText &sql, qint64 listId = 0) const;
     /// Lets every `event` ("update on mjob") fail with the error "no room".
     void refuse(const TestText &event, qint64 listId = 0) const;

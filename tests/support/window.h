@@ -47,33 +47,27 @@ inline void type(const QWidget &window, const TestText &name, const TestText &te
 
 /// Does `action` to the modal window of this class as soon as it is up; fails when none comes.
 template <typename Window>
-class WhenShown final : public QObject
+class WhenShown final
 {
 public:
-    explicit WhenShown(std::function<void(Window &)> action)
-        : m_action(std::move(action))
+    explicit WhenShown(const std::function<void(Window &)> &action)
     {
-        startTimer(10);
+        m_poll.callOnTimeout([this, action] {
+            if (auto *window = qobject_cast<Window *>(QApplication::activeModalWidget())) {
+                m_poll.stop();
+                action(*window);
+            }
+        });
+        m_poll.start(10);
     }
-    ~WhenShown() override
+    ~WhenShown()
     {
-        if (!m_done)
+        if (m_poll.isActive())
             QTest::qFail("The window never came up", __FILE__, __LINE__);
     }
 
-protected:
-    void timerEvent(QTimerEvent *) override
-    {
-        auto *window = qobject_cast<Window *>(QApplication::activeModalWidget());
-        if (!window || m_done)
-            return;
-        m_done = true;
-        m_action(*window);
-    }
-
 private:
-    std::function<void(Window &)> m_action;
-    bool m_done = false;
+    QTimer m_poll;
 };
 
 /// Calls `show`, which opens a modal window of this class, does `steps` to it and closes it.

@@ -173,8 +173,7 @@ private slots:
             {"<META HTTP-EQUIV=x CONTENT=\"text/html; charset=koi8-r\">\xF0", "", ">П"},
             {"<?xml version=\"1.0\" encoding=\"windows-1251\"?>\xCF", "", ">П"},
             {QByteArray("\xFF\xFE\xE9\x00\xAC\x20", 6), "", "é€"},
-            {"<!-- <meta charset=koi8-r> --><meta name=x content='charset=koi8-r'>\xC3\xA9", "",
-             ">é"},
+            {"<!-- <meta charset=koi8-r> --><meta content='charset=koi8-r'>\xC3\xA9", "", ">é"},
             {"<meta charset=utf-16>\xC3\xA9", "", ">é"}}; // it could not be read as such
         for (const auto &[body, contentType, end] : documents)
             QVERIFY2(decodeWebText(body, contentType).endsWith(end), body);
@@ -184,21 +183,14 @@ private slots:
     void prefixesSources()
     {
         for (const char *document :
-             {"<img src=\"@a.png\">",
-              "<IMG ALT='a > b' SRC = '@a.png' />",
+             {"<img src=\"@a.png\">", "<IMG ALT='a > b' SRC = '@a.png' />",
               "<img src=\"%%EMAIL%%.png\"><img src=\"@i/%%EMAIL%%.png\">",
               "<script src=\"@a.js\">if (a<b) '<img src=\"b.png\">'</script><img src=@c>",
-              "<!-- <img src=a> --><img src=@b>",
-              "<!--[if mso]><img src=@a><![endif]-->",
-              "<base href='ftp://b.org/'>1 < 2 <img src=@a>",
-              "<",
-              "<img src=\"a",
-              "<img src=\"HTTPS://x.org/a\">",
-              "<img src=\"#top\">",
-              "<a href=\"a.html\" data-src=\"b\" srcset=\"c\">src=\"d\"</a>",
-              "<TITLE><img src=a></title></img src=a>",
-              "<p class=x\u00a0src=b>",
-              "a <é src=\"b\">\r\n"}) {
+              "<!-- <img src=a> --><img src=@b><!--[if mso]><img src=@a><![endif]-->",
+              "<base href='ftp://b.org/'>1 < 2 <img src=@a><img src=\"HTTPS://x.org/a\">",
+              "<img src=\"#top\"><a href=\"a.html\" data-src=\"b\" srcset=\"c\">src=\"d\"</a>",
+              "<TITLE><img src=a></title></img src=a><p class=x\u00a0src=b>a <é src=\"b\">\r\n",
+              "<", "<img src=\"a"}) {
             const QString text = QString::fromUtf8(document);
             QCOMPARE(withDomainPrefix(QString(text).remove('@'), "http://h.org/n/p.html?q=/x/#/y"),
                      QString(text).replace('@', "http://h.org/n/"));
@@ -256,7 +248,7 @@ private slots:
 
     void leavingEndsTheFetch()
     {
-        for (const char *way : {"button", "Escape", "title bar"}) {
+        for (const bool isClosed : {false, true}) {
             const auto asked = m_server.requests().size();
             QVERIFY(!use([&](frmImWebFile &window) {
                 type(window, "txtURL", m_server.address("/slow"));
@@ -267,12 +259,7 @@ private slots:
                         return;
                     look.stop();
                     QVERIFY(!child(window, "Command1")->isEnabled());
-                    if (way[0] == 'b')
-                        press(window, "Command2");
-                    else if (way[0] == 'E')
-                        QTest::keyClick(&window, Qt::Key_Escape);
-                    else
-                        window.close();
+                    isClosed ? void(window.close()) : press(window, "Command2");
                 });
                 look.start(0);
                 press(window, "Command1");
