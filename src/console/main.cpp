@@ -139,6 +139,8 @@ std::string wrongUsage(const CLI::App *app, const CLI::Error &error)
     if (app->get_subcommands().empty() && error.get_name() == "RequiredError")
         why = app->remaining_size() == 0 ? "A command is required"
                                          : "There is no command " + app->remaining().front();
+    if (error.get_name() == "ArgumentMismatch")
+        why = why.substr(0, why.find(':')) + " needs a value";
     const std::string help = app->help();
     return why + "\n" + help.substr(help.find("Usage:"));
 }

@@ -44,13 +44,6 @@ bool isPlain(std::string_view address)
 
 } // namespace
 
-void requireList(Connection &list)
-{
-    if (list.number(QStringLiteral("select count(*) from sqlite_master where name = 'email'")) == 0)
-        throw StorageError(0, QStringLiteral("Quillbright"),
-                           QStringLiteral("The file %1 is not a maillist.").arg(list.path()));
-}
-
 qint64 countRecipients(Connection &list, const QString &condition)
 {
     return list.number(QStringLiteral("select count(*) from email ") + condition);

@@ -18,9 +18,6 @@
 /// a million of them pass through without being looked at.
 using RecipientRecord = std::array<std::string, 7>;
 
-/// Throws StorageError where the connection is on a database that is no maillist.
-void requireList(Connection &list);
-
 /// How many recipients `condition` selects, " where ..." or empty. Throws StorageError.
 qint64 countRecipients(Connection &list, const QString &condition = {});
 

@@ -15,22 +15,46 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QSocketNotifier>
 
-#ifdef Q_OS_UNIX
+#include <csignal>
+
 #include <sys/stat.h>
 #include <unistd.h>
-#endif
 
 namespace
 {
 
+int endPipe[2];
+
+/// What ends a program from outside, a terminal that closes among it, ends this one as its close
+/// box does: a run finishes its recipient first. A second SIGINT or SIGTERM ends it at once.
+void endInOrder(QCoreApplication &app)
+{
+    if (::pipe(endPipe) != 0)
+        return;
+    for (const int number : {SIGHUP, SIGINT, SIGTERM}) {
+        const auto end = [](int given) {
+            if (given != SIGHUP)
+                std::signal(given, SIG_DFL);
+            [[maybe_unused]] const auto written = ::write(endPipe[1], "", 1);
+        };
+        if (std::signal(number, end) == SIG_IGN) // as whoever started the program wants it
+            std::signal(number, SIG_IGN);
+    }
+    auto *notifier = new QSocketNotifier(endPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(notifier, &QSocketNotifier::activated, &app, [&app] {
+        char byte = 0;
+        if (::read(endPipe[0], &byte, 1) == 1)
+            app.quit();
+    });
+}
+
 /// The web engine ends the whole program when it is started by root with its sandbox on.
 HtmlView *makeHtmlView(QWidget *parent)
 {
-#ifdef Q_OS_UNIX
     if (geteuid() == 0 && !qEnvironmentVariableIsSet("QTWEBENGINE_DISABLE_SANDBOX"))
         return new TextHtmlView(parent);
-#endif
     return new WebHtmlView(parent);
 }
 
@@ -45,6 +69,7 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Quillbright"));
     QApplication::setApplicationVersion(QStringLiteral(QUILLBRIGHT_VERSION));
     setUpAppearance();
+    endInOrder(app);
 
     QCommandLineParser parser;
     parser.addHelpOption();

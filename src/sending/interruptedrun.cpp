@@ -38,15 +38,9 @@ constexpr auto ownerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
 /// Enough for a reason and the numbers, and one block of the disk.
 constexpr qint64 roomSize = 4096;
 
-bool hasTable(Connection &list, const QString &name)
-{
-    return list.number(u"select count(*) from sqlite_master where name = "_s + quoted(name)) > 0;
-}
-
 /// Made by the first run of a list: an empty list, and one from elsewhere, has only its recipients.
 void ensureTable(Connection &list)
 {
-    requireList(list);
     list.execute(u"create table if not exists sending (jobid integer primary key, "
                  "start_time text not null, last_mid integer not null, "
                  "progress text, end_time text)"_s);
@@ -81,7 +75,8 @@ bool isLeftOver(const ProgramFolder &folder, qint64 listId)
 {
     Connection list(folder.listConnectionString(listId));
     return QFile::exists(roomFile(folder, listId)) ||
-           (hasTable(list, u"sending"_s) && list.number(u"select count(*) from sending"_s) > 0);
+           (list.number(u"select count(*) from sqlite_master where name = 'sending'"_s) > 0 &&
+            list.number(u"select count(*) from sending"_s) > 0);
 }
 
 } // namespace

@@ -161,7 +161,6 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
     const ListLock lock(folder, listId);
     JobRow reset = row;
     Connection list(folder.listConnectionString(listId));
-    requireList(list);
     for (const JobCell cell :
          {JobCell::Unsent, JobCell::Success, JobCell::Failed, JobCell::LastSentId})
         reset.setNumber(cell, 0);

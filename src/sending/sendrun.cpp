@@ -195,7 +195,6 @@ void SendRun::send(const JobMessage &message, const Settings &settings,
     const bool failedOnly = m_progress.failedOnly;
     const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
     Connection list(listDatabase);
-    requireList(list);
 
     row[JobCell::Progress] = u"Sending"_s;
     row[JobCell::Start] = jobTimeStamp(m_clock.now());

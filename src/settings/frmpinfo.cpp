@@ -87,7 +87,11 @@ void frmPinfo::apply()
         return;
     try {
         const WaitPointer pointer;
-        m_store.save(current());
+        Settings settings = current();
+        // Where nobody typed in the list, its file may have grown meanwhile by other hands.
+        if (!m_ui->txtUList->document()->isModified())
+            settings.unsubscribed = m_store.load().unsubscribed;
+        m_store.save(settings);
     } catch (const StorageError &e) {
         m_op.tell(e.description());
     }

@@ -30,6 +30,8 @@ QString loadUnsubscribeList(const ProgramFolder &folder)
         fileFailure(QStringLiteral("The unsubscribe list %1 cannot be read: %2")
                         .arg(QFileInfo(file).filePath(), why));
     };
+    if (isNoFile(file.fileName())) // a pipe would be waited for
+        refuse(QStringLiteral("it is not a file."));
     if (!file.open(QIODevice::ReadOnly))
         refuse(file.errorString());
     QByteArray bytes = file.readAll();

@@ -82,6 +82,8 @@ QString describe(int code, const QString &name, const QString &engineText)
     default:
         break;
     }
+    if (engineText == QLatin1String("no such table: email"))
+        return QStringLiteral("The file %1 is not a maillist.").arg(name);
     if (engineText.endsWith(QStringLiteral("failed: email.email"))) {
         return code == SQLITE_CONSTRAINT_NOTNULL
                    ? QStringLiteral("A recipient needs an email address.")

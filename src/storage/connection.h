@@ -30,8 +30,6 @@ public:
     /// Folds the engine's log back into the file when no other connection uses it.
     void close();
     bool isOpen() const { return m_database != nullptr; }
-    /// The file, as it was last opened.
-    const QString &path() const { return m_path; }
 
     /// Runs one statement without a result. Text after the statement is an error.
     void execute(const QString &sql);

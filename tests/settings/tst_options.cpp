@@ -2,6 +2,7 @@
 
 #include "fakes.h"
 #include "settingsstore.h"
+#include "testfiles.h"
 #include "window.h"
 
 #include <QCheckBox>
@@ -73,6 +74,10 @@ private slots:
         QCOMPARE(window.current(), typed);
         desk.activate(window);
         QCOMPARE(window.focusWidget(), child(window, "txtSMTP"));
+        // Whoever was unsubscribed by another hand meanwhile stays it.
+        writeFile(desk.folder.file("ulist.txt"), "late@x.org");
+        press(window, "Command1");
+        QCOMPARE(desk.store.load().unsubscribed, u"late@x.org\r\n"_s);
     }
 
     void confirmsAChangedPassword()
