@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr size_t blockSize = 256 * 1024;
+constexpr size_t blockSize = size_t{256} * 1024;
 
 /// Whether the path stands for something that is open already or is no file, such as /dev/stdout;
 /// even where that leads to a file, it is not a name for it.

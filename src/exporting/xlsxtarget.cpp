@@ -51,7 +51,7 @@ qsizetype fitting(const QString &text)
 /// The value as a cell can hold it: without NULs and what is no character, and not too long.
 QByteArray cellText(const std::string &value, qint64 &cut)
 {
-    const QByteArray utf8 = QByteArray::fromStdString(value);
+    QByteArray utf8 = QByteArray::fromStdString(value);
     // Nearly all values: nothing to change, and no more bytes than a cell holds characters.
     if (utf8.size() < longestCell && !utf8.contains('\0') && !utf8.contains('\xef') &&
         !utf8.contains("_x") && utf8.isValidUtf8()) {

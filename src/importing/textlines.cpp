@@ -8,7 +8,7 @@
 namespace
 {
 
-constexpr qint64 blockSize = 256 * 1024;
+constexpr qint64 blockSize = qint64{256} * 1024;
 
 } // namespace
 

@@ -10,8 +10,8 @@
 /// How much time and room a fetch may take.
 struct WebLimits {
     std::chrono::milliseconds connect{30'000};
-    std::chrono::milliseconds total{60'000}; ///< from the first step to the last byte
-    qsizetype size = 16 * 1024 * 1024;       ///< in bytes, decompressed
+    std::chrono::milliseconds total{60'000};      ///< from the first step to the last byte
+    qsizetype size = qsizetype{16} * 1024 * 1024; ///< in bytes, decompressed
 };
 
 /// Fetches over http and https. Redirects are followed within those two.
