@@ -122,10 +122,11 @@ void BodyEdit::select(qsizetype start, qsizetype length)
     ensureCursorVisible();
 }
 
-/// Tab is typed, as in every letter; Shift+Tab goes back to the subject.
+/// Tab is typed, as in every letter; Shift+Tab goes back to the subject. The text box's own
+/// function would keep the focus.
 bool BodyEdit::focusNextPrevChild(bool next)
 {
-    return !next && QWidget::focusNextPrevChild(next);
+    return !next && QWidget::focusNextPrevChild(next); // NOLINT(bugprone-parent-virtual-call)
 }
 
 void BodyEdit::keyPressEvent(QKeyEvent *event)
@@ -137,7 +138,7 @@ void BodyEdit::keyPressEvent(QKeyEvent *event)
     else if (isControl(*event, Qt::Key_F))
         emit findRequested();
     else if (isControl(*event, Qt::Key_Tab))
-        QWidget::focusNextPrevChild(true);
+        QWidget::focusNextPrevChild(true); // NOLINT(bugprone-parent-virtual-call)
     else
         type(event);
 }

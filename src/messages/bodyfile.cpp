@@ -9,7 +9,7 @@ namespace
 {
 
 /// Far beyond any message, and about as much as can be edited.
-constexpr qint64 maximumSize = 16 * 1024 * 1024;
+constexpr qint64 maximumSize = qint64{16} * 1024 * 1024;
 
 } // namespace
 

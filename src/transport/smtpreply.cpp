@@ -6,7 +6,7 @@ namespace
 {
 
 // More than any honest server says; the rest would only fill the memory.
-constexpr qsizetype longestAnswer = 16 * 1024;
+constexpr qsizetype longestAnswer = qsizetype{16} * 1024;
 
 bool isDigit(char c)
 {

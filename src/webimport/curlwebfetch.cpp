@@ -211,7 +211,8 @@ QString CurlWebFetch::decompress(CURL *easy)
 
 QString CurlWebFetch::sizeFault() const
 {
-    return QStringLiteral("The document is larger than %1 MB.").arg(m_limits.size / (1024 * 1024));
+    return QStringLiteral("The document is larger than %1 MB.")
+        .arg(m_limits.size / (qsizetype{1024} * 1024));
 }
 
 QString CurlWebFetch::failure(CURL *easy, CURLcode code) const

@@ -10,7 +10,7 @@ namespace
 {
 
 /// In characters. A page that has nothing but sources grows to many times its size.
-constexpr qsizetype largestResult = 32 * 1024 * 1024;
+constexpr qsizetype largestResult = qsizetype{32} * 1024 * 1024;
 
 /// In characters; more than any address that a server takes.
 constexpr qsizetype longestBase = 4096;

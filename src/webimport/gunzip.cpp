@@ -19,7 +19,7 @@ bool isMember(const z_stream &stream)
 /// Decompresses the member of a file that the stream is at.
 Gunzipped::Result inflateMember(z_stream &stream, QByteArray &data, qsizetype limit)
 {
-    std::array<char, 64 * 1024> part;
+    std::array<char, size_t{64} * 1024> part;
     for (;;) {
         stream.next_out = reinterpret_cast<Bytef *>(part.data());
         stream.avail_out = part.size();
