@@ -2,23 +2,30 @@
 
 #include "jobrow.h"
 
+#include <QDateTime>
+
 #include <algorithm>
 #include <chrono>
 
 /// How far a run is, in numbers: a view makes its own texts of them.
 struct RunProgress {
     enum class Phase {
-        Connecting,     ///< to the server, before a pass's first recipient
-        Sending,        ///< to `address`
-        Waiting,        ///< between two batches, without a session
-        WaitingForList, ///< the outcome of `address` cannot be written yet; it is tried again
-        Ended,          ///< the pass is over; another one may follow
+        Connecting,       ///< to the server, before a pass's first recipient
+        Sending,          ///< to `address`
+        Waiting,          ///< between two batches, without a session
+        WaitingForList,   ///< the outcome of `address` cannot be written yet; it is tried again
+        WaitingForServer, ///< for `until`, when a session is tried again; `trouble` says why
+        WaitingForLimit,  ///< for `until`, when the limits let another message go
+        WaitingToRerun,   ///< for `until`, when the failures are tried again
+        Ended,            ///< the pass is over; another one may follow
     };
-    enum class Outcome { None, Success, Failed };
+    enum class Outcome { None, Success, Failed, InDoubt };
     struct Count {
-        qint64 sent() const { return succeeded + failed; }
+        /// All that were handled.
+        qint64 sent() const { return succeeded + failed + inDoubt; }
         qint64 succeeded = 0;
         qint64 failed = 0;
+        qint64 inDoubt = 0; ///< whose message may have arrived
     };
 
     /// How much of the selection was handled, from 0 to 100.
@@ -41,6 +48,11 @@ struct RunProgress {
     Count whole;
     Outcome last = Outcome::None; ///< of the last recipient handled
     QString reason;               ///< why `address` failed; empty until it did
+    QString trouble; ///< what keeps the server from taking anything; empty where nothing does
+    QDateTime until; ///< of a waiting phase
+    /// When the pass will be over, by the rate so far, the pauses and the limits; null while it is
+    /// too early to tell.
+    QDateTime expectedEnd;
     /// Since the pass began to send, on a clock that does not jump.
     std::chrono::milliseconds elapsed{0};
 };

@@ -2,6 +2,15 @@
 
 #include <QString>
 
+/// How many messages may leave for one account of a server within a time; 0: as many as there are.
+struct SendLimits {
+    int perMinute = 0;
+    int perHour = 0;
+    int perDay = 0;
+
+    bool operator==(const SendLimits &) const = default;
+};
+
 /// The program's settings. `unsubscribed` is the text of the unsubscribe list, one address per
 /// line, each line ended by CR LF.
 struct Settings {
@@ -12,6 +21,8 @@ struct Settings {
     bool requireLogon = false;
     bool logOutgoing = false;
     bool validateAddresses = false;
+    SendLimits limits;
+    int rerunWaitMinutes = 0; ///< before failures are sent to again
     QString unsubscribed;
 
     bool operator==(const Settings &) const = default;
