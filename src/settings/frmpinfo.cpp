@@ -52,6 +52,8 @@ Settings frmPinfo::current() const
             .requireLogon = m_ui->chkLogin->isChecked(),
             .logOutgoing = m_ui->chkLog->isChecked(),
             .validateAddresses = m_ui->chkValidEmail->isChecked(),
+            .limits = {},
+            .rerunWaitMinutes = 0,
             .unsubscribed = unsubscribed};
 }
 
