@@ -85,10 +85,12 @@ QByteArray Composer::compose(const Letter &letter, const AttachmentParts &attach
     const bool sevenBits = fitsSevenBits(lines);
     const QByteArray domain = letter.sender.mid(letter.sender.lastIndexOf('@') + 1);
 
+    const QByteArray id = letter.messageId.isEmpty()
+                              ? QUuid::createUuid().toByteArray(QUuid::WithoutBraces)
+                              : letter.messageId;
     QByteArray message;
-    message += dateField() + "Message-ID: <" +
-               QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '@' + domain +
-               ">\r\nTo: " + letter.recipient + "\r\n" + lastingFields(letter);
+    message += dateField() + "Message-ID: <" + id + '@' + domain + ">\r\nTo: " + letter.recipient +
+               "\r\n" + lastingFields(letter);
     if (!attachments.isEmpty())
         message += "Content-Type: multipart/mixed;\r\n boundary=\"" + attachments.boundary() +
                    "\"\r\n\r\n--" + attachments.boundary() + "\r\n";

@@ -13,6 +13,7 @@ struct Letter {
     QString subject;
     bool html = false;
     QString body;
+    QByteArray messageId = {}; ///< before the "@"; empty for a random one
 };
 
 /// Turns letters into Internet messages: lines of at most 998 bytes that end in CRLF.

@@ -24,9 +24,9 @@ struct SendResult {
     };
 
     Kind kind = Kind::Sent;
-    QString explanation; ///< what SendFailed told; empty for Sent
-    QString reply; ///< the server's whole reply that decided it, without secrets; may be empty
-    int code = 0;  ///< of that reply; 0 where there is none
+    QString explanation = {}; ///< what SendFailed told; empty for Sent
+    QString reply = {}; ///< the server's whole reply that decided it, without secrets; may be empty
+    int code = 0;       ///< of that reply; 0 where there is none
     /// The login was refused (530, 534, 535): another try would not change it.
     bool isLoginRefused = false;
     /// Refused or Deferred at RCPT in words that many servers have for everybody: 530, an enhanced
