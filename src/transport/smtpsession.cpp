@@ -280,12 +280,9 @@ SendResult SmtpSession::sendMessage(SmtpMessage &message)
             say(Smtp::Data, next.envelope);
     }
     const SendResult result = receiveEnd(write(message));
-    if (m_connection.isOpen()) {
-        m_isBehindDot = true;
-        receive(next);
-        m_ahead = next;
-    }
-    m_awaited.clear();
+    m_isBehindDot = true;
+    receive(next);
+    m_ahead = next;
     return result;
 }
 
@@ -328,6 +325,7 @@ bool SmtpSession::receive(Asked &asked)
         else if (asked.state == Asked::Not || asked.state == Asked::Taken)
             refuse(asked, step, reply);
     }
+    m_awaited.clear();
     return m_connection.isOpen() && (asked.state == Asked::Not || asked.state == Asked::Taken);
 }
 
