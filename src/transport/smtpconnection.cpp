@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace
@@ -264,6 +265,10 @@ bool SmtpConnection::isQuiet()
 {
     if (!isOpen() || m_consumed < m_received.size())
         return false;
+    // A look at the socket: most often there is nothing, and the library needs long to say so.
+    char first = 0;
+    if (::recv(m_socket, &first, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN)
+        return true;
     const CURLcode code = receive();
     if (code != CURLE_OK && code != CURLE_AGAIN) {
         noteLost();

@@ -23,8 +23,9 @@ SmtpReply::Step SmtpReply::add(QByteArrayView line)
         m_words.size() + line.size() > longestAnswer)
         return Step::Malformed;
     const bool more = line.size() > 3 && line[3] == '-';
-    m_code = line.first(3).toInt();
+    m_code = (line[0] - '0') * 100 + (line[1] - '0') * 10 + line[2] - '0';
     if (line.size() > 4) {
+        m_words.reserve(m_words.size() + line.size());
         m_words += ' ';
         m_words += line.sliced(4).trimmed();
     }

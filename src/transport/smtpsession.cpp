@@ -83,6 +83,16 @@ bool isBeyondAscii(const QByteArray &text)
                        [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
 }
 
+/// As DATA carries it: a line that starts with a dot gets a second one.
+void stuffDots(QByteArray &text)
+{
+    qsizetype end = text.indexOf('\n');
+    while (end >= 0 && text.constData()[end + 1] != '.')
+        end = text.indexOf('\n', end + 1);
+    if (end >= 0)
+        text.replace("\n.", "\n..");
+}
+
 SendResult replied(Kind kind, const SmtpReply &reply)
 {
     const QString text = reply.text();
@@ -231,8 +241,7 @@ void SmtpSession::ask(Asked &asked)
 /// Writes a message and all that was said to follow it. Returns whether its dot went out.
 bool SmtpSession::write(SmtpMessage &message)
 {
-    if (message.text.contains("\n."))
-        message.text.replace("\n.", "\n..");
+    stuffDots(message.text);
     QByteArray end = std::exchange(m_lines, {});
     const qsizetype all = message.text.size() + message.parts.size() + end.size();
     const qsizetype behindDot = all - end.size() + qstrlen(".\r\n");
