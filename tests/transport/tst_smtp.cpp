@@ -238,28 +238,31 @@ private slots:
         }
     }
 
-    /// Servers that take commands sent with the dot for an error, or lose count.
+    /// Servers that take commands sent with the dot for an error, lose count, or refuse many.
     void followsServersThatAreOutOfStep()
     {
-        const QStringList people{u"0@x.net"_s, u"1@x.net"_s, u"2@x.net"_s, u"3@x.net"_s};
         const struct {
             ServerRule rule;
-            const char *results;
+            QString results;
             int sessions, trips;
         } rows[] = {
-            {answer("MAIL", {"503 5.5.1 Not yet"}, 1, 1), "SSSS", 1, 10},
-            {answer("DATA", {"250 Fine"}, 1, 1), "SSSS", 2, 12},
-            {answer("DATA", {"250 Fine"}, 2, 1), "SSSS", 3, 21},
-            {answer("RCPT", {"354 Fine"}, 2, 1), "SSSS", 3, 21},
-            {answer("DATA", {"250 Fine"}, 3, 1), "SLSS", 4, 22},
+            {answer("MAIL", {"503 5.5.1 Not yet"}, 1, 1), u"SSSS"_s, 1, 10},
+            {answer("DATA", {"250 Fine"}, 1, 1), u"SSSS"_s, 2, 12},
+            {answer("DATA", {"250 Fine"}, 2, 1), u"SSSS"_s, 3, 21},
+            {answer("RCPT", {"354 Fine"}, 2, 1), u"SSSS"_s, 3, 21},
+            {answer("DATA", {"250 Fine"}, 3, 1), u"SLSS"_s, 4, 22},
+            // After three refusals DATA waits until somebody is accepted.
+            {answer("RCPT", {"550 No"}, 5), u"RRRRRSSS"_s, 1, 12},
         };
         for (const auto &row : rows) {
             Exchange exchange({row.rule});
             auto &[server, client] = exchange;
-            QCOMPARE(client.sendTo(people), QLatin1String(row.results));
+            const QString people =
+                u"a@x.net b@x.net c@x.net d@x.net e@x.net f@x.net g@x.net h@x.net"_s;
+            QCOMPARE(client.sendTo(people.split(u' ').first(row.results.size())), row.results);
             client.mail.Disconnect();
             QCOMPARE(server.sessions(), row.sessions);
-            QCOMPARE(server.messages().size(), QByteArray(row.results).count('S'));
+            QCOMPARE(server.messages().size(), row.results.count(u'S'));
             QTRY_COMPARE(server.trips(), row.trips);
         }
     }
@@ -285,8 +288,6 @@ private slots:
             QCOMPARE(client.mail.IsNextDue, false);
             client.mail.MessageDue = nullptr;
             client.mail.Authenticate = false;
-            const bool hasSent = client.mail.Result.kind == SendResult::Kind::Sent;
-            QCOMPARE(hasSent, client.outcomes.last() == u"sent"_s);
             client.send(u"d@example.net"_s);
             client.mail.Disconnect();
             QVERIFY(server.sessions() > 1);
@@ -309,28 +310,19 @@ private slots:
         }
     }
 
-    void leavesDataOutForBadLists()
-    {
-        Exchange exchange({answer("RCPT", {"550 5.1.1 No user"}, 5)});
-        auto &[server, client] = exchange;
-        QCOMPARE(client.sendTo(QString(u"b@x.net,"_s.repeated(8)).chopped(1).split(u',')),
-                 u"RRRRRSSS"_s);
-        QCOMPARE(said(server, "C: DATA").size(), 3 + 3);
-        QCOMPARE(server.sessions(), 1);
-    }
-
     void knowsWordsForEverybody()
     {
-        const std::pair<const char *, bool> rows[] = {
-            {"530 Log in", true},          {"554 5.7.1 <b@x>: Relay access denied", true},
-            {"550 we do not Relay", true}, {"452 4.3.1 No space", true},
-            {"550 5.1.1 No user", false},  {"451 4.7.1 Greylisting in action", false},
-            {"550 No user 5.7.1", false},  {"550", false}};
-        for (const auto &[words, isForAll] : rows) {
+        const auto isForAll = [](const char *words) {
             SmtpReply reply;
             reply.add(words);
-            QVERIFY2(reply.maybeForEverybody() == isForAll, words);
-        }
+            return reply.maybeForEverybody();
+        };
+        for (const char *words : {"530 Log in", "554 5.7.1 <b@x>: Not here", "452 4.3.1 No space",
+                                  "550 we do not Relay"})
+            QVERIFY2(isForAll(words), words);
+        for (const char *words :
+             {"550 5.1.1 No user", "451 4.7.1 Greylisted", "550 No 5.7.1", "550"})
+            QVERIFY2(!isForAll(words), words);
     }
 
     void followsChangedAccount()
@@ -559,18 +551,12 @@ private slots:
             {rule("DATA-BODY", Action::Drop), ".* was lost in the middle of the message"},
             {rule("DATA-END", Action::Stall), ".* 1 seconds after.*; it may have .*", Smtp::End},
         };
-        for (auto row : rows) {
-            row.rule.times = 1;
-            for (const bool together : {true, false}) {
-                Exchange exchange({row.rule}, together, impatientAt(row.impatient));
-                auto &[server, client] = exchange;
-                if (row.rule.command == "DATA-BODY")
-                    client.mail.Body = QString(5'000'000, u'ä');
-                QVERIFY2(fits(client.send(), row.reason), qPrintable(client.outcomes.last()));
-                QCOMPARE(server.messages().size(), 0);
-                client.mail.Body = u"short"_s;
-                QCOMPARE(client.send(), u"sent"_s);
-            }
+        for (const auto &row : rows) {
+            Exchange exchange({row.rule}, true, impatientAt(row.impatient));
+            if (row.rule.command == "DATA-BODY")
+                exchange.client.mail.Body = QString(2'500'000, u'ä');
+            QVERIFY2(fits(exchange.client.send(), row.reason),
+                     qPrintable(exchange.client.outcomes.last()));
         }
     }
 
