@@ -1,5 +1,5 @@
 #include "connection.h"
-#include "interruptedrun.h"
+#include "runrecord.h"
 #include "jobstore.h"
 #include "mergefields.h"
 #include "recordset.h"

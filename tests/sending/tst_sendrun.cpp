@@ -1,6 +1,6 @@
 #include "connection.h"
 #include "fakes.h"
-#include "interruptedrun.h"
+#include "runrecord.h"
 #include "jobstore.h"
 #include "sendrun.h"
 #include "testfiles.h"
