@@ -404,10 +404,10 @@ void Ledger::noteEdit(Connection &list, qint64 mid, const QString &status)
     if (!hasTable(list, "outcome"))
         return;
     list.execute(
-        u"insert into edit (mid, status, after_run) values (%1, %2, (select max(run) from run "
-        u"where "
-        "(kind='reset' and place >= %1) or exists (select * from outcome where outcome.run=run.run "
-        "and mid=%1)))"_s.arg(number(mid), status.isEmpty() ? u"null"_s : quoted(status)));
+        u"insert into edit (mid, status, after_run) values (%1, %2, (select coalesce(max(run), 0) "
+        "from run where (kind='reset' and place >= %1) or exists (select * from outcome where "
+        "outcome.run=run.run and mid=%1)))"_s.arg(number(mid),
+                                                  status.isEmpty() ? u"null"_s : quoted(status)));
 }
 
 void Ledger::noteRemoval(Connection &list, const QString &condition, bool forget)

@@ -97,7 +97,9 @@ public:
     /// who that is.
     void run();
 
-    /// Why the server took nothing any more, so that the pass ended early; empty where it did not.
+    /// Whether it ended before the last recipient without being asked to.
+    bool isCutShort() const { return m_isOver; }
+    /// Why the server took nothing any more, where that cut it short.
     const QString &trouble() const { return m_trouble; }
     const QString &unrecorded() const { return m_unrecorded; }
 

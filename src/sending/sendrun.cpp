@@ -190,7 +190,7 @@ SendRun::Result SendRun::runPass(const JobMessage &message)
         const auto keepUnrecorded = qScopeGuard([&] { m_unrecorded = pass.unrecorded(); });
         pass.run();
         trouble = pass.trouble();
-        finish(begun.run, !trouble.isEmpty());
+        finish(begun.run, pass.isCutShort());
     } catch (const StorageError &e) {
         if (!hasBegun) {
             m_view.beginPass(row);
@@ -210,7 +210,7 @@ SendRun::Result SendRun::runPass(const JobMessage &message)
 
 /// Stores how the run ended. The list says it first, so that whatever cuts this off, the job gets
 /// it in the end.
-void SendRun::finish(LedgerRun &run, bool isTroubled)
+void SendRun::finish(LedgerRun &run, bool isCutShort)
 {
     const RunProgress &progress = m_display.progress;
     JobRow ended = progress.row;
@@ -218,7 +218,7 @@ void SendRun::finish(LedgerRun &run, bool isTroubled)
     recountRecipients(list, ended);
     ended[JobCell::End] = jobTimeStamp(m_seams.clock.now());
     const bool isComplete =
-        !isTroubled && (progress.pass.sent() >= progress.selected || !m_control.isStopRequested);
+        !isCutShort && (progress.pass.sent() >= progress.selected || !m_control.isStopRequested);
     if (!progress.failedOnly)
         ended.setNumber(JobCell::LastSentId, isComplete ? 0 : progress.place);
     ended[JobCell::Progress] = isComplete ? u"Complete"_s : u"Paused"_s;

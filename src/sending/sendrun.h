@@ -50,7 +50,7 @@ private:
     bool isPlanWanted(Connection &list, const SentContent &content);
     bool areDoubtsWanted(qint64 inDoubt);
     Result runPass(const JobMessage &message);
-    void finish(LedgerRun &run, bool isTroubled);
+    void finish(LedgerRun &run, bool isCutShort);
     void stopOnError(const JobRow &before, const StorageError &error);
     bool isRerunWanted();
 

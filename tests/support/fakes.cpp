@@ -95,7 +95,9 @@ QString ScriptedOperator::inputPassword(const QString &prompt, const QString &ti
 
 QStringList RecordingView::shown() const
 {
-    static const auto phases = u"Connecting Sending Waiting WaitingForList Ended"_s.split(u' ');
+    static const auto phases =
+        u"Connecting Sending Waiting WaitingForList WaitingForServer WaitingForLimit "
+        "WaitingToRerun Ended"_s.split(u' ');
     const auto counts = [](const auto &each) {
         return u" %1-%2"_s.arg(each.succeeded).arg(each.failed);
     };
