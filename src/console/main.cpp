@@ -3,8 +3,8 @@
 #include "commands.h"
 #include "terminal.h"
 
-#include "runrecord.h"
 #include "programfolder.h"
+#include "runrecord.h"
 
 #include <CLI/CLI.hpp>
 

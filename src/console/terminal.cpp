@@ -89,6 +89,13 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
+int ConsoleOperator::choose(const QString &text, const QString &title, const QStringList &buttons,
+                            int)
+{
+    tell(text + QLatin1Char(' ') + buttons.last(), title);
+    return int(buttons.size()) - 1;
+}
+
 void ConsoleView::beginPass(const JobRow &)
 {
     m_bar.start();

@@ -35,6 +35,9 @@ public:
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
+    /// Tells the question; who agrees beforehand says so with an option.
+    int choose(const QString &text, const QString &title, const QStringList &buttons,
+               int preset) override;
     /// Nothing in the console asks for a password or a file: they are in its options.
     QString inputPassword(const QString &, const QString &) override { return {}; }
     QString openFile(const QString &, const QString &, const QString &) override { return {}; }
