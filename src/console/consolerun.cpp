@@ -4,9 +4,9 @@
 
 #include "clock.h"
 #include "connection.h"
-#include "interruptedrun.h"
 #include "jobstore.h"
 #include "programfolder.h"
+#include "runrecord.h"
 #include "sendrun.h"
 #include "settingsstore.h"
 #include "smtpsendmail.h"
@@ -47,10 +47,15 @@ JobRow findJob(const ProgramFolder &folder, const QString &job)
 
 void recover(const ProgramFolder &folder)
 {
-    for (const QString &name : recoverInterruptedRuns(folder))
+    for (const CutOffRun &run : recoverInterruptedRuns(folder)) {
         printMessage(QStringLiteral("Job [%1] was interrupted; it is paused after the last "
                                     "recipient handled.")
-                         .arg(name));
+                         .arg(run.jobName));
+        if (!run.inDoubt.isEmpty())
+            printMessage(QStringLiteral("In doubt: %1 may have got the message, and is not sent it "
+                                        "again.")
+                             .arg(run.inDoubt));
+    }
 }
 
 ExitStatus exitStatus(SendRun::Result result, qint64 failed)
@@ -103,7 +108,8 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
                    [&run] { run.requestPause(); });
     const SendRun::Result result = run.start(row, message, options.failedOnly);
     print({run.progress().row});
-    return exitStatus(result, run.progress().pass.failed);
+    const RunProgress::Count &whole = run.progress().whole;
+    return exitStatus(result, whole.failed + whole.inDoubt);
 }
 
 ExitStatus resetJob(const ProgramFolder &folder, const QString &job)

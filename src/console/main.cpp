@@ -3,7 +3,7 @@
 #include "commands.h"
 #include "terminal.h"
 
-#include "interruptedrun.h"
+#include "runrecord.h"
 #include "programfolder.h"
 
 #include <CLI/CLI.hpp>

@@ -179,7 +179,7 @@ void frmemail::deleteRecord()
     grid->discardEditor();
     grid->setEditable(false);
     const int row = grid->currentIndex().row();
-    if (row >= 0 && attempt([&] { grid->recipients().deleteRow(row); }))
+    if (row >= 0 && attempt([&] { grid->recipients().deleteRow(row, false); }))
         goToRow(std::min(row, grid->recipients().rowCount() - 1));
     grid->setFocus();
 }
@@ -193,7 +193,7 @@ void frmemail::trunc()
     m_ui->grdDataGrid->discardEditor();
     const bool isEmptied = attempt([this] {
         const WaitPointer pointer;
-        m_ui->grdDataGrid->recipients().deleteAll();
+        m_ui->grdDataGrid->recipients().deleteAll(false);
     });
     if (!isEmptied)
         return;

@@ -3,6 +3,7 @@
 #include "recipientrecords.h"
 
 #include "connection.h"
+#include "ledger.h"
 #include "recordset.h"
 #include "sqltext.h"
 
@@ -80,6 +81,9 @@ qint64 ListCatalogue::duplicate(const MailList &list) const
 {
     return add(QStringLiteral("Copy of ") + list.name, list.type, [&](qint64 listId) {
         m_folder.duplicateListDatabase(list.id, listId);
+        Connection copy(m_folder.listConnectionString(listId));
+        Ledger::clear(copy);
+        copy.close();
         storeRecipientCount(m_folder, listId);
     });
 }

@@ -1,5 +1,6 @@
 #include "recipientmodel.h"
 
+#include "ledger.h"
 #include "plaintooltip.h"
 #include "sqltext.h"
 
@@ -134,17 +135,25 @@ void RecipientModel::addRow()
     endInsertRows();
 }
 
-void RecipientModel::deleteRow(int row)
+void RecipientModel::deleteRow(int row, bool forget)
 {
     if (!isAdded(row))
-        Connection(m_listConnectionString)
-            .execute(QStringLiteral("delete from email where mid=%1").arg(m_rows->key(row)));
+        deleteRecipients(QStringLiteral(" where mid=%1").arg(m_rows->key(row)), forget);
     dropRow(row);
 }
 
-void RecipientModel::deleteAll()
+void RecipientModel::deleteAll(bool forget)
 {
-    Connection(m_listConnectionString).execute(QStringLiteral("delete from email"));
+    deleteRecipients(QStringLiteral(" where true"), forget);
+}
+
+void RecipientModel::deleteRecipients(const QString &condition, bool forget)
+{
+    Connection list(m_listConnectionString);
+    Transaction transaction(list);
+    Ledger::noteRemoval(list, condition, forget);
+    list.execute(QStringLiteral("delete from email") + condition);
+    transaction.commit();
 }
 
 /// Takes out a row that the database has not, or no longer.
@@ -192,9 +201,13 @@ qint64 RecipientModel::insert()
         values += value(field.key(), field.value());
     }
     Connection list(m_listConnectionString);
+    Transaction transaction(list);
     list.execute(QStringLiteral("insert into email (") + columns.join(u',') +
                  QStringLiteral(") values (") + values.join(u',') + u')');
-    return list.number(QStringLiteral("select last_insert_rowid()"));
+    const qint64 mid = list.number(QStringLiteral("select last_insert_rowid()"));
+    noteStatus(list, mid);
+    transaction.commit();
+    return mid;
 }
 
 void RecipientModel::update()
@@ -203,12 +216,23 @@ void RecipientModel::update()
     for (auto field = m_changes.cbegin(); field != m_changes.cend(); ++field)
         settings +=
             RecipientQuery::columnName(field.key()) + u'=' + value(field.key(), field.value());
+    const qint64 mid = m_rows->key(m_changedRow);
     Connection list(m_listConnectionString);
+    Transaction transaction(list);
     list.execute(QStringLiteral("update email set ") + settings.join(u',') +
-                 QStringLiteral(" where mid=%1").arg(m_rows->key(m_changedRow)));
+                 QStringLiteral(" where mid=%1").arg(mid));
     if (list.number(QStringLiteral("select changes()")) == 0)
         throw StorageError(0, QStringLiteral("Quillbright"),
                            QStringLiteral("This recipient is no longer in the list."));
+    noteStatus(list, mid);
+    transaction.commit();
+}
+
+/// What a person says became of a recipient is an event of its own.
+void RecipientModel::noteStatus(Connection &list, qint64 mid) const
+{
+    if (m_changes.contains(statusField))
+        Ledger::noteEdit(list, mid, m_changes.value(statusField));
 }
 
 void RecipientModel::cancelChanges()

@@ -44,11 +44,12 @@ public:
     /// Adds an empty row at the end, which becomes a recipient when it is saved. Earlier changes
     /// must have been saved, and the rows be loaded. Throws StorageError.
     void addRow();
-    /// Deletes the recipient of the row. Throws StorageError.
-    void deleteRow(int row);
+    /// Deletes the recipient of the row. `forget`: the accounts of runs forget the address and the
+    /// replies too. Throws StorageError.
+    void deleteRow(int row, bool forget);
     /// Deletes the recipients of the list, also those that the query does not select; the rows stay
     /// until the next load. Throws StorageError.
-    void deleteAll();
+    void deleteAll(bool forget);
     /// The row with changes that are not saved, or the added one; -1 where there is none.
     int changedRow() const { return m_changedRow; }
     /// Writes the changes to the list's database. An added row into which nothing was typed goes
@@ -68,6 +69,8 @@ private:
     void readKeys(const std::function<bool()> &goOn);
     void update();
     qint64 insert();
+    void noteStatus(Connection &list, qint64 mid) const;
+    void deleteRecipients(const QString &condition, bool forget);
     void dropRow(int row);
     bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
     QString text(const QModelIndex &index) const;

@@ -51,7 +51,8 @@ qint64 countRecipients(Connection &list, const QString &condition)
 
 Statement outcomeStatement(Connection &list)
 {
-    return Statement(list, QStringLiteral("update email set status=?, remark=? where mid=?"));
+    return Statement(list,
+                     QStringLiteral("update email set status=nullif(?, ''), remark=? where mid=?"));
 }
 
 void forgetOutcomes(Connection &list)
@@ -80,6 +81,39 @@ bool RecipientReader::next(RecipientRecord &record)
             const char *text = column.getText();
             record[size_t(i)].assign(text, size_t(column.getBytes()));
         }
+        return true;
+    } catch (const SQLite::Exception &e) {
+        m_list.raise(e);
+    }
+}
+
+RecipientLookup::RecipientLookup(Connection &list)
+    : m_list(list)
+    , m_select(list.prepare(QStringLiteral("select email, fname, lname, title, contact, company, "
+                                           "memo, status, remark from email where mid=?")))
+{
+}
+
+RecipientLookup::~RecipientLookup() = default;
+
+bool RecipientLookup::find(qint64 mid, RecipientRow &recipient)
+{
+    try {
+        m_select->reset();
+        m_select->bind(1, static_cast<int64_t>(mid));
+        if (!m_select->executeStep())
+            return false;
+        const auto text = [this](int column) {
+            const SQLite::Column value = m_select->getColumn(column);
+            const char *bytes = value.getText();
+            return QString::fromUtf8(bytes, value.getBytes());
+        };
+        const int count = int(recipient.fields.size());
+        for (int i = 0; i < count; ++i)
+            recipient.fields[size_t(i)] = text(i);
+        recipient.status = text(count);
+        recipient.remark = text(count + 1);
+        m_select->reset();
         return true;
     } catch (const SQLite::Exception &e) {
         m_list.raise(e);

@@ -21,7 +21,8 @@ using RecipientRecord = std::array<std::string, 7>;
 /// How many recipients `condition` selects, " where ..." or empty. Throws StorageError.
 qint64 countRecipients(Connection &list, const QString &condition = {});
 
-/// Writes what became of a recipient: run("S" or "F", why it failed, recipient's number).
+/// Writes what became of a recipient: run("S", "F" or "" for unsent, why it failed, recipient's
+/// number).
 Statement outcomeStatement(Connection &list);
 /// Nobody counts as sent to or failed any more; the reasons stay. Throws StorageError.
 void forgetOutcomes(Connection &list);
@@ -43,6 +44,29 @@ public:
 private:
     Connection &m_list;
     std::unique_ptr<SQLite::Statement> m_rows;
+};
+
+/// A recipient as a run needs them; a null field is empty.
+struct RecipientRow {
+    std::array<QString, 7> fields;
+    QString status;
+    QString remark;
+};
+
+/// Finds one recipient after the other by their number. Its connection must outlive it.
+class RecipientLookup
+{
+public:
+    explicit RecipientLookup(Connection &list);
+    ~RecipientLookup();
+    Q_DISABLE_COPY(RecipientLookup)
+
+    /// False when there is no such recipient. Throws StorageError.
+    bool find(qint64 mid, RecipientRow &recipient);
+
+private:
+    Connection &m_list;
+    std::unique_ptr<SQLite::Statement> m_select;
 };
 
 /// The line that an error log has for a record that a list refused, without its end: `number`, the

@@ -14,10 +14,10 @@
 #include "windowlayout.h"
 #include "windows.h"
 
-#include "interruptedrun.h"
 #include "jobstore.h"
 #include "operator.h"
 #include "programfolder.h"
+#include "runrecord.h"
 #include "sendmail.h"
 #include "sendrun.h"
 #include "yield.h"
@@ -220,17 +220,25 @@ void Main::load()
     Timer2.start();
 }
 
+/// Who may have got a message when the program was cut off is told at once.
 void Main::recoverRuns()
 {
-    try {
-        const QStringList names = recoverInterruptedRuns(m_seams.folder);
-        if (!names.isEmpty())
-            m_screen->setText(
-                RunScreen::Transport,
-                tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
-    } catch (const StorageError &) {
-        // What is wrong with the databases, the job list tells.
+    QStringList names;
+    QString doubts;
+    for (const CutOffRun &run : recoverInterruptedRuns(m_seams.folder)) {
+        names += run.jobName;
+        if (!run.inDoubt.isEmpty())
+            doubts += tr("\n%1 (job [%2])").arg(run.inDoubt, run.jobName);
     }
+    if (!names.isEmpty())
+        m_screen->setText(RunScreen::Transport,
+                          tr("Interrupted, now paused: %1").arg(names.join(QStringLiteral(", "))));
+    if (!doubts.isEmpty())
+        m_seams.op.tell(tr("The program was interrupted while a message was on its way. These may "
+                           "have got it; they are marked \"In doubt\" and are not sent it again "
+                           "unless you say so:\n") +
+                            doubts,
+                        tr("Job Manager"));
 }
 
 void Main::newJob()

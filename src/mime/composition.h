@@ -13,6 +13,7 @@ struct Letter {
     QString subject;
     bool html = false;
     QString body;
+    QByteArray messageId = {}; ///< before the "@"; empty for a random one
 };
 
 /// Turns letters into Internet messages: lines of at most 998 bytes that end in CRLF.
@@ -24,8 +25,8 @@ public:
     QByteArray compose(const Letter &letter, const AttachmentParts &attachments);
 
 private:
-    /// The fields that stay the same through a run; building them anew costs more than the rest.
-    const QByteArray &lastingFields(const Letter &letter);
+    /// What stays the same through a run; building it anew costs more than the rest.
+    void makeLastingFields(const Letter &letter);
 
     /// The local time, worked out once a second: asking for the time zone reads a file.
     const QByteArray &dateField();
@@ -34,6 +35,7 @@ private:
     QByteArray m_dateField;
     QString m_senderName;
     QByteArray m_sender;
+    QByteArray m_domain;
     QString m_subject;
     QByteArray m_fields;
 };

@@ -1,6 +1,7 @@
 #include "jobstore.h"
 
-#include "interruptedrun.h"
+#include "passplan.h"
+#include "runrecord.h"
 
 #include "connection.h"
 #include "listcatalogue.h"
@@ -166,23 +167,23 @@ void resetJob(const ProgramFolder &folder, JobRow &row)
         reset.setNumber(cell, 0);
     for (const JobCell cell : {JobCell::Progress, JobCell::Start, JobCell::End})
         reset[cell].clear();
+    Ledger ledger(list);
+    settleRuns(list);
     Transaction transaction(list);
     reset.setNumber(JobCell::Total, countRecipients(list));
     forgetOutcomes(list);
-    RunMarker::end(list, reset);
+    ledger.noteReset(row.number(JobCell::Id));
     transaction.commit();
-    forgetKept(folder, listId);
     storeJobRow(folder, reset);
-    RunMarker::clear(list, row.number(JobCell::Id));
+    ledger.markStored(row.number(JobCell::Id));
     row = reset;
 }
 
 std::optional<RepeatCounts> repeatOf(const ProgramFolder &folder, const JobRow &row)
 {
-    const QString &state = row[JobCell::Progress];
-    if (state != "Complete"_L1 && (state != "Paused"_L1 || row.number(JobCell::LastSentId) != 0))
-        return {};
     Connection list(folder.listConnectionString(row.number(JobCell::MaillistId)));
+    if (planOfStart(list, row).kind != RunKind::Start || row[JobCell::Progress].isEmpty())
+        return {};
     JobRow now = row;
     recountRecipients(list, now);
     const qint64 had = now.number(JobCell::Success);

@@ -39,6 +39,7 @@ struct RunProgress {
     /// 0 for what a command began, 1 for the rerun over its failures, 2, ... for further ones.
     int rerun = 0;
     bool failedOnly = false;
+    qint64 place = 0;    ///< the last recipient that a normal run has handled
     QString server;      ///< without user name and password
     QString address;     ///< the recipient at work, or the last one
     qint64 selected = 0; ///< the whole list or its failures; more than `toHandle` after a pause

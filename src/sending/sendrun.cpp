@@ -1,111 +1,80 @@
 #include "sendrun.h"
 
-#include "interruptedrun.h"
+#include "account.h"
 #include "jobstore.h"
-#include "mergefields.h"
-#include "sendlog.h"
 
 #include "clock.h"
 #include "connection.h"
-#include "keyset.h"
-#include "mailhost.h"
 #include "operator.h"
 #include "programfolder.h"
-#include "recipientrecords.h"
 #include "sendmail.h"
-#include "settings.h"
-#include "unsubscribelist.h"
-#include "yield.h"
 
+#include <QLocale>
 #include <QScopeGuard>
 
 #include <algorithm>
-#include <optional>
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace
 {
 
-/// What of a failure's explanation is stored with the recipient.
-constexpr qsizetype maxReason = 124;
-
-/// How long an outcome is tried to be written, how long each try waits for another program, and
-/// how long the window lives between two of them.
-constexpr std::chrono::milliseconds patience = 30s;
-constexpr std::chrono::milliseconds shortWait = 50ms;
-constexpr std::chrono::milliseconds longWait = 250ms;
-
-QString onOneLine(QString text)
+QString shown(qint64 number)
 {
-    return text.replace(u'\r', u' ').replace(u'\n', u' ');
-}
-
-void openLog(SendLog &log, const JobRow &row, bool failedOnly)
-{
-    log.open();
-    log.write({});
-    if (failedOnly)
-        log.write(u"Resend Fail Email"_s);
-    log.write(u"Job : "_s + row[JobCell::Name]);
-    log.write(u"Email Subject : "_s + row[JobCell::Subject]);
+    return QLocale().toString(number);
 }
 
 } // namespace
 
 SendRun::SendRun(const ProgramFolder &folder, SendMail &mail, const LiveSettings &settings,
-                 Operator &op, RunView &view, Clock &clock, Yield &yield, RunPace pace)
-    : m_folder(folder)
-    , m_mail(mail)
-    , m_settings(settings)
-    , m_operator(op)
+                 Operator &op, RunView &view, Clock &clock, Yield &yield, const RunOptions &options)
+    : m_settings(settings)
     , m_view(view)
-    , m_clock(clock)
-    , m_yield(yield)
-    , m_pace(pace)
+    , m_options(options)
+    , m_display(view, options.show)
+    , m_seams{folder, mail, op, view, clock, yield, m_options, m_display, m_control}
 {
-    connect(&m_mail, &SendMail::SendFailed, this, [this](const QString &explanation) {
-        m_sendFailed = true;
-        m_progress.reason = onOneLine(QString(explanation).remove(u'"').left(maxReason));
-    });
-    m_showTimer.setSingleShot(true);
-    connect(&m_showTimer, &QTimer::timeout, this, [this] {
-        if (!m_isShown)
-            show();
-    });
 }
 
 SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, bool failedOnly)
 {
     m_running = true;
-    m_progress = {};
-    m_progress.row = row;
-    m_progress.failedOnly = failedOnly;
     const auto finish = qScopeGuard([this] { m_running = false; });
+    m_display.progress = {};
+    m_display.progress.row = row;
+    m_isAsked = false;
+    m_plan = {};
     std::optional<ListLock> lock;
     try {
-        lock.emplace(m_folder, row.number(JobCell::MaillistId));
+        lock.emplace(m_seams.folder, row.number(JobCell::MaillistId));
     } catch (const StorageError &e) {
-        m_operator.tell(e.description());
+        m_seams.op.tell(e.description());
         return Result::ListInUse;
     }
     try {
-        Connection system(m_folder.systemConnectionString());
-        m_progress.row = loadJob(system, row.number(JobCell::Id));
+        Connection system(m_seams.folder.systemConnectionString());
+        JobRow &stored = m_display.progress.row;
+        stored = loadJob(system, row.number(JobCell::Id));
         system.close();
-        adoptRun(m_folder, m_progress.row);
-        if (!isAsShown(row, m_progress.row))
+        Connection list(m_seams.folder.listConnectionString(row.number(JobCell::MaillistId)));
+        if (Ledger::isIn(list)) {
+            settleRuns(list);
+            adoptRun(m_seams.folder, list, stored);
+        }
+        m_plan.kind = RunKind::Resend;
+        if (!failedOnly)
+            m_plan = planOfStart(list, stored);
+        m_display.progress.failedOnly = m_plan.isOverFailures();
+        if (!isAsShown(row, stored))
             return Result::Declined;
     } catch (const StorageError &e) {
-        m_operator.tell(e.report(), u"Error"_s);
+        m_seams.op.tell(e.report(), u"Error"_s);
         return Result::StorageFailed;
     }
-    for (;; ++m_progress.rerun) {
+    for (;;) {
         const Result result = runPass(message);
         if (result != Result::Complete || !isRerunWanted())
             return result;
-        m_progress.failedOnly = true;
     }
 }
 
@@ -119,11 +88,11 @@ bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
                     [&](JobCell cell) { return shown[cell] == stored[cell]; }))
         return true;
     m_view.showRow(stored);
-    const bool isRepeat = !m_progress.failedOnly && repeatOf(m_folder, stored);
+    const bool isRepeat = m_plan.kind == RunKind::Start && repeatOf(m_seams.folder, stored);
     const QString text = u"Job [%1] has changed since it was shown here. Now it "
                          "is %2: of %3 recipients %4 have had the email, and %5 failed.%6"_s;
     const QStringList buttons = {u"Start"_s, u"Cancel"_s};
-    return m_operator.choose(
+    return m_seams.op.choose(
                text.arg(stored[JobCell::Name],
                         stored[JobCell::Progress].isEmpty()
                             ? u"not started"_s
@@ -133,280 +102,217 @@ bool SendRun::isAsShown(const JobRow &shown, const JobRow &stored)
                u"Job Manager"_s, buttons, 1) == 0;
 }
 
-bool SendRun::isRerunWanted()
+/// What a pass needs that may be missing.
+std::optional<SendRun::Result> SendRun::obstacle(const JobMessage &message,
+                                                 const Settings &settings)
 {
-    if (m_ending)
-        return false;
-    if (m_progress.pass.failed == 0) {
-        m_operator.tell(u"Job [%1] completed successfully."_s.arg(m_progress.row[JobCell::Name]));
-        return false;
+    if (settings.smtpServer.isEmpty()) {
+        m_seams.op.tell(u"Please enter a SMTP server in the Options Window and send again !"_s);
+        m_view.openOptions();
+        return Result::NoServer;
     }
-    if (m_progress.rerun == 0)
+    if (const QString path = message.missingAttachment(); !path.isEmpty()) {
+        m_seams.op.tell(u"Attachment not found : %1 !"_s.arg(path));
+        return Result::MissingAttachment;
+    }
+    m_unsubscribed.emplace(settings.unsubscribed);
+    try {
+        m_unsubscribed->add(loadUnsubscribeList(m_seams.folder));
+    } catch (const StorageError &e) {
+        m_seams.op.tell(e.description());
+        return Result::NoUnsubscribeList;
+    }
+    return {};
+}
+
+/// Asks what the command that began the run leaves open.
+bool SendRun::isPlanWanted(Connection &list, const SentContent &content)
+{
+    if (std::exchange(m_isAsked, true))
         return true;
-    return m_operator.ask(u"There are %1 fail emails.\r\n"
-                          "Do you want to resend fail emails ?"_s.arg(m_progress.pass.failed),
-                          u"Resend fail emails "_s);
+    if (m_plan.kind == RunKind::Resend && m_plan.pass == 0)
+        m_plan.withDoubts = areDoubtsWanted(countRecipients(list, Ledger::inDoubt()));
+    if (m_plan.kind == RunKind::Resend && m_plan.pass == 0)
+        return true;
+    const ChangedContent changed = changedContent(list, m_display.progress.row, m_plan, content);
+    if (changed.haveOld == 0 || changed.left == 0 || m_options.sendChanged)
+        return true;
+    return m_seams.op.choose(u"%1 have the old text. Send the new one to the %2 left?"_s.arg(
+                                 shown(changed.haveOld), shown(changed.left)),
+                             u"Job Manager"_s, {u"Yes"_s, u"No"_s}, 1) == 0;
+}
+
+bool SendRun::areDoubtsWanted(qint64 inDoubt)
+{
+    if (inDoubt == 0 || m_options.doubts != RunOptions::Doubts::Ask)
+        return m_options.doubts == RunOptions::Doubts::Send;
+    return m_seams.op.ask(
+        (inDoubt == 1 ? u"1 recipient is in doubt: the email may have arrived.\r\n"
+                        "Do you want to send it again?"_s
+                      : u"%1 recipients are in doubt: the email may have "
+                        "arrived.\r\nDo you want to send it to them again?"_s.arg(shown(inDoubt))),
+        u"Resend fail emails "_s);
 }
 
 SendRun::Result SendRun::runPass(const JobMessage &message)
 {
     const Settings settings = m_settings.current();
-    if (settings.smtpServer.isEmpty()) {
-        m_operator.tell(u"Please enter a SMTP server in the Options Window and send again !"_s);
-        m_view.openOptions();
-        return Result::NoServer;
-    }
-    if (const QString path = message.missingAttachment(); !path.isEmpty()) {
-        m_operator.tell(u"Attachment not found : %1 !"_s.arg(path));
-        return Result::MissingAttachment;
-    }
-
-    UnsubscribeList unsubscribed(settings.unsubscribed);
-    try {
-        unsubscribed.add(loadUnsubscribeList(m_folder));
-    } catch (const StorageError &e) {
-        m_operator.tell(e.description());
-        return Result::NoUnsubscribeList;
-    }
-
-    JobRow &row = m_progress.row;
-    m_stopRequested = m_ending;
-    m_unrecorded.clear();
-    m_progress.pass = {};
-    m_progress.last = RunProgress::Outcome::None;
-    m_progress.reason.clear();
-    m_view.beginPass(row);
+    if (const auto found = obstacle(message, settings))
+        return *found;
+    RunProgress &progress = m_display.progress;
+    JobRow &row = progress.row;
     const JobRow before = row;
+    m_unrecorded.clear();
+    QString trouble;
+    bool hasBegun = false;
     try {
-        send(message, settings, unsubscribed);
-        finish();
+        Connection list(m_seams.folder.listConnectionString(row.number(JobCell::MaillistId)));
+        const SentContent content = contentOf(message);
+        if (!isPlanWanted(list, content))
+            return Result::Declined;
+        m_control.isStopRequested = m_ending;
+        progress.pass = {};
+        progress.last = RunProgress::Outcome::None;
+        progress.reason.clear();
+        progress.rerun = m_plan.rerun;
+        progress.failedOnly = m_plan.isOverFailures();
+        progress.place = row.number(JobCell::LastSentId);
+        m_view.beginPass(row);
+        hasBegun = true;
+        row[JobCell::Progress] = u"Sending"_s;
+        row[JobCell::Start] = jobTimeStamp(m_seams.clock.now());
+        BegunPass begun = beginPass(list, row, m_plan, content);
+        SendPass pass(m_seams, list, begun, message, settings, *m_unsubscribed);
+        progress.selected = progress.failedOnly ? progress.toHandle : countRecipients(list);
+        row.setNumber(JobCell::Total, progress.selected);
+        if (m_plan.kind == RunKind::Rerun && progress.whole.sent() == 0)
+            progress.whole.failed = progress.toHandle;
+        const auto keepUnrecorded = qScopeGuard([&] { m_unrecorded = pass.unrecorded(); });
+        pass.run();
+        trouble = pass.trouble();
+        finish(begun.run, pass.isCutShort());
     } catch (const StorageError &e) {
+        if (!hasBegun) {
+            m_view.beginPass(row);
+            m_display.progress.pass = {};
+        }
         stopOnError(before, e);
         return Result::StorageFailed;
     }
-    endPass(true);
+    m_display.show(RunProgress::Phase::Ended);
+    m_view.endPass(row, true);
+    if (!trouble.isEmpty() && !m_ending)
+        m_seams.op.tell(
+            u"Job [%1] is paused, because the server takes no email at the moment: "
+            "%2\r\n\"Start\" goes on where it stopped."_s.arg(row[JobCell::Name], trouble));
     return row[JobCell::Progress] == "Paused"_L1 ? Result::Paused : Result::Complete;
-}
-
-void SendRun::send(const JobMessage &message, const Settings &settings,
-                   const UnsubscribeList &unsubscribed)
-{
-    JobRow &row = m_progress.row;
-    const bool failedOnly = m_progress.failedOnly;
-    const QString listDatabase = m_folder.listConnectionString(row.number(JobCell::MaillistId));
-    Connection list(listDatabase);
-
-    row[JobCell::Progress] = u"Sending"_s;
-    row[JobCell::Start] = jobTimeStamp(m_clock.now());
-    const QString failures = u" where status='F' "_s;
-    m_progress.selected = countRecipients(list, failedOnly ? failures : QString());
-    row.setNumber(JobCell::Total, m_progress.selected);
-    Keyset recipients(listDatabase, u"*"_s,
-                      failedOnly ? failures : u" where mid > "_s + row[JobCell::LastSentId]);
-    m_progress.toHandle = recipients.size();
-    if (m_progress.rerun > 0)
-        m_progress.whole.failed = m_progress.toHandle;
-    RunMarker::begin(list, row.number(JobCell::Id), row[JobCell::Start],
-                     row.number(JobCell::LastSentId));
-    OutcomeWriter outcomes(m_folder, list, row, !failedOnly);
-    // From here record() waits, and the window lives.
-    list.execute(u"pragma busy_timeout=%1"_s.arg(shortWait.count()));
-
-    const MergeFields fields(message.body);
-    connectTransport(message, settings);
-    const auto disconnect = qScopeGuard([this] { m_mail.Disconnect(); });
-    SendLog log(m_folder, m_clock);
-    if (settings.logOutgoing)
-        openLog(log, row, failedOnly);
-
-    m_elapsed.start();
-    for (qsizetype i = 0; i < recipients.size(); ++i) {
-        const Record *recipient = recipients.row(i);
-        if (!recipient)
-            continue; // deleted since the run began
-        m_progress.address = recipient->text(u"email"_s);
-        m_progress.reason.clear();
-        show(RunProgress::Phase::Sending);
-        const bool success = sendToOne(*recipient, fields, unsubscribed, message.subject);
-        count(success);
-        const auto writeLog = qScopeGuard([&] {
-            const QString status = QLatin1String(success ? "S" : "F");
-            log.write(m_progress.address + u'\t' + status + u'\t' + m_progress.reason);
-            if (!m_unrecorded.isEmpty())
-                log.write(m_unrecorded);
-        });
-        record(outcomes, recipients.key(i), success);
-        if (!success)
-            m_view.noteFailure(m_progress.address, m_progress.reason);
-        show();
-        if (m_stopRequested)
-            break;
-        if (m_progress.pass.sent() % m_pace.batchSize == 0)
-            reconnect();
-    }
-}
-
-/// The message has gone: what became of it is written for as long as a person would wait.
-void SendRun::record(OutcomeWriter &outcomes, qint64 mid, bool success)
-{
-    const QString status = QLatin1String(success ? "S" : "F");
-    for (auto waited = 0ms;; waited += longWait + shortWait) {
-        try {
-            outcomes.write(mid, status, m_progress.reason);
-            break;
-        } catch (const StorageError &) {
-            const bool isKept = outcomes.keep(mid, status, m_progress.reason);
-            if (waited >= patience) {
-                m_unrecorded =
-                    u"That %1 %2 could not be recorded in the maillist. It is recorded when the "
-                    "job is started again."_s;
-                if (!isKept)
-                    m_unrecorded = u"That %1 %2 could not be recorded anywhere. The job begins "
-                                   "with this recipient when it is started again."_s;
-                m_unrecorded = m_unrecorded.arg(m_progress.address,
-                                                success ? u"got the email"_s : u"failed"_s);
-                throw;
-            }
-        }
-        show(RunProgress::Phase::WaitingForList);
-        m_clock.wait(longWait, m_yield);
-    }
-    m_progress.phase = RunProgress::Phase::Sending;
-    if (!m_progress.failedOnly)
-        m_progress.row.setNumber(JobCell::LastSentId, mid);
 }
 
 /// Stores how the run ended. The list says it first, so that whatever cuts this off, the job gets
 /// it in the end.
-void SendRun::finish()
+void SendRun::finish(LedgerRun &run, bool isCutShort)
 {
-    JobRow ended = m_progress.row;
-    Connection list(m_folder.listConnectionString(ended.number(JobCell::MaillistId)));
+    const RunProgress &progress = m_display.progress;
+    JobRow ended = progress.row;
+    Connection list(m_seams.folder.listConnectionString(ended.number(JobCell::MaillistId)));
     recountRecipients(list, ended);
-    ended[JobCell::End] = jobTimeStamp(m_clock.now());
-    const bool complete = m_progress.pass.sent() >= m_progress.selected || !m_stopRequested;
-    if (complete && !m_progress.failedOnly)
-        ended.setNumber(JobCell::LastSentId, 0);
-    ended[JobCell::Progress] = complete ? u"Complete"_s : u"Paused"_s;
-    RunMarker::end(list, ended);
-    m_progress.row = ended;
-    storeJobRow(m_folder, ended);
+    ended[JobCell::End] = jobTimeStamp(m_seams.clock.now());
+    const bool isComplete =
+        !isCutShort && (progress.pass.sent() >= progress.selected || !m_control.isStopRequested);
+    if (!progress.failedOnly)
+        ended.setNumber(JobCell::LastSentId, isComplete ? 0 : progress.place);
+    ended[JobCell::Progress] = isComplete ? u"Complete"_s : u"Paused"_s;
+    run.ended = ended[JobCell::End];
+    run.how = ended[JobCell::Progress];
+    run.place = ended.number(JobCell::LastSentId);
+    Ledger ledger(list);
+    ledger.end(run);
+    m_display.progress.row = ended;
+    storeJobRow(m_seams.folder, ended);
     try {
-        RunMarker::clear(list, ended.number(JobCell::Id));
+        ledger.markStored(run.jobId);
     } catch (const StorageError &) {
-        // It says what the job is, until the next run clears it.
+        // It is stored once more when the next run begins.
     }
-}
-
-void SendRun::endPass(bool isStored)
-{
-    m_showTimer.stop();
-    show(RunProgress::Phase::Ended);
-    m_view.endPass(m_progress.row, isStored);
-}
-
-void SendRun::connectTransport(const JobMessage &message, const Settings &settings)
-{
-    m_progress.server = shownMailHost(settings.smtpServer);
-    m_elapsed.start();
-    show(RunProgress::Phase::Connecting);
-    m_mail.Host = settings.smtpServer;
-    m_mail.SenderAddress = message.senderAddress;
-    m_mail.SenderName = message.senderName;
-    m_mail.HtmlBody = message.format == "HTML"_L1;
-    m_mail.AddressCheck = settings.validateAddresses ? 1 : 0;
-    m_mail.Attachments = message.attachmentPaths().join(u';');
-    m_mail.Authenticate = settings.requireLogon;
-    if (settings.requireLogon) {
-        m_mail.UserName = settings.account;
-        m_mail.Password = settings.password;
-    }
-    m_mail.Connect(); // where it fails, each send fails with the reason
-}
-
-void SendRun::reconnect()
-{
-    show(RunProgress::Phase::Waiting);
-    m_mail.Disconnect();
-    m_yield.yield();
-    m_clock.wait(m_pace.batchPause, m_yield);
-    m_mail.Connect();
-}
-
-bool SendRun::sendToOne(const Record &recipient, const MergeFields &fields,
-                        const UnsubscribeList &unsubscribed, const QString &subject)
-{
-    try {
-        const QString address = recipient.text(u"email"_s);
-        const QString body = fields.personalise(recipient, m_clock.now().date());
-        if (unsubscribed.contains(address)) {
-            m_progress.reason = u"Un-subscribed Email"_s;
-            m_yield.yield();
-            return false;
-        }
-        m_sendFailed = false;
-        m_mail.Recipient = address;
-        m_mail.Subject = subject;
-        m_mail.Body = body;
-        m_mail.Send();
-        m_yield.yield();
-        return !m_sendFailed;
-    } catch (const std::exception &e) {
-        m_progress.reason = onOneLine(QString::fromUtf8(e.what()));
-        return false;
-    }
-}
-
-void SendRun::count(bool success)
-{
-    using Outcome = RunProgress::Outcome;
-    m_progress.last = success ? Outcome::Success : Outcome::Failed;
-    ++(success ? m_progress.pass.succeeded : m_progress.pass.failed);
-    const bool isKnownFailure = m_progress.rerun > 0;
-    if (success)
-        ++m_progress.whole.succeeded;
-    if (success == isKnownFailure)
-        m_progress.whole.failed += success ? -1 : 1;
-}
-
-void SendRun::show(RunProgress::Phase phase)
-{
-    m_progress.phase = phase;
-    show();
-}
-
-void SendRun::show()
-{
-    m_isShown = !m_showTimer.isActive();
-    if (!m_isShown)
-        return;
-    m_progress.elapsed = std::chrono::milliseconds(m_elapsed.elapsed());
-    m_view.showProgress(m_progress);
-    if (m_pace.show.count() > 0)
-        m_showTimer.start(m_pace.show);
 }
 
 void SendRun::stopOnError(const JobRow &before, const StorageError &error)
 {
-    JobRow &row = m_progress.row;
+    JobRow &row = m_display.progress.row;
     const bool isEnded = row[JobCell::Progress] != "Sending"_L1; // and was not stored
-    if (!isEnded && m_progress.pass.sent() == 0) {
+    if (!isEnded) {
+        const bool isTouched = m_display.progress.pass.sent() > 0;
+        const QString start = row[JobCell::Start];
         row = before;
-    } else if (!isEnded) {
-        row[JobCell::Progress] = u"Paused"_s;
-        row[JobCell::Total] = before[JobCell::Total];
-        row[JobCell::End] = jobTimeStamp(m_clock.now());
+        if (isTouched) {
+            row[JobCell::Start] = start;
+            row[JobCell::Progress] = u"Paused"_s;
+            row[JobCell::End] = jobTimeStamp(m_seams.clock.now());
+        }
         try {
-            Connection list(m_folder.listConnectionString(row.number(JobCell::MaillistId)));
-            recountRecipients(list, row);
-            storeJobRow(m_folder, row);
+            // As if it were cut off, which it is.
+            Connection list(m_seams.folder.listConnectionString(row.number(JobCell::MaillistId)));
+            if (Ledger::isIn(list)) {
+                settleRuns(list);
+                adoptRun(m_seams.folder, list, row);
+            }
         } catch (const StorageError &) {
             // The next start of the job finds the rest in the list.
         }
     }
-    endPass(false);
+    m_display.show(RunProgress::Phase::Ended);
+    m_view.endPass(row, false);
     QString text = error.report();
     if (!m_unrecorded.isEmpty())
         text += u"\r\n"_s + m_unrecorded;
-    m_operator.tell(text, u"Error"_s);
+    m_seams.op.tell(text, u"Error"_s);
+}
+
+/// Plans the rerun over the temporary failures of the series, where there are any; otherwise tells
+/// how the job ended.
+bool SendRun::isRerunWanted()
+{
+    if (m_ending)
+        return false;
+    const JobRow &row = m_display.progress.row;
+    Account account;
+    qint64 temporary = 0;
+    QString doubtful;
+    try {
+        Connection list(m_seams.folder.listConnectionString(row.number(JobCell::MaillistId)));
+        const Ledger ledger(list);
+        const auto series = ledger.seriesOf(row.number(JobCell::Id));
+        if (!series)
+            return false;
+        account = accountOf(list, series->number);
+        temporary = countRecipients(list, ledger.temporaryFailures(*series, false));
+        const Recordset doubts(list, u"select email from email"_s + ledger.inDoubt(*series));
+        if (!doubts.atEnd())
+            doubtful = doubts.current().text(u"email"_s);
+    } catch (const StorageError &e) {
+        m_seams.op.tell(e.report(), u"Error"_s);
+        return false;
+    }
+    if (temporary == 0) {
+        QString text = u"Job [%1] completed successfully."_s.arg(row[JobCell::Name]);
+        if (account.failed + account.inDoubt > 0)
+            text = u"Job [%1] is complete: %2 sent, %3 failed for good."_s.arg(
+                row[JobCell::Name], shown(account.sent), shown(account.failed));
+        if (account.inDoubt > 0)
+            text += u"\r\n%1 in doubt, who may have got it (%2%3). \"Resend Fail\" asks whether to "
+                    "send it again."_s.arg(shown(account.inDoubt), doubtful,
+                                           account.inDoubt > 1 ? u", ..."_s : QString());
+        m_seams.op.tell(text);
+        return false;
+    }
+    const bool isFirst = m_plan.rerun == 0;
+    m_plan = {RunKind::Rerun, m_plan.rerun + 1, 0, false};
+    if (isFirst)
+        return true;
+    if (!m_seams.op.ask(u"There are %1 fail emails.\r\n"
+                        "Do you want to resend fail emails ?"_s.arg(temporary),
+                        u"Resend fail emails "_s))
+        return false;
+    m_plan.withDoubts = areDoubtsWanted(account.inDoubt);
+    return true;
 }

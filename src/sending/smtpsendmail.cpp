@@ -1,7 +1,5 @@
 #include "smtpsendmail.h"
 
-#include "addresscheck.h"
-
 #include <QScopedValueRollback>
 
 SmtpSendMail::SmtpSendMail(Yield &yield, QObject *parent, const Smtp::Times &times)
@@ -24,9 +22,13 @@ bool SmtpSendMail::Connect()
     if (m_busy)
         return false;
     const QScopedValueRollback busy(m_busy, true);
-    const QString fault = m_session.open(account());
-    emit Status(fault.isEmpty() ? QStringLiteral("Connected") : fault);
-    return fault.isEmpty();
+    m_sender.clear();
+    SendResult fault;
+    const bool isOpen = m_session.open(account(), fault);
+    if (!isOpen)
+        Result = fault;
+    emit Status(isOpen ? QStringLiteral("Connected") : fault.explanation);
+    return isOpen;
 }
 
 void SmtpSendMail::Disconnect()
@@ -35,6 +37,7 @@ void SmtpSendMail::Disconnect()
         return;
     const QScopedValueRollback busy(m_busy, true);
     m_session.quit();
+    IsNextDue = false;
     emit Status(QStringLiteral("Disconnected"));
 }
 
@@ -45,29 +48,55 @@ void SmtpSendMail::Send()
         return;
     }
     const QScopedValueRollback busy(m_busy, true);
-    const QString fault = sendOne();
-    if (fault.isEmpty()) {
+    SendResult result = sendOne();
+    IsNextDue = m_session.isNextDue();
+    Result = std::move(result);
+    if (Result.kind == SendResult::Kind::Sent) {
         emit SendSuccesful();
     } else {
-        emit Status(fault);
-        emit SendFailed(fault);
+        emit Status(Result.explanation);
+        emit SendFailed(Result.explanation);
     }
 }
 
-QString SmtpSendMail::sendOne()
+/// Why the sender or the attachments, which are everybody's, cannot be used.
+QString SmtpSendMail::checkValues()
 {
-    const auto rules = AddressCheck == 1 ? AddressRules::Shape : AddressRules::Always;
-    if (const QString fault = addressFault(Recipient, rules); !fault.isEmpty())
-        return QStringLiteral("The recipient address %1").arg(fault);
+    if (m_session.isOpen() && !m_sender.isEmpty() && SenderAddress == m_checkedSender &&
+        Attachments == m_checkedAttachments)
+        return {};
+    m_sender.clear();
     if (const QString fault = addressFault(SenderAddress, AddressRules::Always); !fault.isEmpty())
         return QStringLiteral("The sender address %1").arg(fault);
     if (const QString fault = m_attachments.load(Attachments, m_session.pace()); !fault.isEmpty())
         return fault;
+    m_checkedSender = SenderAddress;
+    m_checkedAttachments = Attachments;
+    m_sender = wireAddress(SenderAddress);
+    return {};
+}
 
-    const QByteArray sender = wireAddress(SenderAddress);
-    const QByteArray recipient = wireAddress(Recipient);
-    const QByteArray message =
-        m_composer.compose({SenderName, sender, recipient, Subject, HtmlBody, Body}, m_attachments);
+SendResult SmtpSendMail::sendOne()
+{
+    SendResult fault;
+    const auto rules = AddressCheck == 1 ? AddressRules::Shape : AddressRules::Always;
+    if (const QString text = addressFault(Recipient, rules); !text.isEmpty())
+        fault = {SendResult::Kind::Refused, QStringLiteral("The recipient address %1").arg(text)};
+    else if (const QString reason = checkValues(); !reason.isEmpty())
+        fault = {SendResult::Kind::NoSession, reason};
+    if (fault.kind != SendResult::Kind::Sent) {
+        if (m_session.isNextDue())
+            m_session.quit();
+        return fault;
+    }
+
+    SmtpMessage message{.envelope = {m_sender, wireAddress(Recipient)}, .isWanted = MessageDue};
+    if (!Next.isEmpty() && addressFault(Next, rules).isEmpty())
+        message.next = wireAddress(Next);
+    message.text = m_composer.compose(
+        {SenderName, m_sender, message.envelope.recipient, Subject, HtmlBody, Body, MessageId},
+        m_attachments);
+    message.parts = m_attachments.parts();
     m_session.pace().step();
-    return m_session.deliver(account(), {sender, recipient}, message, m_attachments.parts());
+    return m_session.deliver(account(), std::move(message));
 }

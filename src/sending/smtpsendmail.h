@@ -1,5 +1,6 @@
 #pragma once
 
+#include "addresscheck.h"
 #include "attachmentparts.h"
 #include "composition.h"
 #include "sendmail.h"
@@ -22,10 +23,14 @@ public:
 
 private:
     SmtpAccount account() const;
-    QString sendOne();
+    QString checkValues();
+    SendResult sendOne();
 
     SmtpSession m_session;
     Composer m_composer;
     AttachmentParts m_attachments;
+    QString m_checkedSender;
+    QString m_checkedAttachments;
+    QByteArray m_sender; ///< as it goes over the wire; empty where the values are to be checked
     bool m_busy = false;
 };

@@ -28,6 +28,20 @@ bool isAscii(QStringView text)
     return std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < 0x80; });
 }
 
+/// Whether it is made of what needs no closer look: nearly all addresses are.
+bool isPlain(QStringView address)
+{
+    int separators = 0;
+    for (const QChar c : address) {
+        if (c == u'@')
+            ++separators;
+        else if (!((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') ||
+                   (c >= u'-' && c <= u'9' && c != u'/') || c == u'_' || c == u'+'))
+            return false;
+    }
+    return separators <= 1 && !address.isEmpty() && address.size() <= longestWritable;
+}
+
 QStringView withoutOuterBlanks(QStringView text)
 {
     while (!text.isEmpty() && isBlank(text.front()))
@@ -144,6 +158,8 @@ QString shapeFault(QStringView address, qsizetype separator)
 
 QString addressFault(const QString &address, AddressRules rules)
 {
+    if (rules == AddressRules::Always && isPlain(address))
+        return {};
     const QStringView bare = withoutOuterBlanks(address);
     if (bare.isEmpty())
         return QStringLiteral("is empty");

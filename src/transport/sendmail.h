@@ -24,9 +24,11 @@ struct SendResult {
     };
 
     Kind kind = Kind::Sent;
-    QString explanation; ///< what SendFailed told; empty for Sent
-    QString reply; ///< the server's whole reply that decided it, without secrets; may be empty
-    int code = 0;  ///< of that reply; 0 where there is none
+    QString explanation = {}; ///< what SendFailed told; empty for Sent
+    /// The server's whole reply that decided it, on one line and without secrets; for Sent too.
+    /// Empty where no reply did.
+    QString reply = {};
+    int code = 0; ///< of that reply; 0 where there is none
     /// The login was refused (530, 534, 535): another try would not change it.
     bool isLoginRefused = false;
     /// Refused or Deferred at RCPT in words that many servers have for everybody: 530, an enhanced
@@ -67,7 +69,10 @@ public:
     QString Password;
     QString Recipient;
     /// The recipient of the Send that follows at once, so that the server can be asked for it
-    /// together with the end of this message; empty where nothing follows at once.
+    /// together with the end of this message; empty where nothing follows at once. What the server
+    /// says to it is kept for that Send: a refusal, or a session lost over it, is told there
+    /// without another word to the server. A Send to somebody else, or with other values for the
+    /// session or the sender, takes it back.
     QString Next;
     QString Subject;
     QString Body;
@@ -75,15 +80,19 @@ public:
     /// own.
     QByteArray MessageId;
 
-    /// Asked when the server waits for the message, before its first byte goes out. False closes
-    /// the link: the message is not sent. May run for as long as it wants. Not set: true.
+    /// Asked when the server waits for the message, before its first byte goes out, also where it
+    /// has waited since the Send before (IsNextDue). False closes the link: the message is not
+    /// sent, and the Send fails as NotWanted. May run for as long as it wants, but the server does
+    /// not wait for ever: whose link is found gone after it is not in doubt. Must not throw. Not
+    /// set: true.
     std::function<bool()> MessageDue;
 
-    /// Of the last Send.
+    /// Of the last Send, or of a Connect after it that failed (so that a refused login need not be
+    /// tried again to be seen).
     SendResult Result;
-    /// After a Send with `Next`: the server waits for Next's message, so that the next Send writes
-    /// its first byte at once, when MessageDue allows it. Disconnect then closes the link without
-    /// another word, and nobody gets an empty message.
+    /// After a Send with `Next`, whatever became of that Send: the server waits for Next's message,
+    /// so that the next Send writes its first byte at once, when MessageDue allows it. Disconnect
+    /// then closes the link without another word, and nobody gets an empty message.
     bool IsNextDue = false;
 
     /// Opens the session (and logs in). Returns whether it is open; the reason of a failure is

@@ -2,9 +2,13 @@
 
 #include "openingfault.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace
@@ -17,6 +21,9 @@ using std::chrono::milliseconds;
 // server on the same machine.
 constexpr std::chrono::microseconds eagerTime{25};
 constexpr size_t receiveSize = 16 * 1024;
+// An encrypted block of up to this size goes out as a whole or not at all, so that the count of
+// what went out is true.
+constexpr qsizetype largestWrite = 16 * 1024;
 constexpr qsizetype longestReplyLine = 64 * 1024;
 
 // Every method that proves a password. Left out are those that use a ticket of the system's own
@@ -29,7 +36,7 @@ constexpr std::chrono::hours libraryLimit{24};
 
 QString spelledOut(milliseconds time)
 {
-    if (time >= Smtp::times[Smtp::Data])
+    if (time >= std::chrono::minutes(2))
         return QStringLiteral("%1 minutes").arg(time.count() / 60'000);
     return QStringLiteral("%1 seconds").arg(std::max<qint64>(1, (time.count() + 500) / 1000));
 }
@@ -169,8 +176,10 @@ bool SmtpConnection::runOpening()
             step = Smtp::Greet;
             m_openingBegin = Pace::Clock::now();
         }
-        if (Pace::Clock::now() >= m_openingBegin + m_times[step])
-            return failLate(step);
+        if (Pace::Clock::now() >= m_openingBegin + m_times[step]) {
+            close();
+            return noteLate(step);
+        }
         curl_multi_poll(m_multi, nullptr, 0, static_cast<int>(Interval::frame.count()), nullptr);
         m_pace.step();
     }
@@ -185,33 +194,50 @@ bool SmtpConnection::waitFor(short events, Smtp::Step step, Instant begin)
 {
     const auto left = std::chrono::ceil<milliseconds>(begin + m_times[step] - Pace::Clock::now());
     if (left.count() <= 0)
-        return failLate(step);
+        return noteLate(step);
+#ifdef TCP_QUICKACK
+    // Some servers send the second of several replies only when the first was acknowledged, and
+    // the system would do that after 40 ms. It forgets the wish with each acknowledgement.
+    const int on = 1;
+    if (events == POLLIN)
+        ::setsockopt(m_socket, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+#endif
     pollfd descriptor{m_socket, events, 0};
     ::poll(&descriptor, 1, static_cast<int>(std::min(left, Interval::frame).count()));
     m_pace.step();
     return true;
 }
 
-bool SmtpConnection::write(QByteArrayView bytes, Smtp::Step step)
+qsizetype SmtpConnection::write(QByteArrayView bytes, Smtp::Step step)
 {
-    if (!isOpen())
-        return false;
+    const qsizetype all = bytes.size();
     auto begin = Pace::Clock::now();
-    while (!bytes.isEmpty()) {
+    while (isOpen() && !m_isBroken && !bytes.isEmpty()) {
         size_t sent = 0;
-        const CURLcode code =
-            curl_easy_send(m_easy, bytes.data(), static_cast<size_t>(bytes.size()), &sent);
+        const CURLcode code = curl_easy_send(
+            m_easy, bytes.data(), static_cast<size_t>(std::min(bytes.size(), largestWrite)), &sent);
         if (code == CURLE_AGAIN) {
-            if (!waitFor(POLLOUT, step, begin))
-                return false;
-            continue;
+            m_isBroken = !waitFor(POLLOUT, step, begin);
+        } else if (code != CURLE_OK) {
+            m_isBroken = !noteLost();
+        } else {
+            bytes = bytes.sliced(static_cast<qsizetype>(sent));
+            begin = Pace::Clock::now();
         }
-        if (code != CURLE_OK)
-            return failLost();
-        bytes = bytes.sliced(static_cast<qsizetype>(sent));
-        begin = Pace::Clock::now();
     }
-    return true;
+    return all - bytes.size();
+}
+
+/// Takes what has come. CURLE_AGAIN: nothing.
+CURLcode SmtpConnection::receive()
+{
+    char buffer[receiveSize];
+    size_t count = 0;
+    const CURLcode code = curl_easy_recv(m_easy, buffer, sizeof buffer, &count);
+    if (code == CURLE_OK && count == 0)
+        return CURLE_RECV_ERROR; // the server has closed the link
+    m_received.append(buffer, static_cast<qsizetype>(count));
+    return code;
 }
 
 bool SmtpConnection::receive(Smtp::Step step, Instant begin)
@@ -219,19 +245,36 @@ bool SmtpConnection::receive(Smtp::Step step, Instant begin)
     m_received.remove(0, m_consumed);
     m_consumed = 0;
     const auto eagerUntil = Pace::Clock::now() + eagerTime;
-    char buffer[receiveSize];
+    bool isInTime = !m_isBroken;
     for (;;) {
-        size_t count = 0;
-        const CURLcode code = curl_easy_recv(m_easy, buffer, sizeof buffer, &count);
-        if (code == CURLE_OK && count > 0) {
-            m_received.append(buffer, static_cast<qsizetype>(count));
+        const CURLcode code = receive();
+        if (code == CURLE_OK)
             return true;
-        }
-        if (code != CURLE_AGAIN)
-            return failLost();
-        if (Pace::Clock::now() >= eagerUntil && !waitFor(POLLIN, step, begin))
+        if (code != CURLE_AGAIN && isInTime)
+            noteLost();
+        if (code != CURLE_AGAIN || !isInTime) {
+            close();
             return false;
+        }
+        if (Pace::Clock::now() >= eagerUntil)
+            isInTime = waitFor(POLLIN, step, begin);
     }
+}
+
+bool SmtpConnection::isQuiet()
+{
+    if (!isOpen() || m_consumed < m_received.size())
+        return false;
+    // A look at the socket: most often there is nothing, and the library needs long to say so.
+    char first = 0;
+    if (::recv(m_socket, &first, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN)
+        return true;
+    const CURLcode code = receive();
+    if (code != CURLE_OK && code != CURLE_AGAIN) {
+        noteLost();
+        close();
+    }
+    return code == CURLE_AGAIN;
 }
 
 SmtpReply SmtpConnection::read(Smtp::Step step)
@@ -266,31 +309,36 @@ void SmtpConnection::quit()
 {
     if (!isOpen())
         return;
-    if (write("QUIT\r\n", Smtp::Quit))
-        read(Smtp::Quit);
+    write("QUIT\r\n", Smtp::Quit);
+    read(Smtp::Quit);
     close();
 }
 
-bool SmtpConnection::fail(const QString &fault)
+bool SmtpConnection::note(const QString &fault)
 {
     m_fault = fault;
     m_timedOut = false;
-    close();
     return false;
 }
 
-bool SmtpConnection::failLate(Smtp::Step step)
+bool SmtpConnection::noteLate(Smtp::Step step)
 {
-    fail((step == Smtp::Connect ? QStringLiteral("%1 could not be reached within %2")
+    note((step == Smtp::Connect ? QStringLiteral("%1 could not be reached within %2")
                                 : QStringLiteral("%1 did not answer within %2"))
              .arg(serverName(), spelledOut(m_times[step])));
     m_timedOut = true;
     return false;
 }
 
-bool SmtpConnection::failLost()
+bool SmtpConnection::noteLost()
 {
-    return fail(QStringLiteral("The connection to %1 was lost").arg(serverName()));
+    return note(QStringLiteral("The connection to %1 was lost").arg(serverName()));
+}
+
+bool SmtpConnection::fail(const QString &fault)
+{
+    close();
+    return note(fault);
 }
 
 void SmtpConnection::close()
@@ -304,4 +352,5 @@ void SmtpConnection::close()
     m_socket = CURL_SOCKET_BAD;
     m_received.clear();
     m_consumed = 0;
+    m_isBroken = false;
 }

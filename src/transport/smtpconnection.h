@@ -31,11 +31,8 @@ enum Step {
 
 /// How long each step may take.
 using Times = std::array<std::chrono::milliseconds, StepCount>;
-
-using namespace std::chrono_literals;
-/// What RFC 5321, 4.5.3.2, asks for: a server that is slow at the end of a message delivers it, and
-/// who hangs up too early sends it again. Before the greeting and at the goodbye nothing is lost.
-constexpr Times times{30s, 5min, 5min, 5min, 5min, 2min, 3min, 10min, 5s};
+/// What the table of steps in smtpsession.cpp says.
+extern const Times times;
 
 } // namespace Smtp
 
@@ -56,7 +53,7 @@ struct SmtpLogin {
 /// through curl_easy_send and curl_easy_recv, which keep the encryption.
 ///
 /// Every wait yields, and ends with the time limit. After a failure fault() tells the reason and
-/// the session is closed.
+/// the session is closed; only a failed write leaves it open, for what the server had said before.
 class SmtpConnection
 {
 public:
@@ -73,12 +70,20 @@ public:
     bool isOpen() const { return m_easy != nullptr; }
 
     bool offersPipelining() const { return m_offers.pipelining; }
+    bool offersEightBits() const { return m_offers.eightBits; }
     bool offersUtf8() const { return m_offers.smtpUtf8; }
+    /// What the server said last while the session opened.
+    const SmtpReply &openingReply() const { return m_openingReply; }
 
-    bool write(QByteArrayView bytes, Smtp::Step step = Smtp::Block);
+    /// Returns how many of the bytes went into the socket: fewer than all when that failed. After
+    /// that nothing more is written, and what is read is only what has already come.
+    qsizetype write(QByteArrayView bytes, Smtp::Step step = Smtp::Block);
     /// The reply that ends `step`, without the password and its encoded forms, which a server may
     /// repeat. It has no code when none came.
     SmtpReply read(Smtp::Step step);
+    /// Whether the server, as far as one can see without waiting, has kept the link and said
+    /// nothing that was not read.
+    bool isQuiet();
 
     /// Says goodbye and closes; does not wait long.
     void quit();
@@ -95,6 +100,7 @@ public:
 private:
     struct Offers {
         bool pipelining = false;
+        bool eightBits = false;
         bool smtpUtf8 = false;
     };
     using Instant = Pace::Clock::time_point;
@@ -103,10 +109,12 @@ private:
     static size_t takeReplyLine(char *data, size_t size, size_t count, void *self);
     bool runOpening();
     bool waitFor(short events, Smtp::Step step, Instant begin);
+    CURLcode receive();
     bool receive(Smtp::Step step, Instant begin);
+    bool note(const QString &fault);
+    bool noteLate(Smtp::Step step);
+    bool noteLost();
     bool fail(const QString &fault);
-    bool failLate(Smtp::Step step);
-    bool failLost();
 
     Pace m_pace;
     const Smtp::Times m_times;
@@ -126,6 +134,7 @@ private:
 
     QByteArray m_received;
     qsizetype m_consumed = 0;
+    bool m_isBroken = false; ///< nothing more can be written
     QString m_fault;
     bool m_timedOut = false;
 };

@@ -19,8 +19,12 @@ public:
 
     /// The three digits; 0 while there is no answer.
     int code() const { return m_code; }
-    bool isPositive() const { return m_code / 100 == 2; }
+    /// Its first digit: 2 for done, 3 for go on, 4 for not now, 5 for no.
+    int kind() const { return m_code / 100; }
     bool isRefusal() const { return m_code >= 400; }
+    /// Whether these are words that many servers have for every recipient alike: because of the
+    /// client, its login or the sender (530; RFC 3463, 3.4 and 3.8), or because they do not relay.
+    bool maybeForEverybody() const;
     /// The server's own words: the code once, then the lines joined with blanks.
     QString text() const;
 

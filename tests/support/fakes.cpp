@@ -6,14 +6,33 @@ using namespace Qt::StringLiterals;
 
 void FakeSendMail::Send()
 {
+    using Kind = SendResult::Kind;
     calls += u"Send"_s;
-    sent.append({Recipient, Subject, Body});
+    const QString failure = failures.value(Recipient);
+    const QChar digit = failure.isEmpty() ? u'2' : failure[0];
+    Result = {};
+    Result.explanation = Result.reply = failure;
+    Result.code = failure.left(3).toInt();
+    Result.maybeForEverybody = failure.contains(u" 5.7."_s) || failure.startsWith(u"530"_s);
+    if (failures.contains(Recipient))
+        Result.kind = failure == u"no session"_s ? Kind::NoSession
+                      : failure == u"lost"_s     ? Kind::SessionLost
+                      : failure == u"doubt"_s    ? Kind::InDoubt
+                      : digit == u'4'            ? Kind::Deferred
+                                                 : Kind::Refused;
+    // It is asked when the recipient was accepted, unless the message before has brought it along.
+    const bool isAsked = Result.kind == Kind::Sent || Result.kind == Kind::InDoubt;
+    if (isAsked && MessageDue && !MessageDue())
+        Result = {Kind::NotWanted, u"not wanted"_s, {}, 0, false, false};
+    else
+        sent.append({Recipient, Subject, Body});
+    IsNextDue = !Next.isEmpty() && Result.kind == Kind::Sent && !failures.contains(Next);
     if (whileSending)
         whileSending(Recipient);
-    if (failures.contains(Recipient))
-        emit SendFailed(failures.value(Recipient));
-    else
+    if (Result.kind == Kind::Sent)
         emit SendSuccesful();
+    else
+        emit SendFailed(Result.explanation);
 }
 
 namespace
@@ -76,7 +95,9 @@ QString ScriptedOperator::inputPassword(const QString &prompt, const QString &ti
 
 QStringList RecordingView::shown() const
 {
-    static const auto phases = u"Connecting Sending Waiting WaitingForList Ended"_s.split(u' ');
+    static const auto phases =
+        u"Connecting Sending Waiting WaitingForList WaitingForServer WaitingForLimit "
+        "WaitingToRerun Ended"_s.split(u' ');
     const auto counts = [](const auto &each) {
         return u" %1-%2"_s.arg(each.succeeded).arg(each.failed);
     };

@@ -85,13 +85,14 @@ public:
     QList<std::chrono::milliseconds> waits;
 };
 
-/// Counts, and runs an action at one of the calls.
+/// Counts, and runs an action at one of the calls, or at each of them.
 class CountingYield final : public Yield
 {
 public:
     void yield() override
     {
-        if (++count == actAt && action)
+        ++count;
+        if (action && (actAt == 0 || count == actAt))
             action();
     }
 
