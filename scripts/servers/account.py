@@ -108,15 +108,15 @@ def greeting(port):
 
 
 def console(options, *words):
-    """Runs the console; its exit status and its output."""
+    """Runs the console; its exit status, its output and what it told beside that."""
     program = os.path.join(options.folder, "program")
     environment = dict(os.environ, XDG_CONFIG_HOME=os.path.join(program, "config"))
     environment.pop("LD_LIBRARY_PATH", None)  # what Postfix needs is nothing to the program
     done = subprocess.run(
         [os.path.join(options.build, "Quillbright", "quillbright-console"), "--folder", program,
-         *words], env=environment, stdout=subprocess.PIPE, stdin=subprocess.DEVNULL, text=True,
+         *words], env=environment, capture_output=True, stdin=subprocess.DEVNULL, text=True,
         check=False)
-    return done.returncode, done.stdout
+    return done.returncode, done.stdout, done.stderr
 
 
 def read_letter(path):
@@ -166,7 +166,7 @@ def read_table(options):
 
 def read_ledger(options):
     """The last outcome of everyone."""
-    status, output = console(options, "report", "Invitation", "--json")
+    status, output, _ = console(options, "report", "Invitation", "--json")
     outcomes = [json.loads(line) for line in output.splitlines()]
     return status, {outcome["email"]: outcome for outcome in outcomes}
 
@@ -216,7 +216,7 @@ def main():
     features = greeting(int(options.port))
     make_folder(options.build, options.folder, options.port)
     start = time.monotonic()
-    status, _ = console(options, "start", "Invitation", "--rerun", "1", "--batch-pause", "0")
+    status, _, told = console(options, "start", "Invitation", "--rerun", "1", "--batch-pause", "0")
     seconds = time.monotonic() - start
 
     table = read_table(options)
@@ -226,15 +226,16 @@ def main():
     ledger_status, ledger = read_ledger(options)
     if ledger_status == 2:  # a program without one
         ledger_status, ledger = 0, None
-    verified, told = console(options, "verify", "People")
+    verified, disagreeing, _ = console(options, "verify", "People")
 
     faults = compare(letters, table, ledger, deferred)
     for what, got, wanted in (("start", status, 1), ("report", ledger_status, 0),
                               ("verify", verified, 2 if ledger is None else 0)):
         if got != wanted:
             faults.append(f"quillbright-console {what} ended with {got}, not with {wanted}")
-    if verified:
-        faults.extend(told.splitlines())
+    faults.extend(disagreeing.splitlines() if verified else [])
+    if faults:
+        print(told, file=sys.stderr)
     for fault in faults[:10]:
         print(f"{options.server}: {fault}", file=sys.stderr)
     if len(faults) > 10:

@@ -47,7 +47,9 @@ maildir:
   envelope_to_add
   user = Debian-exim
 CONFIG
-    "$unpacked/usr/sbin/exim4" -C "$folder/exim.conf" -bdf &
+    # Not as a child of the namespace's first process: Exim takes that for a restart of its own and
+    # would stay in the foreground.
+    ("$unpacked/usr/sbin/exim4" -C "$folder/exim.conf" -bd && true)
 }
 
 server_version() {
