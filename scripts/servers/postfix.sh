@@ -20,7 +20,7 @@ meta_directory = $unpacked/etc/postfix
 sendmail_path = $unpacked/usr/sbin/sendmail
 mailq_path = $unpacked/usr/sbin/sendmail
 newaliases_path = $unpacked/usr/sbin/sendmail
-maillog_file = /var/log/maillog
+maillog_file = $folder/mail.log
 maillog_file_prefixes = /
 inet_interfaces = 127.0.0.1
 inet_protocols = ipv4
@@ -40,7 +40,6 @@ smtpd_recipient_restrictions =
 smtpd_data_restrictions = reject_unauth_pipelining
 smtpd_end_of_data_restrictions = reject_unauth_pipelining
 CONFIG
-    sed -i "s:^maillog_file = .*:maillog_file = $folder/mail.log:" "$config/main.cf"
     cat >"$config/master.cf" <<CONFIG
 127.0.0.1:$port inet n - n - - smtpd
 cleanup  unix n - n - 0 cleanup
