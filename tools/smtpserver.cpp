@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <list>
 #include <mutex>
@@ -43,6 +44,7 @@ struct SmtpServer::Private {
     QList<ReceivedMessage> messages;
     QByteArrayList transcript;
     int sessions = 0;
+    std::atomic<int> trips = 0;
 };
 
 /// One client's conversation, as straight as it goes over the wire.
@@ -82,6 +84,8 @@ private:
     {
         while (!m_socket.canReadLine()) {
             m_socket.flush();
+            if (m_socket.bytesAvailable() == 0)
+                ++m_server.trips;
             if (!m_socket.waitForReadyRead(-1))
                 throw Over();
         }
@@ -121,6 +125,11 @@ private:
             throw Over();
         if (rule->reply.isEmpty())
             return false;
+        if (command == "DATA-BODY") {
+            m_socket.write(rule->reply.join("\r\n") + "\r\n");
+            m_socket.flush();
+            throw Over();
+        }
         if (rule->reply.first().startsWith('2') || rule->reply.first().startsWith('3')) {
             m_substitute = rule->reply;
             return false;
@@ -402,6 +411,11 @@ QByteArrayList SmtpServer::transcript() const
 {
     const std::lock_guard lock(d->mutex);
     return d->transcript;
+}
+
+int SmtpServer::trips() const
+{
+    return d->trips;
 }
 
 int SmtpServer::sessions() const

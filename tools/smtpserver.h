@@ -33,7 +33,8 @@ struct ServerRule {
     /// For Reply: the lines of the answer, sent as they are with CRLF each ("550-5.1.1 No such",
     /// "550 user"). An answer of the classes 2 and 3 only replaces the words: the command does what
     /// it always does. After any other answer the command has done nothing (a recipient, or with
-    /// "DATA-END" the message, is not taken), and 421 also closes the connection.
+    /// "DATA-END" the message, is not taken), and 421 also closes the connection. With "DATA-BODY"
+    /// every answer is followed by hanging up on what still comes.
     QByteArrayList reply = {};
     /// Waited before the action; with Action::Reply and no reply lines, the ordinary answer follows
     /// (a slow server).
@@ -78,6 +79,8 @@ public:
     QByteArrayList transcript() const;
     /// The number of connections taken so far.
     int sessions() const;
+    /// How often a session had answered all that had come, and waited for more.
+    int trips() const;
 
 private:
     struct Private;

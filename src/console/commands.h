@@ -27,8 +27,13 @@ struct Refusal {
 
 struct StartOptions {
     bool failedOnly = false;
-    int reruns = 0;          ///< further reruns over failures when there is no terminal to ask on
-    int batchPauseMs = 1000; ///< how long the run waits after every batch of recipients
+    int reruns = 0;            ///< further reruns over failures when there is no terminal to ask on
+    int batchPauseMs = 1000;   ///< how long the run waits after every batch of recipients
+    int rerunWaitMinutes = -1; ///< before failures are sent to again; -1: what the settings say
+    int patienceSeconds = -1;  ///< with a server that takes nothing; -1: the program's own
+    bool resendInDoubt = false; ///< send again to those whose message may have arrived
+    bool changed = false;       ///< go on with a message that was changed since the first part
+    bool noCatch = false;       ///< go on however many recipients the server refuses
 };
 
 // Jobs, lists and messages are given by their number or by an exact, unique name; a message's is

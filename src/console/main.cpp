@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <limits>
+#include <map>
 
 namespace
 {
@@ -86,6 +87,26 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
                      "Wait after every 50 recipients; default: 1000")
         ->option_text("MS")
         ->check(wholeNumber);
+    start
+        ->add_option("--rerun-wait", words.start.rerunWaitMinutes,
+                     "Wait before failures are sent to again; default: as the options say")
+        ->option_text("MIN")
+        ->check(wholeNumber);
+    start
+        ->add_option("--patience", words.start.patienceSeconds,
+                     "How long a server that takes nothing is tried again before the job is paused")
+        ->option_text("S")
+        ->check(wholeNumber);
+    start
+        ->add_option("--in-doubt", words.start.resendInDoubt,
+                     "Leave out, or send again, whoever may have got the message; default: skip")
+        ->option_text("skip|send")
+        ->transform(
+            CLI::CheckedTransformer(std::map<std::string, bool>{{"skip", false}, {"send", true}}));
+    start->add_flag("--changed", words.start.changed,
+                    "Go on although the message is not what the first recipients got");
+    start->add_flag("--no-catch", words.start.noCatch,
+                    "Go on however many recipients the server refuses");
 
     job(command("reset", "Forget what became of a job's recipients",
                 [&](const ProgramFolder &f) { return resetJob(f, text(words.target)); }));

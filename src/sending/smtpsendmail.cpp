@@ -33,12 +33,14 @@ bool SmtpSendMail::Connect()
 
 void SmtpSendMail::Disconnect()
 {
-    if (m_busy || !m_session.isOpen())
+    if (m_busy)
         return;
     const QScopedValueRollback busy(m_busy, true);
-    m_session.quit();
+    const bool wasOpen = m_session.isOpen();
+    m_session.quit(); // which also forgets what a lost session has left
     IsNextDue = false;
-    emit Status(QStringLiteral("Disconnected"));
+    if (wasOpen)
+        emit Status(QStringLiteral("Disconnected"));
 }
 
 void SmtpSendMail::Send()

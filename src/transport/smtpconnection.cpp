@@ -129,6 +129,7 @@ size_t SmtpConnection::takeReplyLine(char *data, size_t size, size_t count, void
         if (!first && line.size() > 4) {
             const QByteArray keyword = line.sliced(4).trimmed().toByteArray().toUpper();
             that.m_offers.pipelining |= keyword == "PIPELINING";
+            that.m_offers.eightBits |= keyword == "8BITMIME";
             that.m_offers.smtpUtf8 |= keyword == "SMTPUTF8";
         }
         break;
