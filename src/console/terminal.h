@@ -69,7 +69,10 @@ public:
     void openOptions() override { tellSettings(); }
 
 private:
+    void tellWait(const RunProgress &progress);
+
     ProgressBar &m_bar;
+    QString m_wait;              ///< what was told last of why the run waits
     bool m_isConnecting = false; ///< and that is not told yet
     qint64 m_told = 0;           ///< the recipients handled when a line last said how many
     QString m_waitingFor;        ///< whose outcome cannot be recorded, as was told
