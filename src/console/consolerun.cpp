@@ -116,8 +116,7 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
                    [&run] { run.requestPause(); });
     const SendRun::Result result = run.start(row, message, options.failedOnly);
     print({run.progress().row});
-    const RunProgress::Count &whole = run.progress().whole;
-    return exitStatus(result, whole.failed + whole.inDoubt);
+    return exitStatus(result, run.account().failed + run.account().inDoubt);
 }
 
 ExitStatus resetJob(const ProgramFolder &folder, const QString &job)

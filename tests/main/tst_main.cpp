@@ -196,7 +196,8 @@ private slots:
 
         press(desk.window, "Start");
         QCOMPARE(desk.stored(), "Complete|5|0|4|1|0");
-        QCOMPARE(desk.op.told.last(), "|Job [Spring] is complete: 4 sent, 1 failed for good.");
+        QCOMPARE(desk.op.told.last(),
+                 "Job Manager|Job [Spring] is complete: 4 sent, 1 failed for good.");
         // They tell of the whole run, not of its last pass.
         QCOMPARE(desk.text("Panel5") + desk.text("Panel6") + desk.text("Panel7"),
                  "Sent:2Success:1Failed:1");
