@@ -136,6 +136,15 @@ void RecipientModel::addRow()
     endInsertRows();
 }
 
+bool RecipientModel::isAccountedFor(int row) const
+{
+    if (row >= 0 && isAdded(row))
+        return false;
+    Connection list(m_listConnectionString);
+    return Ledger::knows(list, row < 0 ? QStringLiteral("where true")
+                                       : QStringLiteral("where mid=%1").arg(m_rows->key(row)));
+}
+
 void RecipientModel::deleteRow(int row, bool forget)
 {
     if (!isAdded(row))
