@@ -45,8 +45,9 @@ void RecipientModel::load(const QString &listConnectionString, const RecipientQu
     m_isAdded = false;
     m_changes.clear();
     m_timer.stop();
-    m_rows = std::make_unique<Keyset>(listConnectionString, RecipientQuery::columns(),
-                                      query.condition(), query.order(), firstKeys);
+    m_rows = std::make_unique<Keyset>(listConnectionString, QStringLiteral("email"),
+                                      RecipientQuery::columns(), query.condition(), query.order(),
+                                      firstKeys);
     m_rowCount = int(m_rows->size());
     if (!m_rows->isComplete())
         m_timer.start(0, this);

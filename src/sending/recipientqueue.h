@@ -20,7 +20,7 @@ class RecipientQueue
 public:
     /// `list` must outlive it; `condition` is on table `email`.
     RecipientQueue(const QString &listConnectionString, Connection &list, const QString &condition)
-        : m_keys(listConnectionString, QStringLiteral("mid"), condition)
+        : m_keys(listConnectionString, QStringLiteral("email"), QStringLiteral("mid"), condition)
         , m_lookup(list)
     {
     }
