@@ -224,16 +224,12 @@ void SmtpSession::say(Smtp::Step step, const SmtpEnvelope &envelope)
     m_awaited.append(step);
 }
 
-/// Asks for an envelope, or for the rest of it, and waits for what becomes of it.
+/// Asks for an envelope, and waits for what becomes of it.
 void SmtpSession::ask(Asked &asked)
 {
     m_isBehindDot = false;
-    const int first = asked.state == Asked::Taken ? Smtp::Data
-                      : m_leftover                ? Smtp::Reset
-                                                  : Smtp::Mail;
-    if (first != Smtp::Data)
-        asked.state = Asked::Not;
-    for (int step = first; step <= Smtp::Data; ++step) {
+    asked.state = Asked::Not;
+    for (int step = m_leftover ? Smtp::Reset : Smtp::Mail; step <= Smtp::Data; ++step) {
         say(static_cast<Smtp::Step>(step), asked.envelope);
         const bool isAlone = grouping() == Grouping::Plain ||
                              (step == Smtp::Rcpt && m_refusals >= refusalsBeforeCare);
@@ -292,8 +288,7 @@ SendResult SmtpSession::sendMessage(SmtpMessage &message)
         (m_connection.offersUtf8() || !needsUtf8(next.envelope))) {
         say(Smtp::Mail, next.envelope);
         say(Smtp::Rcpt, next.envelope);
-        if (m_refusals < refusalsBeforeCare)
-            say(Smtp::Data, next.envelope);
+        say(Smtp::Data, next.envelope);
     }
     const SendResult result = receiveEnd(write(message));
     // The result does not wait for a server that needs long for the next envelope.

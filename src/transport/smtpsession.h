@@ -69,7 +69,7 @@ private:
     struct Asked {
         enum State {
             Not,    ///< it knows nothing of it
-            Taken,  ///< the recipient is accepted, DATA not asked for yet
+            Taken,  ///< the recipient is accepted, DATA not answered yet
             Due,    ///< it waits for the message
             Failed, ///< `result` says why
             Stale,  ///< the session had ended before it; a new one can take it
