@@ -9,6 +9,7 @@
 struct Turn {
     qint64 mid = 0;
     RecipientRow row;
+    QString messageId; ///< of who is sent to
 
     const QString &address() const { return row.fields.front(); }
 };

@@ -185,8 +185,11 @@ void SendPass::connectTransport()
         m_mail.Password = m_settings.password;
     }
     m_mail.Subject = m_message.subject;
-    if (!m_control.isStopRequested)
-        m_mail.Connect();
+    // A login that was refused just now is not tried again by the first Send.
+    if (!m_control.isStopRequested && !m_mail.Connect() && m_mail.Result.isLoginRefused) {
+        m_trouble = onOneLine(m_mail.Result.explanation);
+        m_isOver = true;
+    }
 }
 
 void SendPass::reconnect()
@@ -214,6 +217,7 @@ SendPass::Ahead SendPass::lookAhead(qint64 room)
     while (qint64(ahead.passed.size()) < room && m_queue.next(turn)) {
         if (!m_unsubscribed.contains(turn.address())) {
             ahead.next = turn;
+            ahead.next->messageId = messageIdOf(turn.mid);
             break;
         }
         ahead.passed.push_back(entryOf(turn, Fate::Failed, u"Un-subscribed Email"_s));
@@ -358,13 +362,16 @@ bool SendPass::isMessageAllowed()
 
 LedgerEntry SendPass::entryOf(const Turn &turn, Fate fate, const QString &reason) const
 {
-    // The same mail to the same recipient has the same one, so that a server can tell a repeat.
-    const QByteArray mail = QByteArray::number(turn.mid) + '\n' + m_digest;
+    return {turn.mid, turn.address(), fate, reason, {}, turn.messageId};
+}
+
+/// The same mail to the same recipient has the same one, so that a server can tell a repeat.
+QString SendPass::messageIdOf(qint64 mid) const
+{
+    const QByteArray mail = QByteArray::number(mid) + '\n' + m_digest;
     const QByteArray id =
         QMessageAuthenticationCode::hash(mail, m_key, QCryptographicHash::Sha256).first(16).toHex();
-    return {turn.mid, turn.address(),
-            fate,     reason,
-            {},       QString::fromLatin1(id + '@' + m_messageDomain)};
+    return QString::fromLatin1(id + '@' + m_messageDomain);
 }
 
 /// Makes the mail component's result the recipient's.

@@ -129,6 +129,7 @@ private:
     bool send(const Turn &turn, const std::optional<Turn> &next, LedgerEntry &entry);
     bool isMessageAllowed();
     LedgerEntry entryOf(const Turn &turn, Fate fate, const QString &reason) const;
+    QString messageIdOf(qint64 mid) const;
     void judge(LedgerEntry &entry);
     void giveBack(const Turn &turn);
     void commit(std::span<const LedgerEntry> entries, const LedgerEntry *next,
