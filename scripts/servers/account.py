@@ -224,7 +224,7 @@ def main():
     features = greeting(int(options.port))
     make_folder(options.build, options.folder, options.port)
     start = time.monotonic()
-    status, _, told = console(options, "start", "Invitation", "--rerun", "1", "--batch-pause", "0")
+    status, _, told = console(options, "start", "Invitation", "--rerun-wait", "0", "--batch-pause", "0")
     seconds = time.monotonic() - start
 
     table = read_table(options)
