@@ -36,12 +36,29 @@ struct StartOptions {
     bool noCatch = false;       ///< go on however many recipients the server refuses
 };
 
+struct ReportOptions {
+    qint64 run = 0;  ///< 0: the job's newest series
+    QString outcome; ///< "sent", "failed", "doubt" or "unsent" only; empty for everybody
+    QString csvFile; ///< where to write; empty for standard output
+    bool json = false;
+};
+
 // Jobs, lists and messages are given by their number or by an exact, unique name; a message's is
 // its subject. All of them throw Refusal and StorageError.
 
 ExitStatus listJobs(const ProgramFolder &folder, bool json);
 ExitStatus startJob(const ProgramFolder &folder, const QString &job, const StartOptions &options);
 ExitStatus resetJob(const ProgramFolder &folder, const QString &job);
+
+/// The runs of the job, or with an empty name of all. A deleted job's are known by its number or
+/// name too.
+ExitStatus listRuns(const ProgramFolder &folder, const QString &job, bool json);
+/// What became of everybody.
+ExitStatus reportJob(const ProgramFolder &folder, const QString &job, const ReportOptions &options);
+/// Prints what does not agree in the list, or with an empty name in all.
+ExitStatus verifyLists(const ProgramFolder &folder, const QString &list);
+/// Blanks addresses, reasons and replies of the runs that began before the day ("2026-11-25").
+ExitStatus forgetRuns(const ProgramFolder &folder, const QString &before, const QString &list);
 
 ExitStatus listMailLists(const ProgramFolder &folder, bool json);
 ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, ExportFilter filter,

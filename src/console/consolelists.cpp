@@ -104,7 +104,7 @@ ExitStatus listRecipients(const ProgramFolder &folder, const QString &list, Expo
                           bool json)
 {
     Keyset recipients(folder.listConnectionString(findList(folder, list).id),
-                      RecipientQuery::columns());
+                      QStringLiteral("email"), RecipientQuery::columns());
     const auto rows = [&](const PrintRow &print) {
         for (qsizetype i = 0; i < recipients.size(); ++i) {
             const Record *recipient = recipients.row(i);

@@ -102,14 +102,21 @@ ExitStatus startJob(const ProgramFolder &folder, const QString &job, const Start
     const SettingsStore settings(folder);
     ConsoleOperator op(options.reruns, bar);
     ConsoleView view(bar);
-    SendRun run(folder, mail, settings, op, view, clock, yield,
-                {.batchPause = std::chrono::milliseconds(options.batchPauseMs)});
+    RunOptions runOptions{.batchPause = std::chrono::milliseconds(options.batchPauseMs),
+                          .doubts = options.resendInDoubt ? RunOptions::Doubts::Send
+                                                          : RunOptions::Doubts::Skip,
+                          .sendChanged = options.changed,
+                          .anyList = options.noCatch};
+    if (options.patienceSeconds >= 0)
+        runOptions.patience = std::chrono::seconds(options.patienceSeconds);
+    if (options.rerunWaitMinutes >= 0)
+        runOptions.rerunWait = std::chrono::minutes(options.rerunWaitMinutes);
+    SendRun run(folder, mail, settings, op, view, clock, yield, runOptions);
     yield.onSignal(QStringLiteral("Pausing after the current recipient; once more to quit at once"),
                    [&run] { run.requestPause(); });
     const SendRun::Result result = run.start(row, message, options.failedOnly);
     print({run.progress().row});
-    const RunProgress::Count &whole = run.progress().whole;
-    return exitStatus(result, whole.failed + whole.inDoubt);
+    return exitStatus(result, run.account().failed + run.account().inDoubt);
 }
 
 ExitStatus resetJob(const ProgramFolder &folder, const QString &job)

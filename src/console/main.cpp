@@ -3,8 +3,8 @@
 #include "commands.h"
 #include "terminal.h"
 
-#include "runrecord.h"
 #include "programfolder.h"
+#include "runrecord.h"
 
 #include <CLI/CLI.hpp>
 
@@ -30,6 +30,9 @@ struct Words {
     std::string separator = ",";
     std::string filter;
     bool json = false;
+    std::string outcome;
+    std::string before;
+    qint64 run = 0;
     StartOptions start;
 
     ExportFilter exportFilter() const
@@ -43,6 +46,54 @@ struct Words {
 QString text(const std::string &word)
 {
     return QString::fromStdString(word);
+}
+
+/// What tells of the accounts of runs. `add` makes a command.
+template <typename Add>
+void addLedgerCommands(const Add &add, Words &words)
+{
+    const auto target = [&](CLI::App *to, const char *name, bool isNeeded) {
+        to->add_option(name, words.target, "Its number or name")
+            ->required(isNeeded)
+            ->option_text(" ");
+    };
+    CLI::App *runs = add("runs", "List the runs of a job, or of all", [&](const ProgramFolder &f) {
+        return listRuns(f, text(words.target), words.json);
+    });
+    target(runs, "JOB", false);
+    runs->add_flag("--json", words.json, "Print JSON");
+
+    CLI::App *report =
+        add("report", "Tell what became of everybody in a job's last series, or in a run",
+            [&](const ProgramFolder &f) {
+                return reportJob(f, text(words.target),
+                                 {words.run, text(words.outcome), text(words.file), words.json});
+            });
+    target(report, "JOB", true);
+    report->add_option("--run", words.run, "A run on the job's list, by the number in \"runs\"")
+        ->option_text("N")
+        ->check(CLI::PositiveNumber);
+    report->add_option("--outcome", words.outcome, "Those with this result only")
+        ->option_text("sent|failed|doubt|unsent")
+        ->check(CLI::IsMember({"sent", "failed", "doubt", "unsent"}));
+    CLI::Option *asJson = report->add_flag("--json", words.json, "Print JSON");
+    report->add_option("--csv", words.file, "Write comma-separated values to FILE")
+        ->option_text("FILE")
+        ->excludes(asJson);
+
+    target(add("verify", "Check that the accounts of a list, or of all, agree with everything",
+               [&](const ProgramFolder &f) { return verifyLists(f, text(words.target)); }),
+           "LIST", false);
+
+    CLI::App *forget =
+        add("forget", "Blank the addresses, reasons and replies in the accounts of old runs",
+            [&](const ProgramFolder &f) {
+                return forgetRuns(f, text(words.before), text(words.target));
+            });
+    forget->add_option("--before", words.before, "Of the runs that began before this day")
+        ->required()
+        ->option_text("DATE");
+    target(forget, "LIST", false);
 }
 
 /// The command that is given sets `chosen`.
@@ -110,6 +161,8 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
 
     job(command("reset", "Forget what became of a job's recipients",
                 [&](const ProgramFolder &f) { return resetJob(f, text(words.target)); }));
+
+    addLedgerCommands(command, words);
 
     json(command("lists", "List the mail lists",
                  [&](const ProgramFolder &f) { return listMailLists(f, words.json); }));

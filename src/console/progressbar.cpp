@@ -33,7 +33,7 @@ void ProgressBar::start()
     m_lastDrawn = 0;
 }
 
-void ProgressBar::show(double progress, qint64 handled, const QString &counts)
+void ProgressBar::show(double progress, qint64 handled, const QString &counts, qint64 secondsLeft)
 {
     const qint64 elapsed = m_elapsed.elapsed();
     if (!m_terminal || (m_isVisible && elapsed - m_lastDrawn < redrawMs))
@@ -42,7 +42,9 @@ void ProgressBar::show(double progress, qint64 handled, const QString &counts)
     m_isVisible = true;
     constexpr int width = 20; // what follows has room in 80 columns
     const int full = int(progress * width);
-    const qint64 left = progress > 0 ? qint64(double(elapsed) * (1 / progress - 1) / 1000) : 0;
+    qint64 left = secondsLeft;
+    if (left < 0)
+        left = progress > 0 ? qint64(double(elapsed) * (1 / progress - 1) / 1000) : 0;
     print(stderr, QStringLiteral("\r[%1%2] %3, %4, %5 left \033[K")
                       .arg(QString(full, QLatin1Char('#')), QString(width - full, QLatin1Char('.')),
                            counts, rate(handled), duration(left)));

@@ -13,8 +13,8 @@ public:
     /// Begins anew: the time of what follows counts from here.
     void start();
     /// `progress`: from 0 to 1. `handled`: how many of what is counted. `counts`: what to say of
-    /// them.
-    void show(double progress, qint64 handled, const QString &counts);
+    /// them. `secondsLeft`: negative where the rate so far tells it.
+    void show(double progress, qint64 handled, const QString &counts, qint64 secondsLeft = -1);
     /// Makes room for other text.
     void clear();
     /// "12.3/s"

@@ -89,6 +89,13 @@ bool ConsoleOperator::ask(const QString &text, const QString &)
     }
 }
 
+int ConsoleOperator::choose(const QString &text, const QString &title, const QStringList &buttons,
+                            int)
+{
+    tell(text + QLatin1Char(' ') + buttons.last(), title);
+    return int(buttons.size()) - 1;
+}
+
 void ConsoleView::beginPass(const JobRow &)
 {
     m_bar.start();
@@ -108,17 +115,43 @@ void ConsoleView::showProgress(const RunProgress &progress)
         printMessage(QStringLiteral("What became of %1 cannot be recorded yet; trying again ...")
                          .arg(progress.address));
     }
+    tellWait(progress);
     const qint64 handled = progress.pass.sent();
-    const QString counts = QStringLiteral("%1 of %2, %3 failed")
-                               .arg(handled)
-                               .arg(progress.toHandle)
-                               .arg(progress.pass.failed);
+    QString counts = QStringLiteral("%1 of %2, %3 failed")
+                         .arg(handled)
+                         .arg(progress.toHandle)
+                         .arg(progress.pass.failed);
+    if (progress.pass.inDoubt > 0)
+        counts += QStringLiteral(", %1 in doubt").arg(progress.pass.inDoubt);
     const bool isOver = progress.phase == RunProgress::Phase::Ended;
     if (!m_bar.isOnTerminal() && handled >= m_told + (isOver ? 1 : linesEvery)) {
         m_told = handled;
         printMessage(counts + QStringLiteral(", ") + m_bar.rate(handled));
     }
-    m_bar.show(double(handled) / double(std::max<qint64>(progress.toHandle, 1)), handled, counts);
+    const qint64 left = progress.expectedEnd.isValid()
+                            ? QDateTime::currentDateTime().secsTo(progress.expectedEnd)
+                            : -1;
+    m_bar.show(double(handled) / double(std::max<qint64>(progress.toHandle, 1)), handled, counts,
+               left);
+}
+
+/// Each wait once.
+void ConsoleView::tellWait(const RunProgress &progress)
+{
+    QString text;
+    if (progress.phase == RunProgress::Phase::WaitingForServer)
+        text = QStringLiteral("The server takes nothing; tried again at %1: %2")
+                   .arg(progress.until.toString(QStringLiteral("HH:mm:ss")), progress.trouble);
+    else if (progress.phase == RunProgress::Phase::WaitingForLimit)
+        text =
+            QStringLiteral("The limit is reached; goes on at %1").arg(pointInTime(progress.until));
+    else if (progress.phase == RunProgress::Phase::WaitingToRerun)
+        text =
+            QStringLiteral("The failures are tried again at %1").arg(pointInTime(progress.until));
+    if (std::exchange(m_wait, text) == text || text.isEmpty())
+        return;
+    m_bar.clear();
+    printMessage(text);
 }
 
 void ConsoleView::noteFailure(const QString &address, const QString &reason)

@@ -35,6 +35,9 @@ public:
 
     void tell(const QString &text, const QString &title) override;
     bool ask(const QString &text, const QString &title) override;
+    /// Tells the question; who agrees beforehand says so with an option.
+    int choose(const QString &text, const QString &title, const QStringList &buttons,
+               int preset) override;
     /// Nothing in the console asks for a password or a file: they are in its options.
     QString inputPassword(const QString &, const QString &) override { return {}; }
     QString openFile(const QString &, const QString &, const QString &) override { return {}; }
@@ -66,7 +69,10 @@ public:
     void openOptions() override { tellSettings(); }
 
 private:
+    void tellWait(const RunProgress &progress);
+
     ProgressBar &m_bar;
+    QString m_wait;              ///< what was told last of why the run waits
     bool m_isConnecting = false; ///< and that is not told yet
     qint64 m_told = 0;           ///< the recipients handled when a line last said how many
     QString m_waitingFor;        ///< whose outcome cannot be recorded, as was told

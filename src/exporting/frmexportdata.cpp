@@ -52,8 +52,8 @@ void frmExportData::runExport()
                                                     : ExportDestination::TextFile;
     const QString path = kind == ExportDestination::TextFile ? m_ui->txtFile->text() : QString();
     try {
-        Keyset rows(m_listConnectionString, RecipientQuery::columns(), m_query.condition(),
-                    m_query.order());
+        Keyset rows(m_listConnectionString, QStringLiteral("email"), RecipientQuery::columns(),
+                    m_query.condition(), m_query.order());
         m_export.exportRecords(rows, RecipientQuery::titles(), m_ui->chkHeader->isChecked(),
                                {kind, path, m_ui->CombSep->currentText(), tr("Records")});
     } catch (const StorageError &e) {

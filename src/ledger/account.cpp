@@ -111,11 +111,9 @@ Account accountOf(Connection &list, qint64 series)
     account.selected = row.number(u"selected"_s);
     account.unsent =
         row.isNull(u"unsent"_s)
-            ? list.number(
-                  u"select count(*) from email where mid <= %1 and not exists (select * from "
-                  "outcome join run using (run) where outcome.mid=email.mid and "
-                  "series=%2)"_s.arg(row.text(u"last_mid"_s))
-                      .arg(series))
+            ? list.number(u"select count(*) from email"_s +
+                          Ledger(list).withoutOutcome(
+                              {series, {}, 0, account.selected, row.number(u"last_mid"_s)}))
             : row.number(u"unsent"_s);
     return account;
 }

@@ -434,6 +434,21 @@ void Ledger::noteRemoval(Connection &list, const QString &condition, bool forget
         where + u')');
 }
 
+bool Ledger::knows(Connection &list, const QString &condition)
+{
+    return hasTable(list, "outcome") &&
+           list.number(u"select exists (select * from outcome where address<>'' and mid in (select "
+                       "mid from email "_s +
+                       condition + u"))"_s) > 0;
+}
+
+qint64 Ledger::runCount(Connection &list)
+{
+    return hasTable(list, "outcome")
+               ? list.number(u"select count(*) from run where kind<>'reset'"_s)
+               : 0;
+}
+
 qint64 Ledger::forgetBefore(Connection &list, const QString &day)
 {
     if (!hasTable(list, "outcome"))

@@ -156,6 +156,10 @@ public:
     /// To be called before the recipients that `condition` ("where ...", or empty) selects are
     /// deleted. `forget`: their addresses and replies go too.
     static void noteRemoval(Connection &list, const QString &condition, bool forget);
+    /// Whether it has addresses of those whom `condition` ("where ...") selects.
+    static bool knows(Connection &list, const QString &condition);
+    /// How many runs it accounts for.
+    static qint64 runCount(Connection &list);
     /// Blanks addresses and replies of the runs that began before `day` ("yyyy/mm/dd"). Returns how
     /// many were blanked.
     static qint64 forgetBefore(Connection &list, const QString &day);

@@ -179,7 +179,13 @@ void frmemail::deleteRecord()
     grid->discardEditor();
     grid->setEditable(false);
     const int row = grid->currentIndex().row();
-    if (row >= 0 && attempt([&] { grid->recipients().deleteRow(row, false); }))
+    if (row >= 0 && attempt([&] {
+            const bool forget =
+                grid->recipients().isAccountedFor(row) &&
+                m_op.ask(tr("The account of the runs keeps this recipient's address and what the "
+                            "server replied.\n\nBlank them there too ?"));
+            grid->recipients().deleteRow(row, forget);
+        }))
         goToRow(std::min(row, grid->recipients().rowCount() - 1));
     grid->setFocus();
 }
@@ -192,8 +198,13 @@ void frmemail::trunc()
         return;
     m_ui->grdDataGrid->discardEditor();
     const bool isEmptied = attempt([this] {
+        RecipientModel &recipients = m_ui->grdDataGrid->recipients();
+        const bool forget =
+            recipients.isAccountedFor(-1) &&
+            m_op.ask(tr("The account of the runs keeps these recipients' addresses and what the "
+                        "server replied.\n\nBlank them there too ?"));
         const WaitPointer pointer;
-        m_ui->grdDataGrid->recipients().deleteAll(false);
+        recipients.deleteAll(forget);
     });
     if (!isEmptied)
         return;

@@ -146,12 +146,16 @@ void frmMgrList::deleteSelected()
 {
     withList([this](const MailList &list) {
         QString count = tr("unknown");
+        QString account;
         try {
             count = QLocale().toString(m_catalogue.countRecipients(list.id));
+            if (const qint64 runs = m_catalogue.countRuns(list.id); runs > 0)
+                account = tr("\nRuns whose account is forgotten: %L1").arg(runs);
         } catch (const StorageError &) {
             // Its database is missing or damaged, which is a reason to delete it.
         }
-        if (!m_op.ask(tr("Delete : %1\n\nRecipients in the list: %2").arg(list.name, count),
+        if (!m_op.ask(tr("Delete : %1\n\nRecipients in the list: %2").arg(list.name, count) +
+                          account,
                       tr("Delete ")))
             return;
         try {

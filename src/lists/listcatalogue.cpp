@@ -128,6 +128,12 @@ qint64 ListCatalogue::countRecipients(qint64 listId, const RecipientQuery &query
     return ::countRecipients(list, query.condition());
 }
 
+qint64 ListCatalogue::countRuns(qint64 listId) const
+{
+    Connection list(m_folder.listConnectionString(listId));
+    return Ledger::runCount(list);
+}
+
 qint64 ListCatalogue::add(const QString &name, const QString &type,
                           const std::function<void(qint64 listId)> &makeDatabase) const
 {

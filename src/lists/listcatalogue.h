@@ -48,6 +48,8 @@ public:
     void rename(qint64 listId, const QString &name, const QString &type) const;
     /// How many recipients the list's database holds, whatever count is stored.
     qint64 countRecipients(qint64 listId, const RecipientQuery &query = {}) const;
+    /// How many runs the list's account tells of, which goes with the list.
+    qint64 countRuns(qint64 listId) const;
     /// False, and nothing is removed, when the list is in use. A missing database is passed over.
     bool remove(qint64 listId, const InUse &isInUse) const;
 

@@ -45,8 +45,9 @@ void RecipientModel::load(const QString &listConnectionString, const RecipientQu
     m_isAdded = false;
     m_changes.clear();
     m_timer.stop();
-    m_rows = std::make_unique<Keyset>(listConnectionString, RecipientQuery::columns(),
-                                      query.condition(), query.order(), firstKeys);
+    m_rows = std::make_unique<Keyset>(listConnectionString, QStringLiteral("email"),
+                                      RecipientQuery::columns(), query.condition(), query.order(),
+                                      firstKeys);
     m_rowCount = int(m_rows->size());
     if (!m_rows->isComplete())
         m_timer.start(0, this);
@@ -133,6 +134,15 @@ void RecipientModel::addRow()
     m_changedRow = m_rowCount++;
     m_isAdded = true;
     endInsertRows();
+}
+
+bool RecipientModel::isAccountedFor(int row) const
+{
+    if (row >= 0 && isAdded(row))
+        return false;
+    Connection list(m_listConnectionString);
+    return Ledger::knows(list, row < 0 ? QStringLiteral("where true")
+                                       : QStringLiteral("where mid=%1").arg(m_rows->key(row)));
 }
 
 void RecipientModel::deleteRow(int row, bool forget)

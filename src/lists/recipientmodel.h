@@ -44,6 +44,9 @@ public:
     /// Adds an empty row at the end, which becomes a recipient when it is saved. Earlier changes
     /// must have been saved, and the rows be loaded. Throws StorageError.
     void addRow();
+    /// Whether the accounts of runs have the address of the row's recipient, or with -1 that of
+    /// anybody. Throws StorageError.
+    bool isAccountedFor(int row) const;
     /// Deletes the recipient of the row. `forget`: the accounts of runs forget the address and the
     /// replies too. Throws StorageError.
     void deleteRow(int row, bool forget);

@@ -54,7 +54,7 @@ QString RecipientQuery::condition() const
 QString RecipientQuery::order() const
 {
     if (sortField == 0)
-        return {};
+        return QStringLiteral(" order by mid");
     // Letter case does not part names in the grid; equal ones keep the list's order.
     return QStringLiteral(" order by email.") + columnName(sortField) +
            QStringLiteral(" collate nocase, mid");

@@ -26,6 +26,6 @@ struct RecipientQuery {
 
     /// " where ..." or, without a text, empty. "%" and "_" in the text match anything.
     QString condition() const;
-    /// " order by ..." or empty.
+    /// " order by ...".
     QString order() const;
 };

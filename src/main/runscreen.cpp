@@ -15,17 +15,16 @@ using namespace std::chrono_literals;
 
 QString timeLeft(const RunProgress &progress)
 {
-    const qint64 handled = progress.pass.sent();
-    if (handled == 0 || progress.elapsed < 3s)
+    if (!progress.expectedEnd.isValid())
         return {}; // too early to tell
-    const qint64 seconds =
-        progress.elapsed.count() * (progress.toHandle - handled) / handled / 1000;
+    const QDateTime now = QDateTime::currentDateTime();
+    const qint64 seconds = now.secsTo(progress.expectedEnd);
     const qint64 minutes = (seconds + 30) / 60;
-    if (minutes == 0)
-        return RunScreen::tr(" · %1 s left").arg(seconds);
+    if (minutes <= 0)
+        return RunScreen::tr(" · %1 s left").arg(std::max<qint64>(seconds, 1));
     if (minutes < 60)
         return RunScreen::tr(" · %1 min left").arg(minutes);
-    return RunScreen::tr(" · %1 h %2 min left").arg(minutes / 60).arg(minutes % 60);
+    return RunScreen::tr(" · until %1").arg(pointInTime(progress.expectedEnd));
 }
 
 /// What the third panel says of the recipient at work.
@@ -40,6 +39,15 @@ QString current(const RunProgress &progress)
     case RunProgress::Phase::WaitingForList:
         return RunScreen::tr("The mail list is in use; waiting to record %1 ...")
             .arg(progress.address);
+    case RunProgress::Phase::WaitingForServer:
+        return RunScreen::tr("The server takes nothing; tried again at %1: %2")
+            .arg(QLocale().toString(progress.until.time(), QStringLiteral("HH:mm:ss")),
+                 progress.trouble);
+    case RunProgress::Phase::WaitingForLimit:
+        return RunScreen::tr("The limit is reached; goes on at %1")
+            .arg(pointInTime(progress.until));
+    case RunProgress::Phase::WaitingToRerun:
+        return RunScreen::tr("The failures are tried again at %1").arg(pointInTime(progress.until));
     case RunProgress::Phase::Ended:
         return {};
     default:
@@ -53,7 +61,9 @@ QString lastStatus(const RunProgress &progress)
     if (progress.phase == RunProgress::Phase::Ended || progress.last == RunProgress::Outcome::None)
         return {};
     return progress.last == RunProgress::Outcome::Success ? RunScreen::tr("Last Status : Success")
-                                                          : RunScreen::tr("Last Status : Failed");
+           : progress.last == RunProgress::Outcome::InDoubt
+               ? RunScreen::tr("Last Status : In doubt")
+               : RunScreen::tr("Last Status : Failed");
 }
 
 } // namespace
@@ -102,7 +112,8 @@ void RunScreen::showProgress(const RunProgress &progress)
     const RunProgress::Count &count = isOver ? progress.whole : progress.pass;
     setText(Sent, tr("Sent:%1").arg(count.sent()));
     setText(Success, tr("Success:%1").arg(count.succeeded));
-    setText(Failed, tr("Failed:%1").arg(count.failed));
+    setText(Failed, tr("Failed:%1").arg(count.failed) +
+                        (count.inDoubt > 0 ? tr(" In doubt:%1").arg(count.inDoubt) : QString()));
     // After a pause those who were handled before it count too.
     const qint64 done = progress.selected - progress.toHandle + progress.pass.sent();
     m_progress.setMaximum(int(std::max(progress.selected, qint64(1))));

@@ -12,7 +12,7 @@ void RecipientPreview::load(const QString &listConnectionString, const QString &
     m_fields = {};
     if (listConnectionString.isEmpty())
         return;
-    m_rows.emplace(listConnectionString,
+    m_rows.emplace(listConnectionString, u"email"_s,
                    u"company,contact,email,fname,lname,memo,mid,remark,status,title"_s);
     if (count() == 0)
         return;

@@ -9,6 +9,7 @@
 struct Turn {
     qint64 mid = 0;
     RecipientRow row;
+    QString messageId; ///< of who is sent to
 
     const QString &address() const { return row.fields.front(); }
 };
@@ -20,7 +21,7 @@ class RecipientQueue
 public:
     /// `list` must outlive it; `condition` is on table `email`.
     RecipientQueue(const QString &listConnectionString, Connection &list, const QString &condition)
-        : m_keys(listConnectionString, QStringLiteral("mid"), condition)
+        : m_keys(listConnectionString, QStringLiteral("email"), QStringLiteral("mid"), condition)
         , m_lookup(list)
     {
     }

@@ -3,6 +3,7 @@
 #include "jobrow.h"
 
 #include <QDateTime>
+#include <QLocale>
 
 #include <algorithm>
 #include <chrono>
@@ -57,6 +58,19 @@ struct RunProgress {
     /// Since the pass began to send, on a clock that does not jump.
     std::chrono::milliseconds elapsed{0};
 };
+
+/// "14:20", or "Thursday 14:20" where that is not today, or with the date beyond a week.
+inline QString pointInTime(const QDateTime &time)
+{
+    const qint64 days = QDate::currentDate().daysTo(time.date());
+    const QLocale locale;
+    const QString hour = locale.toString(time.time(), QStringLiteral("HH:mm"));
+    if (days == 0)
+        return hour;
+    return (days < 7 ? locale.toString(time.date(), QStringLiteral("dddd"))
+                     : locale.toString(time.date(), QLocale::ShortFormat)) +
+           QLatin1Char(' ') + hour;
+}
 
 /// What a run shows while it goes: the main window, or the console's terminal.
 class RunView

@@ -35,6 +35,8 @@ constexpr std::chrono::milliseconds longWait = 250ms;
 /// Between two looks at whether the wait goes on.
 constexpr std::chrono::milliseconds waitSlice = 100ms;
 
+constexpr std::chrono::milliseconds longestIdle = 10s;
+
 /// Before a session is tried again; the last one over and over.
 constexpr std::array<std::chrono::seconds, 4> serverWaits = {2s, 10s, 30s, 60s};
 
@@ -80,6 +82,7 @@ void RunDisplay::show()
     if (!m_isShown)
         return;
     progress.elapsed = std::chrono::milliseconds(m_elapsed.isValid() ? m_elapsed.elapsed() : 0);
+    progress.expectedEnd = expectedEnd ? expectedEnd() : QDateTime();
     m_view.showProgress(progress);
     if (m_interval.count() > 0)
         m_timer.start(m_interval);
@@ -103,6 +106,8 @@ SendPass::SendPass(const RunSeams &seams, Connection &list, const BegunPass &pas
     , m_key(pass.series.id.toLatin1())
     , m_digest(pass.digest)
     , m_messageDomain(wireAddress(message.senderAddress).split('@').last())
+    , m_allowance(settings.smtpServer, settings.requireLogon ? settings.account : QString(),
+                  settings.limits, seams.clock)
     , m_log(seams.folder, seams.clock)
     , m_yielding(seams.yield)
     , m_isAnyListWanted(seams.options.anyList)
@@ -111,11 +116,20 @@ SendPass::SendPass(const RunSeams &seams, Connection &list, const BegunPass &pas
     // Who cannot be recorded at once is tried again by commit(), while the window lives.
     list.execute(u"pragma busy_timeout=%1"_s.arg(shortWait.count()));
     m_mail.MessageDue = [this] { return isMessageAllowed(); };
+    m_seams.display.expectedEnd = [this] {
+        const qint64 left = m_progress.toHandle - m_progress.pass.sent();
+        const QDateTime freeAt =
+            m_settings.limits == SendLimits() ? QDateTime() : m_allowance.freeAt(left);
+        return ::expectedEnd(m_seams.clock.now(), m_progress.pass.sent(),
+                             m_progress.elapsed - m_waitedInAll, left, m_seams.options.batchSize,
+                             m_seams.options.batchPause, freeAt);
+    };
 }
 
 SendPass::~SendPass()
 {
     m_mail.MessageDue = nullptr;
+    m_seams.display.expectedEnd = nullptr;
 }
 
 void SendPass::run()
@@ -171,8 +185,11 @@ void SendPass::connectTransport()
         m_mail.Password = m_settings.password;
     }
     m_mail.Subject = m_message.subject;
-    if (!m_control.isStopRequested)
-        m_mail.Connect();
+    // A login that was refused just now is not tried again by the first Send.
+    if (!m_control.isStopRequested && !m_mail.Connect() && m_mail.Result.isLoginRefused) {
+        m_trouble = onOneLine(m_mail.Result.explanation);
+        m_isOver = true;
+    }
 }
 
 void SendPass::reconnect()
@@ -180,6 +197,7 @@ void SendPass::reconnect()
     m_mail.Disconnect();
     m_seams.display.show(RunProgress::Phase::Waiting);
     m_seams.clock.wait(m_seams.options.batchPause, m_seams.yield);
+    m_waitedInAll += m_seams.options.batchPause;
     if (!m_control.isStopRequested)
         m_mail.Connect();
 }
@@ -199,6 +217,7 @@ SendPass::Ahead SendPass::lookAhead(qint64 room)
     while (qint64(ahead.passed.size()) < room && m_queue.next(turn)) {
         if (!m_unsubscribed.contains(turn.address())) {
             ahead.next = turn;
+            ahead.next->messageId = messageIdOf(turn.mid);
             break;
         }
         ahead.passed.push_back(entryOf(turn, Fate::Failed, u"Un-subscribed Email"_s));
@@ -303,7 +322,7 @@ bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEnt
         }
         std::copy(turn.row.fields.begin(), turn.row.fields.end(), m_values.begin() + 1);
         m_mail.Recipient = turn.address();
-        m_mail.Next = next ? next->address() : QString();
+        m_mail.Next = next && m_allowance.has(2) ? next->address() : QString();
         m_mail.Body = m_fields.personalise(m_values);
         m_mail.MessageId = entry.messageId.section(u'@', 0, 0).toLatin1();
         m_mail.Send();
@@ -317,6 +336,10 @@ bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEnt
     }
     if (m_error)
         std::rethrow_exception(std::exchange(m_error, nullptr));
+    using Kind = SendResult::Kind;
+    const Kind kind = m_mail.Result.kind;
+    if (kind != Kind::NoSession && kind != Kind::NotWanted)
+        m_allowance.spend();
     return true;
 }
 
@@ -339,13 +362,16 @@ bool SendPass::isMessageAllowed()
 
 LedgerEntry SendPass::entryOf(const Turn &turn, Fate fate, const QString &reason) const
 {
-    // The same mail to the same recipient has the same one, so that a server can tell a repeat.
-    const QByteArray mail = QByteArray::number(turn.mid) + '\n' + m_digest;
+    return {turn.mid, turn.address(), fate, reason, {}, turn.messageId};
+}
+
+/// The same mail to the same recipient has the same one, so that a server can tell a repeat.
+QString SendPass::messageIdOf(qint64 mid) const
+{
+    const QByteArray mail = QByteArray::number(mid) + '\n' + m_digest;
     const QByteArray id =
         QMessageAuthenticationCode::hash(mail, m_key, QCryptographicHash::Sha256).first(16).toHex();
-    return {turn.mid, turn.address(),
-            fate,     reason,
-            {},       QString::fromLatin1(id + '@' + m_messageDomain)};
+    return QString::fromLatin1(id + '@' + m_messageDomain);
 }
 
 /// Makes the mail component's result the recipient's.
@@ -474,6 +500,7 @@ void SendPass::wait(RunProgress::Phase phase, std::chrono::milliseconds time)
 {
     m_progress.until = m_seams.clock.now().addMSecs(time.count());
     for (; time.count() > 0 && !m_control.isStopRequested; time -= waitSlice) {
+        m_waitedInAll += waitSlice;
         m_seams.display.show(phase);
         m_seams.clock.wait(std::min(time, waitSlice), m_seams.yield);
     }

@@ -4,6 +4,7 @@
 #include "recipientqueue.h"
 #include "refusalwatch.h"
 #include "runview.h"
+#include "sendallowance.h"
 #include "sendlog.h"
 
 #include "mergefields.h"
@@ -56,6 +57,8 @@ public:
     void start() { m_elapsed.start(); }
 
     RunProgress progress;
+    /// Asked when it is shown.
+    std::function<QDateTime()> expectedEnd;
 
 private:
     RunView &m_view;
@@ -126,6 +129,7 @@ private:
     bool send(const Turn &turn, const std::optional<Turn> &next, LedgerEntry &entry);
     bool isMessageAllowed();
     LedgerEntry entryOf(const Turn &turn, Fate fate, const QString &reason) const;
+    QString messageIdOf(qint64 mid) const;
     void judge(LedgerEntry &entry);
     void giveBack(const Turn &turn);
     void commit(std::span<const LedgerEntry> entries, const LedgerEntry *next,
@@ -156,6 +160,7 @@ private:
     const QByteArray m_key;          ///< of the Message-IDs
     const QByteArray m_digest;       ///< of what is sent
     const QByteArray m_messageDomain;
+    SendAllowance m_allowance;
     SendLog m_log;
     Pace m_yielding;
     RefusalWatch m_watch;
@@ -168,6 +173,7 @@ private:
     bool m_hasDelivered = false; ///< since the server last gave trouble
     size_t m_waits = 0;          ///< since the last delivery
     std::chrono::seconds m_waited{0};
+    std::chrono::milliseconds m_waitedInAll{0}; ///< of the time that the pass took
     QString m_trouble;
     QString m_unrecorded;
 };

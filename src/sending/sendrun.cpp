@@ -1,6 +1,5 @@
 #include "sendrun.h"
 
-#include "account.h"
 #include "jobstore.h"
 
 #include "clock.h"
@@ -275,7 +274,7 @@ bool SendRun::isRerunWanted()
     if (m_ending)
         return false;
     const JobRow &row = m_display.progress.row;
-    Account account;
+    Account &account = m_account;
     qint64 temporary = 0;
     QString doubtful;
     try {
@@ -302,7 +301,7 @@ bool SendRun::isRerunWanted()
             text += u"\r\n%1 in doubt, who may have got it (%2%3). \"Resend Fail\" asks whether to "
                     "send it again."_s.arg(shown(account.inDoubt), doubtful,
                                            account.inDoubt > 1 ? u", ..."_s : QString());
-        m_seams.op.tell(text);
+        m_seams.op.tell(text, account.failed + account.inDoubt > 0 ? u"Job Manager"_s : QString());
         return false;
     }
     const bool isFirst = m_plan.rerun == 0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "account.h"
 #include "passplan.h"
 #include "sendpass.h"
 
@@ -43,6 +44,8 @@ public:
 
     /// Of the run that goes on, or the last one.
     const RunProgress &progress() const { return m_display.progress; }
+    /// Of the job's series when the last pass was complete.
+    const Account &account() const { return m_account; }
 
 private:
     bool isAsShown(const JobRow &shown, const JobRow &stored);
@@ -66,5 +69,6 @@ private:
     PassPlan m_plan;
     bool m_isAsked = false; ///< whether the plan is wanted
     std::optional<UnsubscribeList> m_unsubscribed;
+    Account m_account;
     QString m_unrecorded; ///< of whom it could not be written what became of them
 };

@@ -87,8 +87,7 @@ SendResult SmtpSendMail::sendOne()
     else if (const QString reason = checkValues(); !reason.isEmpty())
         fault = {SendResult::Kind::NoSession, reason};
     if (fault.kind != SendResult::Kind::Sent) {
-        if (m_session.isNextDue())
-            m_session.quit();
+        m_session.takeBack();
         return fault;
     }
 

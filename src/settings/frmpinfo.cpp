@@ -10,6 +10,18 @@
 #include <QApplication>
 #include <QShowEvent>
 
+#include <algorithm>
+#include <array>
+
+namespace
+{
+
+/// In the order of the box; behind them it has one for all others.
+constexpr std::array presets = {SendLimits{}, SendLimits{.perMinute = 30},
+                                SendLimits{.perDay = 500}, SendLimits{.perDay = 2000}};
+
+} // namespace
+
 frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     : ButtonDialog(parent)
     , m_ui(std::make_unique<Ui::frmPinfo>())
@@ -30,6 +42,15 @@ frmPinfo::frmPinfo(const SettingsStore &store, Operator &op, QWidget *parent)
     connect(m_ui->cmdClose, &QPushButton::clicked, this, &frmPinfo::closeWindow);
     connect(m_ui->chkLogin, &QCheckBox::toggled, this, &frmPinfo::enableLogin);
     connect(qApp, &QApplication::focusChanged, this, &frmPinfo::followFocus);
+    m_ui->combLimits->addItems(
+        {tr("No limit"), tr("30 a minute"), tr("500 a day"), tr("2,000 a day"), tr("Own limits")});
+    connect(m_ui->combLimits, &QComboBox::activated, this, [this](int index) {
+        if (size_t(index) < presets.size())
+            setLimits(presets[size_t(index)]);
+        showPreset();
+    });
+    for (const QSpinBox *box : {m_ui->spnMinute, m_ui->spnHour, m_ui->spnDay})
+        connect(box, &QSpinBox::valueChanged, this, &frmPinfo::showPreset);
     SetInfo();
 }
 
@@ -37,6 +58,25 @@ frmPinfo::~frmPinfo()
 {
     // Its boxes lose the focus while they are destroyed, when nothing is left to follow it.
     disconnect(qApp, nullptr, this, nullptr);
+}
+
+SendLimits frmPinfo::limits() const
+{
+    return {m_ui->spnMinute->value(), m_ui->spnHour->value(), m_ui->spnDay->value()};
+}
+
+void frmPinfo::setLimits(const SendLimits &limits)
+{
+    m_ui->spnMinute->setValue(limits.perMinute);
+    m_ui->spnHour->setValue(limits.perHour);
+    m_ui->spnDay->setValue(limits.perDay);
+}
+
+/// Shows which of the usual limits those in the boxes are.
+void frmPinfo::showPreset()
+{
+    const auto found = std::find(presets.begin(), presets.end(), limits());
+    m_ui->combLimits->setCurrentIndex(int(found - presets.begin()));
 }
 
 Settings frmPinfo::current() const
@@ -52,8 +92,8 @@ Settings frmPinfo::current() const
             .requireLogon = m_ui->chkLogin->isChecked(),
             .logOutgoing = m_ui->chkLog->isChecked(),
             .validateAddresses = m_ui->chkValidEmail->isChecked(),
-            .limits = {},
-            .rerunWaitMinutes = 0,
+            .limits = limits(),
+            .rerunWaitMinutes = m_ui->spnRerunWait->value(),
             .unsubscribed = unsubscribed};
 }
 
@@ -68,6 +108,9 @@ void frmPinfo::SetInfo()
     m_ui->chkLogin->setChecked(stored.requireLogon);
     m_ui->chkLog->setChecked(stored.logOutgoing);
     m_ui->chkValidEmail->setChecked(stored.validateAddresses);
+    setLimits(stored.limits);
+    showPreset();
+    m_ui->spnRerunWait->setValue(stored.rerunWaitMinutes);
     m_ui->txtUList->setPlainText(stored.unsubscribed);
     enableLogin(stored.requireLogon);
     rememberPassword();

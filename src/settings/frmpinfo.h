@@ -36,6 +36,9 @@ private:
     void apply();
     void closeWindow();
     void enableLogin(bool enabled);
+    SendLimits limits() const;
+    void setLimits(const SendLimits &limits);
+    void showPreset();
     void followFocus(QWidget *old, QWidget *now);
     bool confirmPassword();
     void rememberPassword();

@@ -11,6 +11,10 @@ struct SendLimits {
     bool operator==(const SendLimits &) const = default;
 };
 
+/// What a limit and the wait before a rerun may be at most; more is taken as that.
+constexpr int mostMessages = 10'000'000;
+constexpr int mostRerunWaitMinutes = 7 * 24 * 60;
+
 /// The program's settings. `unsubscribed` is the text of the unsubscribe list, one address per
 /// line, each line ended by CR LF.
 struct Settings {

@@ -12,6 +12,8 @@
 #include <QSaveFile>
 #include <QSettings>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -34,6 +36,18 @@ constexpr SwitchValue switches[] = {
     {"Login", &Settings::requireLogon},
     {"Log", &Settings::logOutgoing},
     {"ValidateEmail", &Settings::validateAddresses},
+};
+
+struct NumberValue {
+    const char *name;
+    int &(*of)(Settings &settings);
+    int most;
+};
+constexpr NumberValue numbers[] = {
+    {"LimitMinute", [](Settings &s) -> int & { return s.limits.perMinute; }, mostMessages},
+    {"LimitHour", [](Settings &s) -> int & { return s.limits.perHour; }, mostMessages},
+    {"LimitDay", [](Settings &s) -> int & { return s.limits.perDay; }, mostMessages},
+    {"RerunWait", [](Settings &s) -> int & { return s.rerunWaitMinutes; }, mostRerunWaitMinutes},
 };
 
 /// Stands in a file in which every value stands as it is.
@@ -105,6 +119,12 @@ Settings SettingsStore::load() const
             values.value(QLatin1String(value.name)).section(QChar(u'\0'), 0, 0);
     for (const SwitchValue &value : switches)
         settings.*value.member = values.value(QLatin1String(value.name)) == QLatin1String("1");
+    for (const NumberValue &value : numbers) {
+        bool isNumber = false;
+        const qint64 stored =
+            values.value(QLatin1String(value.name)).trimmed().toLongLong(&isNumber);
+        value.of(settings) = isNumber ? int(std::clamp<qint64>(stored, 0, value.most)) : 0;
+    }
     try {
         settings.unsubscribed = loadUnsubscribeList(m_folder);
     } catch (const StorageError &) {
@@ -122,6 +142,9 @@ void SettingsStore::save(const Settings &settings) const
                  (settings.*value.member).section(lineEnd, 0, 0).toUtf8() + '\n';
     for (const SwitchValue &value : switches)
         lines += value.name + QByteArray(settings.*value.member ? "=1\n" : "=0\n");
+    Settings numbered = settings;
+    for (const NumberValue &value : numbers)
+        lines += value.name + QByteArray("=") + QByteArray::number(value.of(numbered)) + '\n';
     QDir().mkpath(QFileInfo(location()).path());
     // Private before the password is in it.
     QSaveFile file(location());

@@ -4,7 +4,7 @@
 
 class ProgramFolder;
 
-/// Where the settings are kept between two starts: seven text values in the file
+/// Where the settings are kept between two starts: eleven values in the file
 /// Quillbright/Quillbright.conf of the user's configuration folder, and the unsubscribe list in the
 /// program folder.
 ///

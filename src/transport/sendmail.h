@@ -91,8 +91,10 @@ public:
     /// tried again to be seen).
     SendResult Result;
     /// After a Send with `Next`, whatever became of that Send: the server waits for Next's message,
-    /// so that the next Send writes its first byte at once, when MessageDue allows it. Disconnect
-    /// then closes the link without another word, and nobody gets an empty message.
+    /// so that the next Send writes its first byte at once, when MessageDue allows it. False where
+    /// it does not, or has not answered yet: a Send ends with its own result, and the next one
+    /// waits for the rest. Disconnect then closes the link without another word, and nobody gets an
+    /// empty message.
     bool IsNextDue = false;
 
     /// Opens the session (and logs in). Returns whether it is open; the reason of a failure is

@@ -20,11 +20,11 @@ using std::chrono::milliseconds;
 // being put to sleep and woken by the system. Much longer would only take the processor from a
 // server on the same machine.
 constexpr std::chrono::microseconds eagerTime{25};
-constexpr size_t receiveSize = 16 * 1024;
+constexpr size_t receiveSize = size_t{16} * 1024;
 // An encrypted block of up to this size goes out as a whole or not at all, so that the count of
 // what went out is true.
-constexpr qsizetype largestWrite = 16 * 1024;
-constexpr qsizetype longestReplyLine = 64 * 1024;
+constexpr qsizetype largestWrite = qsizetype{16} * 1024;
+constexpr qsizetype longestReplyLine = qsizetype{64} * 1024;
 
 // Every method that proves a password. Left out are those that use a ticket of the system's own
 // login: a server that offers one first would never be given the password.
@@ -260,6 +260,15 @@ bool SmtpConnection::receive(Smtp::Step step, Instant begin)
         if (Pace::Clock::now() >= eagerUntil)
             isInTime = waitFor(POLLIN, step, begin);
     }
+}
+
+bool SmtpConnection::isReplyNear(Smtp::Step step)
+{
+    if (m_consumed < m_received.size() || m_isBroken)
+        return true;
+    waitFor(POLLIN, step, Pace::Clock::now());
+    pollfd descriptor{m_socket, POLLIN, 0};
+    return ::poll(&descriptor, 1, 0) != 0;
 }
 
 bool SmtpConnection::isQuiet()

@@ -81,6 +81,8 @@ public:
     /// The reply that ends `step`, without the password and its encoded forms, which a server may
     /// repeat. It has no code when none came.
     SmtpReply read(Smtp::Step step);
+    /// Whether read() has something to begin with, at the latest after a frame.
+    bool isReplyNear(Smtp::Step step);
     /// Whether the server, as far as one can see without waiting, has kept the link and said
     /// nothing that was not read.
     bool isQuiet();

@@ -68,7 +68,7 @@ constexpr Smtp::Times limits()
 }
 
 // Small enough that the progress moves and the window lives on a slow line.
-constexpr qsizetype bytesInWrite = 128 * 1024;
+constexpr qsizetype bytesInWrite = qsizetype{128} * 1024;
 
 constexpr int badSequence = 503;
 
@@ -148,12 +148,18 @@ bool SmtpSession::open(const SmtpAccount &account, SendResult &fault)
     return true;
 }
 
+void SmtpSession::takeBack()
+{
+    if (isNextDue() || !m_awaited.isEmpty())
+        m_connection.close();
+    m_awaited.clear();
+    m_ahead = {};
+}
+
 void SmtpSession::quit()
 {
-    if (isNextDue())
-        m_connection.close();
+    takeBack();
     m_connection.quit();
-    m_ahead = {};
 }
 
 bool SmtpSession::isOpenFor(const SmtpAccount &account) const
@@ -174,11 +180,12 @@ bool SmtpSession::needsUtf8(const SmtpEnvelope &envelope) const
 
 SendResult SmtpSession::deliver(const SmtpAccount &account, SmtpMessage message)
 {
-    if (isNextDue() && (m_ahead.envelope != message.envelope || !isOpenFor(account)))
-        quit();
+    if (m_ahead.envelope != message.envelope || account != m_account) {
+        takeBack();
+        m_ahead = {message.envelope};
+    }
     Asked asked = std::exchange(m_ahead, {});
-    if (asked.envelope != message.envelope || account != m_account)
-        asked = {message.envelope};
+    receive(asked);
     for (;;) {
         if (asked.state == Asked::Due)
             return sendMessage(message);
@@ -217,16 +224,12 @@ void SmtpSession::say(Smtp::Step step, const SmtpEnvelope &envelope)
     m_awaited.append(step);
 }
 
-/// Asks for an envelope, or for the rest of it, and waits for what becomes of it.
+/// Asks for an envelope, and waits for what becomes of it.
 void SmtpSession::ask(Asked &asked)
 {
     m_isBehindDot = false;
-    const int first = asked.state == Asked::Taken ? Smtp::Data
-                      : m_leftover                ? Smtp::Reset
-                                                  : Smtp::Mail;
-    if (first != Smtp::Data)
-        asked.state = Asked::Not;
-    for (int step = first; step <= Smtp::Data; ++step) {
+    asked.state = Asked::Not;
+    for (int step = m_leftover ? Smtp::Reset : Smtp::Mail; step <= Smtp::Data; ++step) {
         say(static_cast<Smtp::Step>(step), asked.envelope);
         const bool isAlone = grouping() == Grouping::Plain ||
                              (step == Smtp::Rcpt && m_refusals >= refusalsBeforeCare);
@@ -244,7 +247,7 @@ bool SmtpSession::write(SmtpMessage &message)
     stuffDots(message.text);
     QByteArray end = std::exchange(m_lines, {});
     const qsizetype all = message.text.size() + message.parts.size() + end.size();
-    const qsizetype behindDot = all - end.size() + qstrlen(".\r\n");
+    const qsizetype behindDot = all - end.size() + qsizetype(qstrlen(".\r\n"));
     if (all <= bytesInWrite) {
         message.text.append(std::exchange(message.parts, {})).append(std::exchange(end, {}));
     }
@@ -285,12 +288,12 @@ SendResult SmtpSession::sendMessage(SmtpMessage &message)
         (m_connection.offersUtf8() || !needsUtf8(next.envelope))) {
         say(Smtp::Mail, next.envelope);
         say(Smtp::Rcpt, next.envelope);
-        if (m_refusals < refusalsBeforeCare)
-            say(Smtp::Data, next.envelope);
+        say(Smtp::Data, next.envelope);
     }
     const SendResult result = receiveEnd(write(message));
+    // The result does not wait for a server that needs long for the next envelope.
     m_isBehindDot = true;
-    receive(next);
+    receive(next, false);
     m_ahead = next;
     return result;
 }
@@ -317,10 +320,13 @@ SendResult SmtpSession::receiveEnd(bool isDotOut)
                  " after the whole message; it may have been delivered");
 }
 
-/// Takes the replies that are owed for an envelope. Returns whether the next step can follow.
-bool SmtpSession::receive(Asked &asked)
+/// Takes the replies that are owed for an envelope, those that are near or all of them. Returns
+/// whether the next step can follow.
+bool SmtpSession::receive(Asked &asked, bool isPatient)
 {
     while (m_connection.isOpen() && !m_awaited.isEmpty()) {
+        if (!isPatient && !m_connection.isReplyNear(m_awaited.first()))
+            return false;
         const Smtp::Step step = m_awaited.takeFirst();
         const SmtpReply reply = m_connection.read(step);
         const bool isGood = reply.kind() == table[step].goesOnWith;

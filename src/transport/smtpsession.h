@@ -46,9 +46,12 @@ public:
     /// Says goodbye, or nothing where the server waits for a message.
     void quit();
 
+    /// Makes an announced recipient one that was not: nobody gets an empty message.
+    void takeBack();
+
     /// Delivers a message. Opens the session where it is not open.
     SendResult deliver(const SmtpAccount &account, SmtpMessage message);
-    /// Whether the server waits for the message to the last one's `next`.
+    /// Whether the server is known to wait for the message to the last one's `next`.
     bool isNextDue() const { return m_ahead.state == Asked::Due; }
 
     Pace &pace() { return m_connection.pace(); }
@@ -66,7 +69,7 @@ private:
     struct Asked {
         enum State {
             Not,    ///< it knows nothing of it
-            Taken,  ///< the recipient is accepted, DATA not asked for yet
+            Taken,  ///< the recipient is accepted, DATA not answered yet
             Due,    ///< it waits for the message
             Failed, ///< `result` says why
             Stale,  ///< the session had ended before it; a new one can take it
@@ -85,7 +88,7 @@ private:
     void ask(Asked &asked);
     bool write(SmtpMessage &message);
 
-    bool receive(Asked &asked);
+    bool receive(Asked &asked, bool isPatient = true);
     void accept(Asked &asked, Smtp::Step step);
     void refuse(Asked &asked, Smtp::Step step, const SmtpReply &reply);
     void lose(Asked &asked, Smtp::Step step, const SmtpReply &reply);

@@ -110,8 +110,8 @@ def walk(environment):
     wait("a window without a trace of the dialog", lambda: painted(main) == before)
 
     keys("ctrl+Return")
-    window("Resend fail emails")
-    keys("n")
+    window("Job Manager")
+    keys("Return")
     window("Quillbright")
     wait("counts in the status bar", lambda: bars(main)[1] != bottom)
     wait("commands that are enabled again", lambda: bars(main)[0] == top)

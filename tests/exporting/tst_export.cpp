@@ -202,7 +202,7 @@ private slots:
     {
         Setup setup;
         const QStringList columns{"email", "fname", "lname", "status", "remark"};
-        Keyset rows(setup.folder.folder().listConnectionString(1), columns.join(','),
+        Keyset rows(setup.folder.folder().listConnectionString(1), "email", columns.join(','),
                     " where mid > 1", " order by mid desc", 1);
         rows.readKeys(Keyset::all);
         setup.folder.execute("delete from email where mid = 2", 1);

@@ -47,7 +47,7 @@ with tempfile.TemporaryDirectory() as name:
     while system.execute("select progress from mjob").fetchone()[0] != "Complete":
         run = subprocess.Popen(command, **quiet)
         try:
-            if run.wait(random.uniform(0, seconds) if done < kills else None) not in (0, 3):
+            if run.wait(random.uniform(0, seconds) if done < kills else None) not in (0, 1, 3):
                 break
         except subprocess.TimeoutExpired:
             run.kill()
@@ -58,8 +58,16 @@ with tempfile.TemporaryDirectory() as name:
     order = [int(re.search(rb"X-Envelope-To: r(\d+)@", mail.read_bytes())[1])
              for mail in sorted((folder / "mail").glob("*.eml"))]
     twice = len(order) - len(set(order))
-    state = system.execute("select progress, total, unsent, success from mjob").fetchone()
-    print(f"{done} kills, {len(set(order))} of {recipients} recipients, {twice} in flight got it "
-          f"again, job {state}")
-    sys.exit(order != sorted(order) or len(set(order)) != recipients or twice > done
-             or state != ("Complete", recipients, 0, recipients))
+    members = sqlite3.connect(folder / "data/m1.mdb")
+    sent = [mid for (mid,) in members.execute("select mid from email where status='S'")]
+    doubt = [mid for (mid,) in members.execute(
+        "select mid from email where status='F' and remark like 'In doubt: %' order by mid")]
+    arrived = {mid + 1 for mid in order}
+    verified = subprocess.run([console, "verify", "1", "--folder", name], env=environment)
+    state = system.execute("select progress, total, unsent, success, failure from mjob").fetchone()
+    print(f"{done} kills, {len(arrived)} of {recipients} arrived, {twice} twice, {len(doubt)} in "
+          f"doubt ({len(arrived & set(doubt))} of them arrived), job {state}")
+    sys.exit(order != sorted(set(order)) or arrived - set(doubt) != set(sent)
+             or len(sent) + len(doubt) != recipients or len(doubt) > done
+             or verified.returncode != 0
+             or state != ("Complete", recipients, 0, len(sent), len(doubt)))

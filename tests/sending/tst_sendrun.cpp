@@ -251,9 +251,9 @@ private slots:
         job.op.answers.push(false);
         QCOMPARE(job.start(true), Result::Complete);
         QCOMPARE(job.recipients(), u"r2 r3"_s);
-        QVERIFY(job.op.told.takeLast().startsWith(
-            u"|Job [Spring] is complete: 3 sent, 0 failed for good.\r\n1 in doubt, who may have "
-            "got it (r4)."_s));
+        QVERIFY(job.op.told.takeLast().startsWith(u"Job Manager|Job [Spring] is complete: 3 sent, "
+                                                  u"0 failed for good.\r\n1 in doubt, who may have "
+                                                  "got it (r4)."_s));
         job.op.answers.push(true);
         QCOMPARE(job.start(true), Result::Complete);
         QCOMPARE(job.recipients(), u"r4"_s);

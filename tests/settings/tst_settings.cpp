@@ -30,6 +30,8 @@ private slots:
         settings.operatorAddress = "me@example.org, you@example.org";
         settings.account = "Jürgen \"the\" \\admin";
         settings.validateAddresses = true;
+        settings.limits = {30, 500, 2000};
+        settings.rerunWaitMinutes = 15;
         settings.unsubscribed = "göne@example.org\r\n";
         for (const char *password :
              {"p,a;s=s #%@[1] \t\"'", "\"q;r\"", "a\\\\b", "@@x", " x ", ""}) {
@@ -69,12 +71,16 @@ private slots:
                                                               {"\xff\xfe\x1[[[", ""}};
         const Program program;
         for (const auto &[line, password] : rows) {
-            writeFile(program.settings, "Login=true\nPassword"_ba + line + "\nSMTP=m:25\n");
+            writeFile(program.settings, "Login=true\nLimitMinute=30x\nLimitHour=-1\n"
+                                        "LimitDay=99999999999\nRerunWait = 5\nPassword"_ba +
+                                            line + "\nSMTP=m:25\n");
             QFile::setPermissions(program.settings, QFile::ReadOwner | QFile::WriteOwner);
             const Settings settings = program.store.load();
             QCOMPARE(settings.password, password);
             QCOMPARE(settings.smtpServer, "m:25");
             QVERIFY(!settings.requireLogon);
+            QCOMPARE(settings.limits, (SendLimits{0, 0, mostMessages}));
+            QCOMPARE(settings.rerunWaitMinutes, 5);
         }
     }
 

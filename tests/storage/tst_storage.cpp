@@ -176,7 +176,7 @@ private slots:
         constexpr int count = 3 * Keyset::windowSize + 5;
         connection.execute(u"with recursive n(i) as (values(1) union all select i+1 from n where "
                            "i<%1) insert into email (email) select 'r'||i from n"_s.arg(count));
-        Keyset keyset(database, u"*"_s, u" where mid > 2"_s);
+        Keyset keyset(database, u"email"_s, u"*"_s, u" where mid > 2"_s);
         connection.execute(u"delete from email where mid=200"_s);
         connection.execute(u"insert into email (email) values ('new@example.org')"_s);
         QCOMPARE(keyset.size(), count - 2);

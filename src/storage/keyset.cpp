@@ -8,13 +8,13 @@
 
 #include <algorithm>
 
-Keyset::Keyset(const QString &listConnectionString, const QString &columns,
+Keyset::Keyset(const QString &listConnectionString, const QString &from, const QString &columns,
                const QString &condition, const QString &order, qsizetype atFirst)
     : m_connectionString(listConnectionString)
     , m_connection(listConnectionString)
+    , m_from(from)
     , m_columns(columns)
-    , m_unread(m_connection.prepare(QStringLiteral("select mid from email ") + condition +
-                                    (order.isEmpty() ? QStringLiteral(" order by mid") : order)))
+    , m_unread(m_connection.prepare(QStringLiteral("select mid from ") + from + condition + order))
 {
     readKeys(atFirst);
 }
@@ -80,7 +80,8 @@ void Keyset::fetch(qsizetype first)
     }
     m_window.assign(size_t(last - first), {});
     Recordset rows(m_connection, QStringLiteral("select mid as keyset_mid, ") + m_columns +
-                                     QStringLiteral(" from email where mid in (") + numbers +
+                                     QStringLiteral(" from ") + m_from +
+                                     QStringLiteral(" where mid in (") + numbers +
                                      QLatin1Char(')'));
     for (; !rows.atEnd(); rows.moveNext())
         m_window[size_t(place.value(rows.current().number(QStringLiteral("keyset_mid"))))] =

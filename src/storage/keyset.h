@@ -6,10 +6,11 @@
 #include <limits>
 #include <vector>
 
-/// The recipients of a list that a condition selects, fixed when it is made: their numbers are kept
-/// in memory in order (8 bytes a row) and the rows are fetched by window, so that a million rows
-/// open at once and the table may be written to meanwhile. The list's database is open only while
-/// something is read from it, so its file can be copied or deleted while its rows are on screen.
+/// The recipients that a condition selects in a list's database, fixed when it is made: their
+/// numbers are kept in memory in order (8 bytes a row) and the rows are fetched by window, so that
+/// a million rows open at once and the tables may be written to meanwhile. The database is open
+/// only while something is read from it, so its file can be copied or deleted while its rows are on
+/// screen.
 class Keyset
 {
 public:
@@ -17,12 +18,14 @@ public:
     static constexpr int windowSize = 128;
     static constexpr qsizetype all = std::numeric_limits<qsizetype>::max();
 
-    /// `columns`: what the rows hold ("*" or a select list of table `email`); `condition` and
-    /// `order`: " where ..." and " order by ..." or empty; without an order the rows come by
-    /// increasing `mid`. `atFirst`: how many keys to read now, when a screen shows the first rows
-    /// while the others are read. Throws StorageError.
-    Keyset(const QString &listConnectionString, const QString &columns,
-           const QString &condition = {}, const QString &order = {}, qsizetype atFirst = all);
+    /// `from`: a table, or what stands for one, in which `mid` is in no two rows; `columns`: what
+    /// the rows hold ("*" or a select list); `condition` and `order`: " where ..." and
+    /// " order by ..." or empty; with an empty order the rows come as the engine finds them.
+    /// `atFirst`: how many keys to read now, when a screen shows the first rows while the others
+    /// are read. Throws StorageError.
+    Keyset(const QString &listConnectionString, const QString &from, const QString &columns,
+           const QString &condition = {}, const QString &order = QStringLiteral(" order by mid"),
+           qsizetype atFirst = all);
     ~Keyset();
     Q_DISABLE_COPY(Keyset)
 
@@ -51,6 +54,7 @@ private:
 
     QString m_connectionString;
     Connection m_connection;
+    QString m_from;
     QString m_columns;
     std::unique_ptr<SQLite::Statement> m_unread; // the keys not read yet
     std::vector<qint64> m_keys;
