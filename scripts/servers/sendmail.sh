@@ -59,5 +59,5 @@ server_version() {
 }
 
 server_log() {
-    cat "$folder/traffic.log"
+    grep -E "^[0-9]+ (<<< [A-Za-z]{4}\b|>>> [2-5][0-9]{2})" "$folder/traffic.log"
 }
