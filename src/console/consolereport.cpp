@@ -4,16 +4,16 @@
 
 #include "account.h"
 #include "connection.h"
-#include "delimitedtarget.h"
 #include "jobstore.h"
 #include "keyset.h"
 #include "ledger.h"
 #include "listcatalogue.h"
 #include "programfolder.h"
 #include "report.h"
+#include "reportexport.h"
 
 #include <QDate>
-#include <QDateTime>
+#include <QSet>
 
 using namespace Qt::StringLiterals;
 
@@ -61,56 +61,6 @@ LedgerJob findJob(const ProgramFolder &folder, const QString &job)
     }
     return oneNamed(jobs, u"job"_s, job, &LedgerJob::id, &LedgerJob::name,
                     whyNotListed(system, job));
-}
-
-QString isoTime(qint64 at)
-{
-    return at == 0 ? QString() : QDateTime::fromSecsSinceEpoch(at).toString(Qt::ISODate);
-}
-
-/// As RFC 4180 has it: what holds a comma, a quote or a line end stands between quotes.
-std::string csvField(const QString &text)
-{
-    if (!text.contains(u',') && !text.contains(u'"') && !text.contains(u'\n') &&
-        !text.contains(u'\r'))
-        return text.toStdString();
-    return (u'"' + QString(text).replace(u'"', u"\"\""_s) + u'"').toStdString();
-}
-
-const std::vector<ListingColumn> reportColumns{
-    {"email", "Email"},   {"name", "Name"},     {"result", "Result"}, {"time", "Time"},
-    {"run", "Run", true}, {"reason", "Reason"}, {"reply", nullptr},   {"messageid", nullptr}};
-
-/// A person's cells, as the columns are.
-QStringList reportCells(const Record &row)
-{
-    return {row.text(u"address"_s),
-            row.text(u"name"_s),
-            wordOf(reportedResult(row.text(u"result"_s))),
-            isoTime(row.number(u"at"_s)),
-            row.text(u"run"_s),
-            row.text(u"reason"_s),
-            row.text(u"reply"_s),
-            row.text(u"messageid"_s)};
-}
-
-void writeCsv(const ProgramFolder &folder, const QString &file,
-              const std::function<void(const PrintRow &)> &rows)
-{
-    folder.refuseOwnFile(file);
-    DelimitedFileTarget target(file, u","_s);
-    const PrintRow write = [&](const QStringList &cells) {
-        std::vector<std::string> fields;
-        for (const QString &cell : cells)
-            fields.push_back(csvField(cell));
-        target.write(fields);
-    };
-    QStringList headings;
-    for (const ListingColumn &column : reportColumns)
-        headings += QLatin1String(column.name);
-    write(headings);
-    rows(write);
-    target.finish();
 }
 
 } // namespace
@@ -179,16 +129,26 @@ ExitStatus reportJob(const ProgramFolder &folder, const QString &job, const Repo
             only.push_back(result);
     }
     Keyset people(source, scope.from(list, only), ReportScope::columns(), {}, {});
-    const auto rows = [&](const PrintRow &print) {
-        for (qsizetype i = 0; i < people.size(); ++i) {
-            if (const Record *row = people.row(i))
-                print(reportCells(*row));
-        }
-    };
-    if (options.csvFile.isEmpty())
-        printListing(reportColumns, rows, options.json);
-    else
-        writeCsv(folder, options.csvFile, rows);
+    if (!options.csvFile.isEmpty()) {
+        writeReport(folder, people, options.csvFile, [](qint64) { return true; });
+        return Complete;
+    }
+    printListing(
+        {{"email", "Email"},
+         {"name", "Name"},
+         {"result", "Result"},
+         {"time", "Time"},
+         {"run", "Run", true},
+         {"reason", "Reason"},
+         {"reply", nullptr},
+         {"messageid", nullptr}},
+        [&](const PrintRow &print) {
+            for (qsizetype i = 0; i < people.size(); ++i) {
+                if (const Record *person = people.row(i))
+                    print(reportCells(*person));
+            }
+        },
+        options.json);
     return Complete;
 }
 

@@ -80,6 +80,12 @@ std::vector<ReportedRun> reportedRuns(Connection &list, qint64 jobId)
     return runs;
 }
 
+bool isSeriesOpen(Connection &list, qint64 series)
+{
+    return list.number(
+               u"select count(*) from series where series=%1 and unsent is null"_s.arg(series)) > 0;
+}
+
 QString wordOf(ReportedResult result)
 {
     return QLatin1String(words[size_t(result)]);

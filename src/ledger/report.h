@@ -26,6 +26,9 @@ struct ReportedRun {
 /// never counted is counted. Throws StorageError.
 std::vector<ReportedRun> reportedRuns(Connection &list, qint64 jobId);
 
+/// Whether the job's next run goes on with the series. Throws StorageError.
+bool isSeriesOpen(Connection &list, qint64 series);
+
 /// What became of somebody, in the words of a report.
 enum class ReportedResult { Sent, Failed, InDoubt, Unsent, Removed };
 /// "sent", "failed", "doubt", "unsent", "removed".

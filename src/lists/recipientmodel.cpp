@@ -4,21 +4,10 @@
 #include "plaintooltip.h"
 #include "sqltext.h"
 
-#include <QElapsedTimer>
-#include <QScopeGuard>
-#include <QTimerEvent>
-
 #include <algorithm>
 
 namespace
 {
-
-/// More rows than any screen shows.
-constexpr qsizetype firstKeys = 512;
-/// Read between two looks at the clock.
-constexpr qsizetype keysPerStep = 128;
-/// How long the window waits for a step; a search may look at many rows for each it finds.
-constexpr qint64 stepMs = 8;
 
 constexpr int statusField = 8;
 
@@ -35,33 +24,15 @@ QString value(int field, const QString &text)
 
 void RecipientModel::load(const QString &listConnectionString, const RecipientQuery &query)
 {
-    beginResetModel();
-    const auto reset = qScopeGuard([this] { endResetModel(); });
-    m_rows.reset();
-    m_listConnectionString = listConnectionString;
-    m_rowCount = 0;
-    m_hasFailed = false;
-    m_changedRow = -1;
-    m_isAdded = false;
-    m_changes.clear();
-    m_timer.stop();
-    m_rows = std::make_unique<Keyset>(listConnectionString, QStringLiteral("email"),
-                                      RecipientQuery::columns(), query.condition(), query.order(),
-                                      firstKeys);
-    m_rowCount = int(m_rows->size());
-    if (!m_rows->isComplete())
-        m_timer.start(0, this);
-}
-
-void RecipientModel::complete()
-{
-    if (!isComplete())
-        readKeys([] { return true; });
-}
-
-int RecipientModel::rowCount(const QModelIndex &parent) const
-{
-    return parent.isValid() ? 0 : m_rowCount;
+    open([&] {
+        m_listConnectionString = listConnectionString;
+        m_changedRow = -1;
+        m_isAdded = false;
+        m_changes.clear();
+        return std::make_unique<Keyset>(listConnectionString, QStringLiteral("email"),
+                                        RecipientQuery::columns(), query.condition(), query.order(),
+                                        firstKeys);
+    });
 }
 
 int RecipientModel::columnCount(const QModelIndex &parent) const
@@ -78,14 +49,7 @@ QVariant RecipientModel::data(const QModelIndex &index, int role) const
     try {
         return role == Qt::ToolTipRole ? plainToolTip(text(index)) : text(index);
     } catch (const StorageError &e) {
-        if (!m_hasFailed) {
-            m_hasFailed = true;
-            // The view asks while it paints, which is no time for a message box.
-            auto *self = const_cast<RecipientModel *>(this);
-            QMetaObject::invokeMethod(
-                self, [self, description = e.description()] { emit self->failed(description); },
-                Qt::QueuedConnection);
-        }
+        fail(e);
     }
     return {};
 }
@@ -255,37 +219,4 @@ void RecipientModel::cancelChanges()
     m_changedRow = -1;
     m_changes.clear();
     emit dataChanged(index(row, 0), index(row, columnCount() - 1));
-}
-
-void RecipientModel::timerEvent(QTimerEvent *event)
-{
-    if (event->timerId() != m_timer.timerId())
-        return QAbstractTableModel::timerEvent(event);
-    try {
-        QElapsedTimer timer;
-        timer.start();
-        readKeys([&timer] { return timer.elapsed() < stepMs; });
-    } catch (const StorageError &e) {
-        if (!m_hasFailed) {
-            m_hasFailed = true;
-            emit failed(e.description());
-        }
-    }
-}
-
-void RecipientModel::readKeys(const std::function<bool()> &goOn)
-{
-    // What was read before a failure is shown as well.
-    const auto show = qScopeGuard([this] {
-        if (m_rows->isComplete())
-            m_timer.stop();
-        if (m_rows->size() == m_rowCount)
-            return;
-        beginInsertRows({}, m_rowCount, int(m_rows->size()) - 1);
-        m_rowCount = int(m_rows->size());
-        endInsertRows();
-    });
-    do
-        m_rows->readKeys(keysPerStep);
-    while (!m_rows->isComplete() && goOn());
 }

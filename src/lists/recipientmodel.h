@@ -1,39 +1,24 @@
 #pragma once
 
-#include "keyset.h"
+#include "keysetmodel.h"
 #include "recipientquery.h"
-
-#include <QAbstractTableModel>
-#include <QBasicTimer>
 
 #include <QMap>
 
-#include <functional>
-#include <memory>
-
-/// The recipients of a list for a grid: nine columns, rows read when they are shown.
-///
-/// The first rows are there when load() returns; the others appear in the following moments while
-/// the window goes on living, so that a list of a million opens at once.
+/// The recipients of a list for a grid: nine columns, and after load() one more row while one is
+/// added.
 ///
 /// What is typed into a row is kept aside until saveChanges(); one row at a time can be changed.
-class RecipientModel final : public QAbstractTableModel
+class RecipientModel final : public KeysetModel
 {
     Q_OBJECT
 
 public:
-    using QAbstractTableModel::QAbstractTableModel;
+    using KeysetModel::KeysetModel;
 
     /// Throws StorageError, and then holds no rows. Changes that were not saved are lost.
     void load(const QString &listConnectionString, const RecipientQuery &query);
-    /// Whether the last load succeeded.
-    bool isLoaded() const { return m_rows != nullptr; }
-    /// False while rows are still appearing.
-    bool isComplete() const { return !m_rows || m_rows->isComplete(); }
-    /// Lets all rows appear now. Throws StorageError.
-    void complete();
 
-    int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
@@ -61,15 +46,7 @@ public:
     /// Shows the changed row as it is in the database; an added row goes away.
     void cancelChanges();
 
-signals:
-    /// Reading rows failed after load() had returned; said once for each load.
-    void failed(const QString &description);
-
-protected:
-    void timerEvent(QTimerEvent *event) override;
-
 private:
-    void readKeys(const std::function<bool()> &goOn);
     void update();
     qint64 insert();
     void noteStatus(Connection &list, qint64 mid) const;
@@ -78,11 +55,7 @@ private:
     bool isAdded(int row) const { return m_isAdded && row == m_changedRow; }
     QString text(const QModelIndex &index) const;
 
-    std::unique_ptr<Keyset> m_rows;
     QString m_listConnectionString;
-    int m_rowCount = 0; ///< with the added row
-    QBasicTimer m_timer;
-    mutable bool m_hasFailed = false;
     int m_changedRow = -1;
     bool m_isAdded = false;       ///< the changed row is not in the database yet
     QMap<int, QString> m_changes; ///< new texts, by the field's number as in RecipientQuery

@@ -158,14 +158,15 @@ void Main::connectCommands()
     onTriggered(m_ui->mmJStop, [this] { pauseRun(); });
     onTriggered(m_ui->mmJSendFail, [this] { startRun(true); });
     onTriggered(m_ui->mmJReset, [this] { m_jobs->resetJob(); });
+    onTriggered(m_ui->mmJReport, [this] { showReport(); });
     onTriggered(m_ui->mmHAbout, [this] { frmSplash(this).showAbout(); });
     onTriggered(m_ui->mmHHelp, [this] {
         openPage(QUrl::fromLocalFile(m_seams.folder.file(QStringLiteral("help\\index.html"))));
     });
     onTriggered(m_ui->mmHHomepage, [this] { openPage(QUrl(homepage)); });
     onTriggered(m_ui->mnHOptions, [this] { m_windows->options().exec(); });
-    m_jobs->addCommands(
-        {m_ui->mmJStart, m_ui->mmJSendFail, m_ui->mmJReset, m_ui->mnEEditJob, m_ui->mnEDeleteJob});
+    m_jobs->addCommands({m_ui->mmJStart, m_ui->mmJSendFail, m_ui->mmJReport, m_ui->mmJReset,
+                         m_ui->mnEEditJob, m_ui->mnEDeleteJob});
 }
 
 void Main::connectPanels()
@@ -309,11 +310,12 @@ void Main::enableCommands(bool enabled)
         ->setShortcut(enabled ? QKeySequence() : m_ui->mmJStop->shortcut());
 }
 
-/// Start, and the commands beside the job's tabs. Each of these opens a window, which would hold up
-/// a run.
+/// Start, the report, and the commands beside the job's tabs. Each of these opens a window, which
+/// would hold up a run.
 void Main::enableJobCommands(bool enabled)
 {
     m_ui->Toolbar1->findChild<QAction *>(QStringLiteral("Start"))->setEnabled(enabled);
+    m_ui->mmJReport->setEnabled(enabled);
     m_maillist->enableCommands(enabled);
     m_preview->findChild<QAction *>(QStringLiteral("Preview"))->setEnabled(enabled);
     m_ui->cmdPreview->setEnabled(enabled);
@@ -388,6 +390,14 @@ void Main::showPreview()
 {
     withSelectedJob(
         [this](const JobRow &job) { m_windows->showPreview(job, m_message->message()); });
+}
+
+void Main::showReport()
+{
+    auto command = frmReport::Command::None;
+    withSelectedJob([&](const JobRow &job) { command = m_windows->showReport(job); });
+    if (command != frmReport::Command::None)
+        startRun(command == frmReport::Command::Resend);
 }
 
 void Main::withSelectedJob(const std::function<void(const JobRow &)> &action)

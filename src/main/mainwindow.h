@@ -61,6 +61,7 @@ private:
     void exportRecipients();
     void editMessage();
     void showPreview();
+    void showReport();
     void withSelectedJob(const std::function<void(const JobRow &)> &action);
 
     MainSeams m_seams;

@@ -88,6 +88,13 @@ void Windows::showPreview(const JobRow &job, const JobMessage &message)
     preview.exec();
 }
 
+frmReport::Command Windows::showReport(const JobRow &job)
+{
+    return made(m_report, m_seams.folder, m_seams.op, m_seams.yield, &m_owner)
+        .showJob({job.number(JobCell::Id), job[JobCell::Name], job.number(JobCell::MaillistId),
+                  job[JobCell::Progress] == QLatin1String("Paused")});
+}
+
 void Windows::showListManager()
 {
     made(m_mgrList, m_seams.folder, m_seams.op, listCommands(), &m_owner).exec();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "frmreport.h"
 #include "mainseams.h"
 
 #include "settingsstore.h"
@@ -47,6 +48,9 @@ public:
     /// The preview of a job's message, for its list's recipients.
     void showPreview(const JobRow &job, const JobMessage &message);
 
+    /// What became of everybody whom the job sent to; what the person wants done about it.
+    frmReport::Command showReport(const JobRow &job);
+
     void showListManager();
     void showMessageManager();
     /// True when a list was made.
@@ -68,6 +72,7 @@ private:
     SettingsStore m_store;
 
     // The last one goes first when the object does.
+    std::unique_ptr<frmReport> m_report;
     std::unique_ptr<frmPreview> m_preview;
     std::unique_ptr<frmemail> m_browser;
     std::unique_ptr<frmMerge> m_append;
