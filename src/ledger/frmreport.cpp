@@ -20,6 +20,7 @@ namespace
 
 /// The entry of all runs since the job last began.
 constexpr qint64 wholeSeries = 0;
+enum RunColumn { Started, Number, Kind, Ended, State, Sent, Failed, InDoubt, Subject };
 constexpr qint64 countStepMs = 8;
 
 std::vector<ListColumn> runColumns()
@@ -74,8 +75,7 @@ frmReport::frmReport(const ProgramFolder &folder, Operator &op, Yield &yield, QW
     m_filters = {m_ui->cmdAll,   m_ui->cmdSent,   m_ui->cmdFailed,
                  m_ui->cmdDoubt, m_ui->cmdUnsent, m_ui->cmdRemoved};
     m_ui->lvRuns->setColumns(runColumns());
-    m_ui->lvRuns->setIcons(QIcon::fromTheme(u"mail-sent"_s));
-    m_ui->lvRuns->sortDescending(0);
+    m_ui->lvRuns->sortDescending(Started);
     m_ui->lvRuns->setEmptyText(tr("This job has no runs yet. What it sends is told here."));
     setUpGrid();
     connect(m_ui->lvRuns, &SortableList::rowSelected, this, [this] {
@@ -105,7 +105,7 @@ void frmReport::setUpGrid()
     grid->verticalHeader()->hide();
     grid->horizontalHeader()->setHighlightSections(false);
     grid->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    constexpr std::array widths = {12, 26, 18, 38, 19, 6, 38, 38}; // in letters
+    constexpr std::array widths = {12, 26, 18, 38, 23, 6, 38, 38}; // in letters
     for (size_t i = 0; i < widths.size(); ++i)
         grid->setColumnWidth(int(i), grid->fontMetrics().averageCharWidth() * widths[i] + 16);
     m_ui->splitter->setStretchFactor(0, 1);
@@ -135,26 +135,29 @@ void frmReport::fillRuns()
     m_runs = reportedRuns(list, m_job.id);
     m_isOpen = !m_runs.empty() && isSeriesOpen(list, m_runs.front().series);
     std::vector<ListRow> rows;
-    if (!m_runs.empty()) {
-        const auto inSeries = std::count_if(m_runs.begin(), m_runs.end(), [&](const auto &run) {
-            return run.series == m_runs.front().series;
-        });
-        rows.push_back({wholeSeries,
-                        {tr("All since the last start"),
-                         {},
-                         tr("%n run(s)", {}, int(inSeries)),
-                         {},
-                         {},
-                         {},
-                         {},
-                         {},
-                         m_runs.front().subject}});
-    }
+    if (!m_runs.empty())
+        rows.push_back({wholeSeries, wholeCells()});
     for (const ReportedRun &run : m_runs)
         rows.push_back(runRow(run));
     m_ui->lvRuns->setRows({});
     m_ui->lvRuns->setRows(std::move(rows));
     m_ui->lvRuns->selectRow(m_ui->lvRuns->rowOf(wholeSeries));
+}
+
+QStringList frmReport::wholeCells() const
+{
+    const auto runs = std::count_if(m_runs.begin(), m_runs.end(), [this](const ReportedRun &run) {
+        return run.series == m_runs.front().series;
+    });
+    return {tr("Since last start"),
+            {},
+            runs == 1 ? tr("1 run") : tr("%L1 runs").arg(runs),
+            {},
+            {},
+            {},
+            {},
+            {},
+            m_runs.front().subject};
 }
 
 std::optional<ReportedResult> frmReport::shownResult() const
@@ -230,8 +233,22 @@ void frmReport::count()
         m_countTimer.stop();
         m_uncounted.reset();
         m_list.reset(); // the list's file may be copied or deleted
+        showSums();
     }
     showCounts();
+}
+
+/// Each person counts once in the entry of all runs, so its counts are known only now.
+void frmReport::showSums()
+{
+    if (m_runs.empty() || m_scope.run != 0)
+        return;
+    QStringList cells = wholeCells();
+    for (const auto &[column, result] : {std::pair(Sent, ReportedResult::Sent),
+                                         {Failed, ReportedResult::Failed},
+                                         {InDoubt, ReportedResult::InDoubt}})
+        cells[column] = QString::number(countOf(result));
+    m_ui->lvRuns->setCells(m_ui->lvRuns->rowOf(wholeSeries), cells);
 }
 
 void frmReport::showCounts()

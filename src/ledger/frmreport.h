@@ -61,6 +61,8 @@ private:
     void showPeople();
     void beginCount();
     void count();
+    QStringList wholeCells() const;
+    void showSums();
     void showCounts();
     void enableResend();
     void resend();

@@ -110,37 +110,37 @@ QString ReportScope::columns()
 QString ReportScope::from(Connection &list, const std::vector<ReportedResult> &only) const
 {
     // No part is asked that cannot have any of them: a million rows would be looked at in vain.
+    const auto isWanted = [&only](ReportedResult result) {
+        return only.empty() || std::find(only.begin(), only.end(), result) != only.end();
+    };
     QStringList wanted;
-    for (const ReportedResult result : only) {
-        if (result != ReportedResult::Unsent)
+    for (const auto result : {ReportedResult::Sent, ReportedResult::Failed, ReportedResult::InDoubt,
+                              ReportedResult::Removed}) {
+        if (isWanted(result))
             wanted += QLatin1String(letters[size_t(result)]);
     }
-    const QString results =
-        only.empty() ? QString() : u" and result in (%1)"_s.arg(wanted.join(u','));
     const QString runs = run == 0 ? runsIn(list, series) : u'(' + QString::number(run) + u')';
     QStringList parts;
-    if (only.empty() || !wanted.isEmpty()) {
-        const QString last =
-            run == 0
-                ? u" and not exists (select * from outcome as later where later.mid=outcome.mid "
-                  "and later.run > outcome.run and later.run in "_s +
-                      runs + u')'
-                : QString();
+    if (series != 0 && !wanted.isEmpty()) {
         parts += u"select mid, run, address, result, reason, reply, at, messageid from outcome "
                  "where run in "_s +
-                 runs + results + last;
+                 runs;
+        if (!only.empty())
+            parts.last() += u" and result in (%1)"_s.arg(wanted.join(u','));
+        if (run == 0)
+            parts.last() +=
+                u" and not exists (select * from outcome as later where "
+                "later.mid=outcome.mid and later.run > outcome.run and later.run in "_s +
+                runs + u')';
     }
-    const bool isUnsentWanted =
-        only.empty() || std::find(only.begin(), only.end(), ReportedResult::Unsent) != only.end();
-    if (run == 0 && isUnsentWanted)
-        parts +=
-            u"select mid, 0 as run, email as address, 'U' as result, '' as reason, '' as reply, "
-            "0 as at, '' as messageid from email where mid <= (select last_mid from series "
-            "where series=%1) and not exists (select * from outcome where "
-            "outcome.mid=email.mid and run in %2)"_s.arg(QString::number(series), runs);
-    if (parts.isEmpty()) // nobody is unsent in a run
-        parts += u"select mid, run, address, result, reason, reply, at, messageid from outcome "
-                 "where false"_s;
+    // Nobody is unsent in a single run.
+    const bool hasUnsent = series != 0 && run == 0 && isWanted(ReportedResult::Unsent);
+    parts += u"select mid, 0 as run, email as address, 'U' as result, '' as reason, '' as reply, "
+             "0 as at, '' as messageid from email where "_s +
+             (hasUnsent ? u"mid <= (select last_mid from series where series=%1) and not exists "
+                          "(select * from outcome where outcome.mid=email.mid and run in %2)"_s.arg(
+                              QString::number(series), runs)
+                        : u"false"_s);
     return u"("_s + parts.join(u" union all "_s) +
            u") as person left join (select mid, fname, lname from email) as entry using (mid)"_s;
 }

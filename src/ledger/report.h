@@ -39,7 +39,7 @@ ReportedResult reportedResult(const QString &letter);
 /// Whose results: of a run, or of a series, each person by the last outcome and those without one
 /// as unsent.
 struct ReportScope {
-    qint64 series = 0;
+    qint64 series = 0; ///< 0 for nobody's
     qint64 run = 0; ///< 0 for the whole series
 
     /// The people for a Keyset of these `columns` (its rows have the columns of columns()), those
