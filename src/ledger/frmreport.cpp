@@ -241,7 +241,7 @@ void frmReport::count()
 /// Each person counts once in the entry of all runs, so its counts are known only now.
 void frmReport::showSums()
 {
-    if (m_runs.empty() || m_scope.run != 0)
+    if (m_scope.series == 0 || m_scope.run != 0)
         return;
     QStringList cells = wholeCells();
     for (const auto &[column, result] : {std::pair(Sent, ReportedResult::Sent),
