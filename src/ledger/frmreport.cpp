@@ -275,7 +275,7 @@ void frmReport::enableResend()
 {
     const auto result = shownResult();
     const qint64 number = result ? countOf(*result) : 0;
-    const bool isWhole = m_scope.series != 0 && m_scope.run == 0 && m_isOpen;
+    const bool isWhole = m_scope.series != 0 && m_scope.run == 0 && m_isOpen && !m_uncounted;
     QString text = tr("&Resend these ...");
     QString tip = tr("Choose Failed, In doubt or Unsent of all runs since the last start first");
     bool canSend = false;
