@@ -115,16 +115,12 @@ private slots:
         desk.folder.execute("delete from mjob where jobname = 'June'");
         QCOMPARE(desk.report({"June"}).size(), 6);
         const QString runs = desk.console({"runs"});
-        QVERIFY2(runs.indexOf("July") > 0 && runs.indexOf("July") < runs.indexOf("June"),
-                 qPrintable(runs));
-        QVERIFY(desk.console({"report", "July", "--run", "7"}).startsWith("4\n"));
-
+        QVERIFY(runs.indexOf("July") > 0 && runs.indexOf("July") < runs.indexOf("June"));
         const QString file = desk.folder.file("out.csv");
         QCOMPARE(desk.console({"report", "July", "--csv", file}), "0\n");
         const QString csv = readFile(file);
-        QVERIFY2(csv.startsWith("email,name,result,time,run,reason,reply,messageid\r\n"
-                                "r2@example.org,R2,failed,2026-07-01T09:00:00,2,\"550"),
-                 qPrintable(csv));
+        QVERIFY(csv.startsWith("email,name,result,time,run,reason,reply,messageid\r\n"
+                               "r2@example.org,R2,failed,2026-07-01T09:00:00,2,\"550"));
         QVERIFY(csv.contains("No \"\"user\"\",") &&
                 csv.endsWith("r6@example.org,R6,unsent,,0,,,\r\n"));
         QVERIFY(desk.console({"report", "July", "--csv", desk.folder.file("sys.mdb")})
@@ -152,7 +148,6 @@ private slots:
             QCOMPARE(runs->row(0).cells.mid(5, 3), (QStringList{"1", "2", "1"}));
             press(report, "cmdFailed");
             QCOMPARE(shown(report), (QStringList{"Failed r2 R2", "Failed r4 R4"}));
-            QVERIFY(!child<QAbstractButton>(report, "cmdExport")->text().isEmpty());
             desk.op.files.push(desk.folder.file("failed.csv"));
             press(report, "cmdExport");
             QCOMPARE(readFile(desk.folder.file("failed.csv")).count("@example.org,R"), 2);
@@ -175,8 +170,8 @@ private slots:
              {std::pair("cmdUnsent", "r6@"), {"cmdFailed", "r2@"}}) {
             const auto before = desk.server.transcript().size();
             desk.op.answers = {};
-            for (int i = 0; i < 2; ++i)
-                desk.op.answers.push(false);
+            desk.op.answers.push(false);
+            desk.op.answers.push(false);
             desk.duringReport([&](frmReport &report) {
                 press(report, filter);
                 QTRY_VERIFY(child<QAbstractButton>(report, "cmdResend")->isEnabled());
@@ -187,6 +182,9 @@ private slots:
         }
         desk.op.answers = {};
         QCOMPARE(desk.op.asked.filter("1 recipient is in doubt").size(), 1);
+        // Each by the last of their outcomes.
+        QCOMPARE(desk.report({"July"}).join(u','),
+                 "r3 sent 2,r5 doubt 2,r6 sent 3,r2 failed 5,r4 failed 6");
     }
 };
 
