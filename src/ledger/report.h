@@ -40,7 +40,7 @@ ReportedResult reportedResult(const QString &letter);
 /// as unsent.
 struct ReportScope {
     qint64 series = 0; ///< 0 for nobody's
-    qint64 run = 0; ///< 0 for the whole series
+    qint64 run = 0;    ///< 0 for the whole series
 
     /// The people for a Keyset of these `columns` (its rows have the columns of columns()), those
     /// with one of the results only, or with an empty list all of them. Outcomes come in the order
