@@ -103,6 +103,7 @@ public:
     Record(const Record &) = delete;
     Record &operator=(const Record &) = delete;
 
+    /// What is shifted because the clock was set back is written at once: it shall grow old.
     std::map<qint64, qint64> read(qint64 now) const
     {
         std::map<qint64, qint64> sent;
@@ -132,6 +133,7 @@ public:
             for (const auto &[stamp, count] : sent)
                 shifted[stamp - ahead] += count;
             sent = std::move(shifted);
+            write(sent);
         }
         return sent;
     }
@@ -218,6 +220,7 @@ bool SendAllowance::has(int messages)
     m_sent = record.read(now);
     m_isRead = true;
     const qint64 heldBefore = m_held;
+    const bool keepsHeld = heldBefore > 0 && !lapsed(now);
     release();
     compact(m_sent, now);
     qint64 block = blockSize(messages, now);
@@ -231,6 +234,11 @@ bool SendAllowance::has(int messages)
         block = std::min(block, limit - inside);
     }
     const bool isFree = block >= messages;
+    if (!isFree && keepsHeld) { // fewer than wanted, and still this program's
+        m_sent[m_until] += heldBefore;
+        m_held = heldBefore;
+        return false;
+    }
     if (isFree) {
         m_until = now + hold;
         m_sent[m_until] += block;

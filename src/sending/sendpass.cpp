@@ -116,14 +116,7 @@ SendPass::SendPass(const RunSeams &seams, Connection &list, const BegunPass &pas
     // Who cannot be recorded at once is tried again by commit(), while the window lives.
     list.execute(u"pragma busy_timeout=%1"_s.arg(shortWait.count()));
     m_mail.MessageDue = [this] { return isMessageAllowed(); };
-    m_seams.display.expectedEnd = [this] {
-        const qint64 left = m_progress.toHandle - m_progress.pass.sent();
-        const QDateTime freeAt =
-            m_settings.limits == SendLimits() ? QDateTime() : m_allowance.freeAt(left);
-        return ::expectedEnd(m_seams.clock.now(), m_progress.pass.sent(),
-                             m_progress.elapsed - m_waitedInAll, left, m_seams.options.batchSize,
-                             m_seams.options.batchPause, freeAt);
-    };
+    m_seams.display.expectedEnd = [this] { return end(); };
 }
 
 SendPass::~SendPass()
@@ -132,7 +125,40 @@ SendPass::~SendPass()
     m_seams.display.expectedEnd = nullptr;
 }
 
+/// When the pass will be over.
+QDateTime SendPass::end()
+{
+    const qint64 left = m_progress.toHandle - m_progress.pass.sent();
+    QDateTime freeAt;
+    try {
+        if (m_settings.limits != SendLimits())
+            freeAt = m_allowance.freeAt(left);
+    } catch (const StorageError &) {
+        return {}; // it is told before the next message leaves
+    }
+    return ::expectedEnd(m_seams.clock.now(), m_progress.pass.sent(),
+                         m_progress.elapsed - m_waitedInAll, left, m_seams.options.batchSize,
+                         m_seams.options.batchPause, freeAt);
+}
+
 void SendPass::run()
+{
+    try {
+        sendAll();
+    } catch (const StorageError &) {
+        // Of a message that is on its way nobody knows; of one that is not, everybody shall.
+        if (!m_isOnItsWay) {
+            try {
+                m_outcomes.clearDoubt();
+            } catch (const StorageError &) {
+                // Then they count as in doubt, which harms nobody.
+            }
+        }
+        throw;
+    }
+}
+
+void SendPass::sendAll()
 {
     m_seams.display.start();
     if (m_pass.run.kind == RunKind::Rerun && m_pass.run.pass == m_pass.run.number)
@@ -148,13 +174,22 @@ void SendPass::run()
             sendTo(turn, ahead);
         } else {
             ahead = lookAhead(room());
-            commit(ahead.passed, nullptr, {});
+            commit(ahead.passed, nullptr,
+                   ahead.passed.empty() ? QString() : ahead.passed.front().address);
             note(std::exchange(ahead.passed, {}), false);
         }
         const bool isBatchFull = m_progress.pass.sent() > 0 && room() == m_seams.options.batchSize;
         if (isBatchFull && !ahead.next && !m_queue.atEnd() && !m_isOver)
             reconnect();
     }
+    withdrawDoubt();
+}
+
+/// Whoever is named as next is not on the way yet, and will not be for a while.
+void SendPass::withdrawDoubt()
+{
+    retry([this] { m_outcomes.clearDoubt(); }, m_progress.address);
+    m_isOnItsWay = false;
 }
 
 void SendPass::openLog()
@@ -185,7 +220,12 @@ void SendPass::connectTransport()
         m_mail.Password = m_settings.password;
     }
     m_mail.Subject = m_message.subject;
-    // A login that was refused just now is not tried again by the first Send.
+    connect();
+}
+
+/// A login that is refused now is not tried again by the next Send.
+void SendPass::connect()
+{
     if (!m_control.isStopRequested && !m_mail.Connect() && m_mail.Result.isLoginRefused) {
         m_trouble = onOneLine(m_mail.Result.explanation);
         m_isOver = true;
@@ -198,8 +238,7 @@ void SendPass::reconnect()
     m_seams.display.show(RunProgress::Phase::Waiting);
     m_seams.clock.wait(m_seams.options.batchPause, m_seams.yield);
     m_waitedInAll += m_seams.options.batchPause;
-    if (!m_control.isStopRequested)
-        m_mail.Connect();
+    connect();
 }
 
 /// How many may still be handled in the session's batch.
@@ -249,7 +288,10 @@ void SendPass::sendTo(const Turn &turn, Ahead &ahead)
     if (goesOn && ahead.next && m_mail.IsNextDue && qint64(entries.size()) < room())
         next = entryOf(*ahead.next, Fate::InDoubt, interrupted);
     commit(entries, next ? &*next : nullptr, turn.address());
+    m_isOnItsWay = false;
     note(entries, turn.row.remark.startsWith(inDoubtPrefix));
+    // Not before it is recorded what became of the message.
+    m_allowance.spend();
     if (goesOn)
         ahead.passed.clear();
     if (!isBad || m_control.isStopRequested)
@@ -283,7 +325,7 @@ SendPass::Delivery SendPass::deliver(const Turn &turn, const std::optional<Turn>
         m_progress.reason.clear();
         m_seams.display.show(RunProgress::Phase::Sending);
         entry = entryOf(turn, Fate::Sent, {});
-        if (!send(turn, next, entry))
+        if (!send(turn, next && m_allowance.has(2) ? &*next : nullptr, entry))
             return Delivery::Done;
         const SendResult &result = m_mail.Result;
         const bool isForEverybody =
@@ -294,7 +336,7 @@ SendPass::Delivery SendPass::deliver(const Turn &turn, const std::optional<Turn>
             judge(entry);
             return Delivery::Done;
         }
-        retry([&] { m_outcomes.clearDoubt(); }, turn.address());
+        withdrawDoubt();
         if (result.kind == Kind::NotWanted)
             return Delivery::Stopped;
         if (result.kind == Kind::SessionLost && wasLost) {
@@ -312,7 +354,7 @@ SendPass::Delivery SendPass::deliver(const Turn &turn, const std::optional<Turn>
 
 /// Gives the message to the mail component, whose result says what became of it. False where that
 /// was an error of another kind, which the entry tells.
-bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEntry &entry)
+bool SendPass::send(const Turn &turn, const Turn *next, LedgerEntry &entry)
 {
     try {
         const QDate today = m_seams.clock.now().date();
@@ -322,13 +364,13 @@ bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEnt
         }
         std::copy(turn.row.fields.begin(), turn.row.fields.end(), m_values.begin() + 1);
         m_mail.Recipient = turn.address();
-        m_mail.Next = next && m_allowance.has(2) ? next->address() : QString();
+        m_mail.Next = next ? next->address() : QString();
         m_mail.Body = m_fields.personalise(m_values);
         m_mail.MessageId = entry.messageId.section(u'@', 0, 0).toLatin1();
         m_mail.Send();
         m_yielding.step();
     } catch (const std::exception &e) {
-        entry.fate = m_outcomes.inDoubt() == turn.mid ? Fate::InDoubt : Fate::Temporary;
+        entry.fate = m_isOnItsWay ? Fate::InDoubt : Fate::Temporary;
         entry.reason = onOneLine(QString::fromUtf8(e.what()));
         if (entry.fate == Fate::InDoubt)
             entry.reason.prepend(inDoubtPrefix);
@@ -336,10 +378,6 @@ bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEnt
     }
     if (m_error)
         std::rethrow_exception(std::exchange(m_error, nullptr));
-    using Kind = SendResult::Kind;
-    const Kind kind = m_mail.Result.kind;
-    if (kind != Kind::NoSession && kind != Kind::NotWanted)
-        m_allowance.spend();
     return true;
 }
 
@@ -347,17 +385,15 @@ bool SendPass::send(const Turn &turn, const std::optional<Turn> &next, LedgerEnt
 /// the first byte leaves.
 bool SendPass::isMessageAllowed()
 {
-    if (m_control.isStopRequested || m_error)
-        return false;
-    if (m_outcomes.inDoubt() == m_turn->mid)
-        return true;
     try {
         const LedgerEntry entry = entryOf(*m_turn, Fate::InDoubt, interrupted);
-        commit({}, &entry, m_turn->address());
+        if (!m_control.isStopRequested && m_outcomes.inDoubt() != m_turn->mid)
+            commit({}, &entry, m_turn->address());
     } catch (const StorageError &) {
         m_error = std::current_exception(); // which must not pass through the component
     }
-    return !m_control.isStopRequested && !m_error;
+    m_isOnItsWay = !m_control.isStopRequested && !m_error;
+    return m_isOnItsWay;
 }
 
 LedgerEntry SendPass::entryOf(const Turn &turn, Fate fate, const QString &reason) const
@@ -429,10 +465,9 @@ void SendPass::retry(const std::function<void()> &write, const QString &address)
         } catch (const StorageError &) {
             if (waited >= patience) {
                 m_unrecorded =
-                    (m_outcomes.inDoubt() == m_turn->mid
-                         ? u"What became of %1 could not be recorded, so it is in doubt."_s
-                         : u"What became of %1 could not be recorded. The job goes on "
-                           "with this recipient when it is started again."_s)
+                    (m_isOnItsWay ? u"What became of %1 could not be recorded, so it is in doubt."_s
+                                  : u"What became of %1 could not be recorded. The job goes on "
+                                    "with this recipient when it is started again."_s)
                         .arg(address);
                 m_log.write(m_unrecorded);
                 throw;

@@ -118,15 +118,19 @@ private:
         Stopped, ///< the recipient is untouched, and the pass ends
     };
 
+    QDateTime end();
+    void sendAll();
+    void withdrawDoubt();
     void openLog();
     void connectTransport();
+    void connect();
     void reconnect();
     qint64 room() const;
     Ahead lookAhead(qint64 room);
     void sendTo(const Turn &turn, Ahead &ahead);
     void putBack(Ahead &ahead, std::vector<qint64> mids);
     Delivery deliver(const Turn &turn, const std::optional<Turn> &next, LedgerEntry &entry);
-    bool send(const Turn &turn, const std::optional<Turn> &next, LedgerEntry &entry);
+    bool send(const Turn &turn, const Turn *next, LedgerEntry &entry);
     bool isMessageAllowed();
     LedgerEntry entryOf(const Turn &turn, Fate fate, const QString &reason) const;
     QString messageIdOf(qint64 mid) const;
@@ -170,6 +174,7 @@ private:
     std::vector<qint64> m_givenBack; ///< whose turn comes again
     std::exception_ptr m_error;      ///< thrown while the mail component was at work
     bool m_isOver = false;
+    bool m_isOnItsWay = false;   ///< the message of who is in doubt
     bool m_hasDelivered = false; ///< since the server last gave trouble
     size_t m_waits = 0;          ///< since the last delivery
     std::chrono::seconds m_waited{0};

@@ -43,6 +43,7 @@ SendRun::Result SendRun::start(const JobRow &row, const JobMessage &message, boo
     m_display.progress.row = row;
     m_isAsked = false;
     m_plan = {};
+    m_account = {};
     std::optional<ListLock> lock;
     try {
         lock.emplace(m_seams.folder, row.number(JobCell::MaillistId));
@@ -129,10 +130,10 @@ bool SendRun::isPlanWanted(Connection &list, const SentContent &content)
 {
     if (std::exchange(m_isAsked, true))
         return true;
-    if (m_plan.kind == RunKind::Resend && m_plan.pass == 0)
+    if (m_plan.kind == RunKind::Resend && m_plan.pass == 0) {
         m_plan.withDoubts = areDoubtsWanted(countRecipients(list, Ledger::inDoubt()));
-    if (m_plan.kind == RunKind::Resend && m_plan.pass == 0)
         return true;
+    }
     const ChangedContent changed = changedContent(list, m_display.progress.row, m_plan, content);
     if (changed.haveOld == 0 || changed.left == 0 || m_options.sendChanged)
         return true;

@@ -15,6 +15,7 @@ TestFolder::TestFolder()
     for (const QString &name : {u"sys.mdb"_s, u"mtemplate.mdb"_s})
         QFile::copy(QLatin1String(PRISTINE_FOLDER "/") + name, file(name));
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, file("config"));
+    qputenv("XDG_STATE_HOME", file("state").toUtf8());
 }
 
 qint64 TestFolder::addList(const TestText &name, const QStringList &rows) const
