@@ -128,26 +128,17 @@ void addCommands(CLI::App &app, Words &words, Action &chosen)
     job(start);
     start->add_flag("--resend-failed", words.start.failedOnly,
                     "Send to the failed recipients only");
-    start
-        ->add_option("--rerun", words.start.reruns,
-                     "Without a terminal to ask on, rerun over failures N more times")
-        ->option_text("N")
-        ->check(wholeNumber);
-    start
-        ->add_option("--batch-pause", words.start.batchPauseMs,
-                     "Wait after every 50 recipients; default: 1000")
-        ->option_text("MS")
-        ->check(wholeNumber);
-    start
-        ->add_option("--rerun-wait", words.start.rerunWaitMinutes,
-                     "Wait before failures are sent to again; default: as the options say")
-        ->option_text("MIN")
-        ->check(wholeNumber);
-    start
-        ->add_option("--patience", words.start.patienceSeconds,
-                     "How long a server that takes nothing is tried again before the job is paused")
-        ->option_text("S")
-        ->check(wholeNumber);
+    const auto number = [&](const char *name, int &value, const char *unit, const char *meaning) {
+        start->add_option(name, value, meaning)->option_text(unit)->check(wholeNumber);
+    };
+    number("--rerun", words.start.reruns, "N",
+           "Without a terminal to ask on, rerun over failures N more times");
+    number("--batch-pause", words.start.batchPauseMs, "MS",
+           "Wait after every 50 recipients; default: 1000");
+    number("--rerun-wait", words.start.rerunWaitMinutes, "MIN",
+           "Wait before failures are sent to again; default: as the options say");
+    number("--patience", words.start.patienceSeconds, "S",
+           "How long a server that takes nothing is tried again before the job is paused");
     start
         ->add_option("--in-doubt", words.start.resendInDoubt,
                      "Leave out, or send again, whoever may have got the message; default: skip")

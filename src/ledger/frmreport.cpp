@@ -200,9 +200,7 @@ void frmReport::beginCount()
     m_uncounted.reset();
     m_counts = {};
     try {
-        m_list = std::make_unique<Connection>(m_listConnectionString);
-        m_uncounted = std::make_unique<Recordset>(*m_list, u"select result from "_s +
-                                                               m_scope.from(*m_list, {}));
+        m_uncounted = std::make_unique<ReportCount>(m_listConnectionString, m_scope);
         m_countTimer.start(0, this);
         count();
     } catch (const StorageError &e) {
@@ -226,13 +224,13 @@ void frmReport::timerEvent(QTimerEvent *event)
 void frmReport::count()
 {
     QElapsedTimer timer;
-    for (timer.start(); !m_uncounted->atEnd() && timer.elapsed() < countStepMs;
-         m_uncounted->moveNext())
-        ++m_counts[size_t(reportedResult(*m_uncounted->current().value(0)))];
+    timer.start();
+    while (m_uncounted->step() && timer.elapsed() < countStepMs) {
+    }
+    m_counts = m_uncounted->counts();
     if (m_uncounted->atEnd()) {
         m_countTimer.stop();
-        m_uncounted.reset();
-        m_list.reset(); // the list's file may be copied or deleted
+        m_uncounted.reset(); // the list's file may be copied or deleted
         showSums();
     }
     showCounts();
@@ -280,10 +278,10 @@ void frmReport::enableResend()
     QString tip = tr("Choose Failed, In doubt or Unsent of all runs since the last start first");
     bool canSend = false;
     if (isWhole && result == ReportedResult::Unsent && number > 0) {
-        canSend = m_job.isPaused;
+        canSend = m_job.startSendsRest;
         text = tr("Send to the %L1 &unreached").arg(number);
         tip = canSend ? tr("Starts the job, which goes on with those whom no run has reached")
-                      : tr("The job is not paused: a start would begin with the first recipient");
+                      : tr("A start of the job would not go on with them now");
     } else if (isWhole && number > 0 &&
                (result == ReportedResult::Failed || result == ReportedResult::InDoubt)) {
         canSend = true;
@@ -357,7 +355,6 @@ void frmReport::hideEvent(QHideEvent *event)
 {
     m_countTimer.stop();
     m_uncounted.reset();
-    m_list.reset();
     m_ui->lbStatus->clear();
     saveWindowLayout(*this, *m_ui->lvRuns);
     WorkDialog::hideEvent(event);

@@ -9,12 +9,10 @@
 #include <memory>
 #include <optional>
 
-class Connection;
 class Operator;
 class PeopleModel;
 class ProgramFolder;
 class QAbstractButton;
-class Recordset;
 class Yield;
 
 namespace Ui
@@ -40,7 +38,7 @@ public:
         qint64 id = 0;
         QString name;
         qint64 listId = 0;
-        bool isPaused = false; ///< a start goes on where the last run ended
+        bool startSendsRest = false; ///< a start goes on with whom no run has reached
     };
 
     /// All of them must outlive the window.
@@ -88,8 +86,7 @@ private:
     bool m_isAborted = false;
 
     // The people of the selected run are counted bit by bit.
-    std::unique_ptr<Connection> m_list;
-    std::unique_ptr<Recordset> m_uncounted;
-    std::array<qint64, 5> m_counts{};
+    std::unique_ptr<ReportCount> m_uncounted;
+    ReportCount::Counts m_counts{};
     QBasicTimer m_countTimer;
 };

@@ -144,3 +144,18 @@ QString ReportScope::from(Connection &list, const std::vector<ReportedResult> &o
     return u"("_s + parts.join(u" union all "_s) +
            u") as person left join (select mid, fname, lname from email) as entry using (mid)"_s;
 }
+
+ReportCount::ReportCount(const QString &listConnectionString, const ReportScope &scope)
+    : m_list(listConnectionString)
+    , m_people(m_list, u"select result from "_s + scope.from(m_list, {}))
+{
+}
+
+bool ReportCount::step()
+{
+    if (m_people.atEnd())
+        return false;
+    ++m_counts[size_t(reportedResult(*m_people.current().value(0)))];
+    m_people.moveNext();
+    return !m_people.atEnd();
+}

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QString>
+#include "connection.h"
+#include "recordset.h"
 
+#include <array>
 #include <vector>
-
-class Connection;
 
 /// A run as a report lists it. Its job may be gone.
 struct ReportedRun {
@@ -48,4 +48,24 @@ struct ReportScope {
     QString from(Connection &list, const std::vector<ReportedResult> &only) const;
     /// run, address, name, result (a letter), reason, reply, at (seconds since 1970), messageid.
     static QString columns();
+};
+
+/// Counts the people of a report by their results, bit by bit, so that a window lives meanwhile.
+/// The list's database is open as long as it is there. Throws StorageError.
+class ReportCount
+{
+public:
+    using Counts = std::array<qint64, 5>; ///< by ReportedResult
+
+    ReportCount(const QString &listConnectionString, const ReportScope &scope);
+
+    /// Counts one more; false when everybody is counted.
+    bool step();
+    bool atEnd() const { return m_people.atEnd(); }
+    const Counts &counts() const { return m_counts; }
+
+private:
+    Connection m_list;
+    Recordset m_people;
+    Counts m_counts{};
 };

@@ -16,10 +16,12 @@
 #include "joblistpanel.h"
 #include "listdialogs.h"
 
+#include "connection.h"
 #include "jobrow.h"
 #include "jobstore.h"
 #include "messagestore.h"
 #include "operator.h"
+#include "passplan.h"
 #include "programfolder.h"
 
 #include <QApplication>
@@ -90,9 +92,16 @@ void Windows::showPreview(const JobRow &job, const JobMessage &message)
 
 frmReport::Command Windows::showReport(const JobRow &job)
 {
+    bool startSendsRest = false;
+    try {
+        Connection list(m_seams.folder.listConnectionString(job.number(JobCell::MaillistId)));
+        startSendsRest = planOfStart(list, job).kind == RunKind::Resume;
+    } catch (const StorageError &) {
+        // The window tells why the list cannot be read.
+    }
     return made(m_report, m_seams.folder, m_seams.op, m_seams.yield, &m_owner)
         .showJob({job.number(JobCell::Id), job[JobCell::Name], job.number(JobCell::MaillistId),
-                  job[JobCell::Progress] == QLatin1String("Paused")});
+                  startSendsRest});
 }
 
 void Windows::showListManager()

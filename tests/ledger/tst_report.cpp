@@ -165,6 +165,15 @@ private slots:
         });
         QCOMPARE(desk.received().size(), 7);
 
+        // Where a start would go on with a rerun, it is not offered for those never reached.
+        desk.folder.execute("update run set kind='rerun' where run=(select max(run) from run)", 1);
+        desk.duringReport([&](frmReport &report) {
+            press(report, "cmdUnsent");
+            QTRY_COMPARE(filters(report), "All 5, Sent 1, Failed 2, In doubt 1, Unsent 1");
+            QVERIFY(!child<QAbstractButton>(report, "cmdResend")->isEnabled());
+        });
+        desk.folder.execute("update run set kind='start' where run=(select max(run) from run)", 1);
+
         // Who was never reached comes first, then who failed, and the one in doubt is asked about.
         for (const auto &[filter, reached] :
              {std::pair("cmdUnsent", "r6@"), {"cmdFailed", "r2@"}}) {
